@@ -1,0 +1,70 @@
+// The program's own small XML reader and writer: a cursor over a tree of element racks.
+#pragma once
+
+#include <complex>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "numerics/ZrError.h"
+#include "numerics/ZrMatrix.h"
+
+class ZrADateTime;
+class ZrBarnXmlRack;
+
+// Read mode: the whole text is tagged once; OpenRack/CloseRack walk it and reading an
+// element consumes it, so asking again for the same name yields the next sibling.
+// Write mode: OpenRack appends children, values are stored escaped, and the text is produced
+// on request (GetText) or by the file variants when they are destroyed.
+class ZrBarnXml {
+ public:
+  explicit ZrBarnXml(const std::string& mode);  // "r" read, "w" write
+  virtual ~ZrBarnXml();
+  ZrBarnXml(const ZrBarnXml&) = delete;
+  ZrBarnXml& operator=(const ZrBarnXml&) = delete;
+
+  bool IsWriteMode() const { return mode_; }
+  std::string GetMode() const { return mode_ ? "w" : "r"; }
+
+  void SetText(const std::string& text);  // read mode only: "mode is illigal" otherwise
+  void GetText(std::string& text) const;  // the written form, from the root's first child
+
+  bool OpenRack(const std::string& name);
+  void CloseRack();
+  void CloseRack(const std::string& name);
+
+  bool Value(const std::string& name, std::string& value, const std::string& def);
+  bool Value(const std::string& name, int32_t& value, int32_t def);
+  bool Value(const std::string& name, int64_t& value, int64_t def);
+  bool Value(const std::string& name, uint32_t& value, uint32_t def);
+  bool Value(const std::string& name, float& value, float def);
+  bool Value(const std::string& name, double& value, double def);
+  bool Value(const std::string& name, long double& value, long double def);
+  bool Value(const std::string& name, bool& value, bool def);
+  bool Value(const std::string& name, ZrADateTime& value, const ZrADateTime& def);
+  bool Value(const std::string& name, std::vector<std::string>& value);
+
+  // Matrix values (matrix XML): format "t" text, "b" binary with "base64", "bb" binary with
+  // "base64b". On reading the format is ignored and the form is recognised.
+  bool Value(const std::string& name, ZrFloatMatrix& value, const std::string& format);
+  bool Value(const std::string& name, ZrDoubleMatrix& value, const std::string& format);
+  bool Value(const std::string& name, ZrLongMatrix& value, const std::string& format);
+  bool Value(const std::string& name, ZrInt32Matrix& value, const std::string& format);
+  bool Value(const std::string& name, ZrLDoubleMatrix& value, const std::string& format);
+  bool Value(const std::string& name, ZrLComplexMatrix& value, const std::string& format);
+
+  bool Attributes(const std::string& name, std::vector<std::pair<std::string, std::string>>& attributes);
+
+  std::string StatusMessage() const;
+
+  static std::string Escape(const std::string& text);
+  static std::string Unescape(const std::string& text);
+
+ protected:
+  // Implementation state (racks, text, cursor, progress fields) is private to formats/.
+  bool mode_ = false;  // false read, true write
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
