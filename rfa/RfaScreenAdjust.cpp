@@ -19,7 +19,8 @@ constexpr double kRoughRadiusSlack = 16.0;
 
 struct BandPixel {
   double x, y;  // offset from the grid centre
-  double v;
+  double v;     // clipped value: compared between candidates
+  double raw;   // unclipped value: locates the rim once the centre is known
 };
 
 // Azimuthal profiles of the band pixels about one candidate.
@@ -32,7 +33,7 @@ class RingProfiles {
     Count.assign(Sum.size(), 0);
   }
 
-  void Accumulate(double ox, double oy) {
+  void Accumulate(double ox, double oy, bool raw = false) {
     std::fill(Sum.begin(), Sum.end(), 0.0);
     std::fill(Count.begin(), Count.end(), 0);
     const int64_t n = static_cast<int64_t>(Sum.size());
@@ -41,7 +42,7 @@ class RingProfiles {
       const double dy = p.y - oy;
       int64_t k = static_cast<int64_t>(std::sqrt(dx * dx + dy * dy) / kRingWidth) - FirstRing;
       k = std::clamp<int64_t>(k, 0, n - 1);
-      Sum[static_cast<size_t>(k)] += p.v;
+      Sum[static_cast<size_t>(k)] += raw ? p.raw : p.v;
       ++Count[static_cast<size_t>(k)];
     }
   }
@@ -162,7 +163,9 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
       const double dx = image.ColBegin + x - gx;
       const double d = std::sqrt(dx * dx + dy * dy);
       if (d >= bandInner && d <= bandOuter) {
-        band.push_back({dx, dy, result.clipped.Data[x + static_cast<int64_t>(y) * image.ColSize]});
+        const int64_t at = x + static_cast<int64_t>(y) * image.ColSize;
+        const float raw = std::isfinite(image.Data[at]) ? image.Data[at] : 0.0f;
+        band.push_back({dx, dy, result.clipped.Data[at], raw});
       }
     }
   }
@@ -239,9 +242,12 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
   result.cx = gx + ox;
   result.cy = gy + oy;
 
-  // Radius: steepest smoothed descent of the profile about the chosen centre, looked for only
-  // where every ring lies wholly inside the band.
-  profiles.Accumulate(ox, oy);
+  // Radius: steepest smoothed descent of the unclipped profile about the chosen centre, looked
+  // for only where every ring lies wholly inside the band. The unclipped profile is used
+  // because on a blurred rim the clipped one falls where the rim crosses the clip level, which
+  // would make the radius depend on the threshold; the steepest descent of the true profile
+  // is the middle of the rim whatever the threshold.
+  profiles.Accumulate(ox, oy, true);
   const std::vector<double> mean = profiles.Means();
   const double offset = std::hypot(ox, oy);
   const int64_t n = static_cast<int64_t>(mean.size());

@@ -21,8 +21,11 @@ struct RfaScreenAdjustResult {
 // narrow rings (0.25 pixel) about it are nearly uniform; about any other point the rings cut
 // across the rim. The candidate whose ring means explain most of the variance of the pixels
 // near the rim (largest between-ring sum of squares, i.e. least azimuthal variance) wins.
-// The radius is where the azimuthal profile about that centre falls most steeply, located
-// to a fraction of a ring by a parabola through the largest smoothed drop.
+// The radius is where the unclipped azimuthal profile about that centre falls most steeply,
+// located to a fraction of a ring by a parabola through the largest smoothed drop.
+// Limitation: on a blurred rim whose brightness differs around the screen, the clip level is
+// crossed further out on the brighter side, which pulls the centre towards it by about
+// (rim width) x ln(bright / dim) / 4; sharp rims are found to within the half-pixel grid.
 //
 // searchSize (1 .. 40, larger values act as 40) is the spacing, in half pixels, of the first
 // coarse pass over the grid; each further pass halves the spacing around the best point so
