@@ -25,7 +25,7 @@ struct RfaScreenAdjustResult {
 // located to a fraction of a ring by a parabola through the largest smoothed drop.
 // Limitation: on a blurred rim whose brightness differs around the screen, the clip level is
 // crossed further out on the brighter side, which pulls the centre towards it by about
-// (rim width) x ln(bright / dim) / 4; sharp rims are found to within the half-pixel grid.
+// (rim width) x ln(bright / dim) / 2; sharp rims are found to within the half-pixel grid.
 //
 // searchSize (1 .. 40, larger values act as 40) is the spacing, in half pixels, of the first
 // coarse pass over the grid; each further pass halves the spacing around the best point so
