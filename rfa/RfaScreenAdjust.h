@@ -30,7 +30,8 @@ struct RfaScreenAdjustResult {
 // searchSize (1 .. 40, larger values act as 40) is the spacing, in half pixels, of the first
 // coarse pass over the grid; each further pass halves the spacing around the best point so
 // far until neighbouring half-pixel points are compared. 1 searches the whole grid
-// exhaustively (slowest, immune to local optima); 10 needs about 150 profiles instead of 6561.
+// exhaustively (slowest, immune to local optima); 10 needs fewer than 200 profiles
+// instead of 6561.
 //
 // Errors: an empty image, a non-positive threshold, searchSize below 1, an image without a
 // positive pixel.

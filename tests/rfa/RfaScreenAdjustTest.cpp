@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <ostream>
 
 #include "samples/RfaSyntheticScreen.h"
@@ -75,6 +76,47 @@ INSTANTIATE_TEST_SUITE_P(Cases, RfaScreenAdjustAccuracy, testing::ValuesIn(kScre
                            return std::string(row.param.name);
                          });
 
+ZrFloatMatrix SmallScreen(double cx, double cy, uint32_t seed) {
+  RfaSyntheticScreenOptions o;
+  o.width = 96;
+  o.height = 90;
+  o.cx = cx;
+  o.cy = cy;
+  o.radius = 33.0;
+  o.dipCx = cx - 8.0;
+  o.dipCy = cy + 5.0;
+  o.dipRadius = 4.0;
+  o.seed = seed;
+  return RfaMakeSyntheticScreen(o);
+}
+
+TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearch) {
+  const double centres[][2] = {{40.2, 55.7}, {57.9, 41.4}};
+  uint32_t seed = 30;
+  for (const auto& c : centres) {
+    const ZrFloatMatrix screen = SmallScreen(c[0], c[1], ++seed);
+    const RfaScreenAdjustResult all = RfaAdjustScreen(screen, 0.1, 1);
+    for (int32_t searchSize : {3, 10, 1000}) {
+      const RfaScreenAdjustResult some = RfaAdjustScreen(screen, 0.1, searchSize);
+      EXPECT_EQ(some.cx, all.cx) << c[0] << " search size " << searchSize;
+      EXPECT_EQ(some.cy, all.cy) << c[1] << " search size " << searchSize;
+      EXPECT_EQ(some.r, all.r) << "search size " << searchSize;
+    }
+  }
+}
+
+TEST(RfaScreenAdjust, WorksInBeginBasedCoordinates) {
+  ZrFloatMatrix screen = SmallScreen(44.6, 51.3, 40);
+  const RfaScreenAdjustResult plain = RfaAdjustScreen(screen, 0.1, 10);
+  screen.SetBegin(-17, 23);
+  const RfaScreenAdjustResult shifted = RfaAdjustScreen(screen, 0.1, 10);
+  EXPECT_EQ(shifted.cx, plain.cx - 17.0);
+  EXPECT_EQ(shifted.cy, plain.cy + 23.0);
+  EXPECT_EQ(shifted.r, plain.r);
+  EXPECT_NEAR(plain.cx, 44.6, 0.5);
+  EXPECT_NEAR(plain.cy, 51.3, 0.5);
+}
+
 TEST(RfaScreenAdjust, ClipsAtThresholdOfMaximum) {
   ZrFloatMatrix image(64, 48);
   image.SetBegin(3, -2);
@@ -88,6 +130,13 @@ TEST(RfaScreenAdjust, ClipsAtThresholdOfMaximum) {
   for (int64_t i = 0; i < image.Count(); ++i) {
     ASSERT_EQ(r.clipped.Data[i], std::min(image.Data[i], level)) << i;
   }
+  // A broken (non-finite) pixel is neither the maximum nor kept in the clipped image.
+  image.Data[5] = std::numeric_limits<float>::infinity();
+  image.Data[6] = std::numeric_limits<float>::quiet_NaN();
+  const RfaScreenAdjustResult broken = RfaAdjustScreen(image, 0.25, 10);
+  EXPECT_EQ(broken.clipped.Data[5], 0.0f);
+  EXPECT_EQ(broken.clipped.Data[6], 0.0f);
+  EXPECT_EQ(broken.clipped.Data[100], level);
 }
 
 TEST(RfaScreenAdjust, RefusesBadInput) {
