@@ -155,3 +155,20 @@ TEST(RfaScreenAdjust, RefusesBadInput) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(RfaScreenAdjust, DegenerateImagesGiveAFiniteAnswer) {
+  // Images far smaller than the candidate grid: every candidate and ring stays addressable.
+  const int32_t shapes[][2] = {{1, 1}, {1, 40}, {40, 1}, {3, 3}, {7, 2}};
+  for (const auto& s : shapes) {
+    ZrFloatMatrix image(s[0], s[1]);
+    for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(1 + i % 3);
+    const RfaScreenAdjustResult r = RfaAdjustScreen(image, 0.5, 10);
+    EXPECT_TRUE(std::isfinite(r.cx) && std::isfinite(r.cy) && std::isfinite(r.r))
+        << s[0] << " x " << s[1];
+    EXPECT_GE(r.r, 0.0);
+  }
+}
+
+}  // namespace
