@@ -6,8 +6,8 @@
 #include <chrono>
 #include <limits>
 
-#include "tests/common/ZrTestUtil.h"
 #include "formats/ZrADateTime.h"
+#include "tests/common/ZrTestUtil.h"
 
 namespace {
 
