@@ -179,4 +179,28 @@ TEST_F(ChainFixture, SphericalHarmonicsDivisionFlattensTheScreen) {
   EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background"}));
 }
 
+TEST_F(ChainFixture, FullChainGivesAFiniteFlattenedScreen) {
+  p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
+  ZrFloatMatrix image = screen;
+  RfaApplyCheckedOperations(image, p, keys);
+  std::vector<float> inside;
+  for (int32_t y = 0; y < 200; ++y) {
+    for (int32_t x = 0; x < 200; ++x) {
+      const float v = image(x, y);
+      ASSERT_TRUE(std::isfinite(v)) << "(" << x << "," << y << ")";
+      const bool inDip = std::hypot(x - p.McpDipCx, y - p.McpDipCy) <= p.McpDipR;
+      const bool outside = std::hypot(x - p.MaskCx, y - p.MaskCy) > p.MaskRx + 0.5 + 1e-6;
+      if (inDip || outside) {
+        ASSERT_EQ(v, 0.0f) << "(" << x << "," << y << ")";
+      }
+      if (std::hypot(x - 100.0, y - 100.0) < 60.0 && v != 0.0f) inside.push_back(v);
+    }
+  }
+  ASSERT_GT(inside.size(), 9000u);
+  std::nth_element(inside.begin(), inside.begin() + inside.size() / 2, inside.end());
+  EXPECT_NEAR(inside[inside.size() / 2], 1.0, 0.1);
+  EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background",
+                                             "AverageAlong", "MaskMcpDip", "MaskOutside"}));
+}
+
 }  // namespace
