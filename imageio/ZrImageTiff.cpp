@@ -65,13 +65,17 @@ int StreamMap(thandle_t, void**, toff_t*) {
 }
 void StreamUnmap(thandle_t, void*, toff_t) {}
 
-int KeepFirstError(TIFF*, void* user, const char* module, const char* fmt, va_list ap) {
+int KeepFirstError(TIFF* tif, void* user, const char*, const char* fmt, va_list ap) {
   auto* s = static_cast<MemoryStream*>(user);
   if (s->firstError.empty()) {
     char text[512];
     std::vsnprintf(text, sizeof text, fmt, ap);
-    s->firstError = (module != nullptr && *module != '\0') ? std::string(module) + ": " + text
-                                                           : std::string(text);
+    s->firstError = text;
+    // Messages often start with the file name, which the caller already puts first.
+    const std::string prefix = tif != nullptr ? std::string(TIFFFileName(tif)) + ": " : "";
+    if (!prefix.empty() && s->firstError.compare(0, prefix.size(), prefix) == 0) {
+      s->firstError.erase(0, prefix.size());
+    }
   }
   return 1;  // handled: nothing goes to stderr
 }
