@@ -42,11 +42,18 @@ QStringList RunOpenDialog(QWidget* parent, const QString& caption, const QString
   return dialog.selectedFiles();
 }
 
+QString& SettingsFileOverride() {
+  static QString path;
+  return path;
+}
+
 int LastSeparator(const QString& path) {
   return std::max(path.lastIndexOf('/'), path.lastIndexOf('\\'));
 }
 
 }  // namespace
+
+void RfaSetSettingsFileOverride(const QString& path) { SettingsFileOverride() = path; }
 
 void RfaSetSaveDialog(RfaSaveDialogFn dialog) { SaveDialogHook() = std::move(dialog); }
 void RfaSetOpenDialog(RfaOpenDialogFn dialog) { OpenDialogHook() = std::move(dialog); }
@@ -131,11 +138,17 @@ void RfaLoadParameterFile(RfaParameters& params, const QString& path) {
   params.Exchange(tree, "ini");
 }
 
-void SaveToIni(RfaParameters& params) { RfaSaveParameterFile(params, GetIniFileNameQString(".ini")); }
+namespace {
+QString SettingsFile() {
+  return SettingsFileOverride().isEmpty() ? GetIniFileNameQString(".ini") : SettingsFileOverride();
+}
+}  // namespace
+
+void SaveToIni(RfaParameters& params) { RfaSaveParameterFile(params, SettingsFile()); }
 
 void LoadFromIni(RfaParameters& params) {
   try {
-    RfaLoadParameterFile(params, GetIniFileNameQString(".ini"));
+    RfaLoadParameterFile(params, SettingsFile());
   } catch (...) {
     // A missing or unreadable settings file is normal on a first start: defaults stay.
   }

@@ -25,8 +25,12 @@ void RfaSetOpenDialog(RfaOpenDialogFn dialog);
 // The settings-file rule applied to a program path: the part before the extension of the
 // file name (a "." after the last "/" or "\\" that is not the first character) + suffix.
 QString RfaReplaceExtension(const QString& programPath, const QString& suffix);
-// The automatic settings file of this program (suffix ".ini").
+// The automatic settings file of this program (suffix ".ini"): the program's own path with
+// the suffix in place of its extension.
 QString GetIniFileNameQString(const QString& suffix);
+// Tests and scripted runs may point the settings file elsewhere; an empty path restores the
+// rule above.
+void RfaSetSettingsFileOverride(const QString& path);
 
 // The path up to, excluding, its last "/" or "\\"; empty when it has neither.
 QString RfaDirectoryOf(const QString& path);
