@@ -28,9 +28,6 @@ class ZrCommonClientSocket {
   int ConnectTimeoutMs = 1000;
   int ReadWaitMs = 10;
   int WriteTimeoutMs = 30000;
-
- protected:
-  bool ReadFrom(QIODevice& device, bool (*wait)(QIODevice&, int), int waitMs);
 };
 
 class ZrCommonClientTcpSocket : public ZrCommonClientSocket {
