@@ -12,7 +12,9 @@
 #include "ui_MainWindow.h"
 
 namespace {
-RfaParameters& Params() { return RfaParameters::Instance(); }
+RfaParameters& Params() {
+  return RfaParameters::Instance();
+}
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent)
@@ -52,7 +54,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   QMainWindow::closeEvent(event);
 }
 
-void MainWindow::on_pushButton_3_clicked() { close(); }
+void MainWindow::on_pushButton_3_clicked() {
+  close();
+}
 
 void MainWindow::onInitTimer() {
   initTimer_.stop();
@@ -157,26 +161,72 @@ void MainWindow::on_actionSave_Parameters_triggered() {
   });
 }
 
-void MainWindow::on_dspSx_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dspSy_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dspSr_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_spMargin_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_dspMaxAngle_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dsbThres_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_sbAdjSize_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_spSizel_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_dsbAx_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dsbAy_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_cbShowTmp_toggled(bool) { PanelChanged(); }
-void MainWindow::on_dsbDipCx_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dsbDipCy_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_dsbDipR_valueChanged(double) { PanelChanged(); }
-void MainWindow::on_sbMaskCx_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_sbMaskCy_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_sbMaskRx_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_sbMaskRy_valueChanged(int) { PanelChanged(); }
-void MainWindow::on_cbMoveCenter_toggled(bool) { PanelChanged(); }
-void MainWindow::on_cbBgSh_toggled(bool) { PanelChanged(); }
-void MainWindow::on_cbBgAz_toggled(bool) { PanelChanged(); }
-void MainWindow::on_cbMaskMcpDip_toggled(bool) { PanelChanged(); }
-void MainWindow::on_cbMaskOutside_toggled(bool) { PanelChanged(); }
+void MainWindow::on_dspSx_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dspSy_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dspSr_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_spMargin_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_dspMaxAngle_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dsbThres_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_sbAdjSize_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_spSizel_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_dsbAx_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dsbAy_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_cbShowTmp_toggled(bool) {
+  PanelChanged();
+}
+void MainWindow::on_dsbDipCx_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dsbDipCy_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_dsbDipR_valueChanged(double) {
+  PanelChanged();
+}
+void MainWindow::on_sbMaskCx_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_sbMaskCy_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_sbMaskRx_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_sbMaskRy_valueChanged(int) {
+  PanelChanged();
+}
+void MainWindow::on_cbMoveCenter_toggled(bool) {
+  PanelChanged();
+}
+void MainWindow::on_cbBgSh_toggled(bool) {
+  PanelChanged();
+}
+void MainWindow::on_cbBgAz_toggled(bool) {
+  PanelChanged();
+}
+void MainWindow::on_cbMaskMcpDip_toggled(bool) {
+  PanelChanged();
+}
+void MainWindow::on_cbMaskOutside_toggled(bool) {
+  PanelChanged();
+}

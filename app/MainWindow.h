@@ -79,6 +79,6 @@ class MainWindow : public QMainWindow {
   ZrPluginFuncVeldra host_;
   QTimer initTimer_;
   std::unique_ptr<Ui::MainWindow> ui_;
-  bool filling_ = false;       // true while FillPanel sets widgets
-  QString lastDirectory_;      // remembered directory of "Load Parameters"
+  bool filling_ = false;   // true while FillPanel sets widgets
+  QString lastDirectory_;  // remembered directory of "Load Parameters"
 };

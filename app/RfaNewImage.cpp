@@ -15,8 +15,7 @@ bool RfaAskProcessAllImages(QWidget* parent) {
   return box.exec() == QMessageBox::Yes;
 }
 
-int32_t RfaNewImageCommand(const RfaParameters& params, QWidget* parent,
-                           ZrPluginFuncVeldra& host) {
+int32_t RfaNewImageCommand(const RfaParameters& params, QWidget* parent, ZrPluginFuncVeldra& host) {
   const int32_t sourceId = RfaRequireFocusedImageWindow(host);
   if (host.GetIsModeSeries(sourceId) && RfaAskProcessAllImages(parent)) {
     ProcessSeries(params, parent, host, sourceId);

@@ -53,10 +53,16 @@ int LastSeparator(const QString& path) {
 
 }  // namespace
 
-void RfaSetSettingsFileOverride(const QString& path) { SettingsFileOverride() = path; }
+void RfaSetSettingsFileOverride(const QString& path) {
+  SettingsFileOverride() = path;
+}
 
-void RfaSetSaveDialog(RfaSaveDialogFn dialog) { SaveDialogHook() = std::move(dialog); }
-void RfaSetOpenDialog(RfaOpenDialogFn dialog) { OpenDialogHook() = std::move(dialog); }
+void RfaSetSaveDialog(RfaSaveDialogFn dialog) {
+  SaveDialogHook() = std::move(dialog);
+}
+void RfaSetOpenDialog(RfaOpenDialogFn dialog) {
+  OpenDialogHook() = std::move(dialog);
+}
 
 QString RfaReplaceExtension(const QString& programPath, const QString& suffix) {
   for (int i = programPath.size() - 1; i >= 0; --i) {
@@ -72,8 +78,7 @@ QString RfaReplaceExtension(const QString& programPath, const QString& suffix) {
 
 QString GetIniFileNameQString(const QString& suffix) {
   try {
-    return RfaReplaceExtension(QString::fromUtf8(
-                                   QCoreApplication::applicationFilePath().toUtf8()),
+    return RfaReplaceExtension(QString::fromUtf8(QCoreApplication::applicationFilePath().toUtf8()),
                                suffix);
   } catch (...) {
     qDebug() << "Error@GetIniFileNameQString";
@@ -144,7 +149,9 @@ QString SettingsFile() {
 }
 }  // namespace
 
-void SaveToIni(RfaParameters& params) { RfaSaveParameterFile(params, SettingsFile()); }
+void SaveToIni(RfaParameters& params) {
+  RfaSaveParameterFile(params, SettingsFile());
+}
 
 void LoadFromIni(RfaParameters& params) {
   try {
@@ -157,9 +164,8 @@ void LoadFromIni(RfaParameters& params) {
 bool RfaLoadParametersCommand(QWidget* parent, QString& rememberedDirectory,
                               RfaParameters& params) {
   if (rememberedDirectory.isEmpty()) rememberedDirectory = RfaReadFilePathIni();
-  const QStringList files =
-      RunOpenDialog(parent, "Load paramtrs", rememberedDirectory,
-                    QString("parameter (*.rfa_bg)") + ";;All Files (*.*)");
+  const QStringList files = RunOpenDialog(parent, "Load paramtrs", rememberedDirectory,
+                                          QString("parameter (*.rfa_bg)") + ";;All Files (*.*)");
   if (files.isEmpty()) return false;
   const QString& chosen = files.first();
   RfaWriteFilePathIni(chosen);

@@ -16,8 +16,7 @@ using RfaSaveDialogFn = std::function<QString(QWidget* parent, const QString& ca
                                               const QString& startPath, const QString& filter)>;
 // Open: returns the selected files (empty when cancelled).
 using RfaOpenDialogFn = std::function<QStringList(QWidget* parent, const QString& caption,
-                                                  const QString& directory,
-                                                  const QString& filter)>;
+                                                  const QString& directory, const QString& filter)>;
 // An empty function restores the standard Qt dialog.
 void RfaSetSaveDialog(RfaSaveDialogFn dialog);
 void RfaSetOpenDialog(RfaOpenDialogFn dialog);
@@ -59,8 +58,7 @@ void LoadFromIni(RfaParameters& params);
 // "Load Parameters" up to the widget refill: the open dialog in the remembered directory (read
 // from "filepath.ini" when empty), then "filepath.ini" updated and the file read. Returns false
 // when the dialog was cancelled.
-bool RfaLoadParametersCommand(QWidget* parent, QString& rememberedDirectory,
-                              RfaParameters& params);
+bool RfaLoadParametersCommand(QWidget* parent, QString& rememberedDirectory, RfaParameters& params);
 // "Save Parameters" after the panel has been read: the save dialog, then the file. Returns
 // false when cancelled.
 bool RfaSaveParametersCommand(QWidget* parent, RfaParameters& params);

@@ -32,9 +32,8 @@ void ThrowIfCanceled(const QProgressDialog& progress) {
 
 void ProcessSeries(const RfaParameters& params, QWidget* mainWindow, ZrPluginFuncVeldra& host,
                    int32_t windowId, const RfaSeriesBatchOptions& options) {
-  const QString indexFile =
-      GetSaveFileName(mainWindow, "_index.xmlsrs", "index (*.xmlsrs *.*)",
-                      "Please move to output folder");
+  const QString indexFile = GetSaveFileName(mainWindow, "_index.xmlsrs", "index (*.xmlsrs *.*)",
+                                            "Please move to output folder");
   if (indexFile.isEmpty()) return;
   const QString outputFolder = RfaDirectoryOf(indexFile);
 

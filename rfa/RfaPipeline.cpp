@@ -18,10 +18,10 @@ namespace {
 
 const char kLogChain[] = "ApplyCheckedOperations";
 
-ZrRegion CentredEllipse(const ZrFloatMatrix& image, double r, const std::string& name,
-                        int32_t red, int32_t green, int32_t blue) {
-  return RfaEllipseRegion(image.ColBegin + image.ColSize / 2, image.RowBegin + image.RowSize / 2,
-                          r, r, name, red, green, blue);
+ZrRegion CentredEllipse(const ZrFloatMatrix& image, double r, const std::string& name, int32_t red,
+                        int32_t green, int32_t blue) {
+  return RfaEllipseRegion(image.ColBegin + image.ColSize / 2, image.RowBegin + image.RowSize / 2, r,
+                          r, name, red, green, blue);
 }
 
 void DrawSingleRegion(ZrPluginFuncVeldra& host, const ZrRegion& region) {
@@ -99,8 +99,8 @@ int32_t RfaMoveToCenterStep(const RfaParameters& params, ZrPluginFuncVeldra& hos
   // After the move the screen sits at the image centre: outline it, and the disc that the
   // spherical-harmonics fit will use, so the user sees at once whether Sx_/Sy_/Sr_ fit.
   host.RegionAdd(id, CentredEllipse(record.image, params.Sr, "screen", 255, 0, 0));
-  host.RegionAdd(id, CentredEllipse(record.image, params.Sr - params.SMargin, "fit disc", 0,
-                                    255, 0));
+  host.RegionAdd(id,
+                 CentredEllipse(record.image, params.Sr - params.SMargin, "fit disc", 0, 255, 0));
   host.UpdateAll();
   return id;
 }
@@ -212,8 +212,8 @@ ZrRegion RfaDipRegion(const RfaParameters& params) {
 }
 
 ZrRegion RfaMaskRegion(const RfaParameters& params) {
-  return RfaEllipseRegion(params.MaskCx, params.MaskCy, params.MaskRx, params.MaskRy, "mask",
-                          255, 255, 0);
+  return RfaEllipseRegion(params.MaskCx, params.MaskCy, params.MaskRx, params.MaskRy, "mask", 255,
+                          255, 0);
 }
 
 void RfaDrawScreen(const RfaParameters& params, ZrPluginFuncVeldra& host) {

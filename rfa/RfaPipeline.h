@@ -19,7 +19,7 @@ class ZrPluginFuncVeldra;
 
 struct RfaImageRecord {
   ZrFloatMatrix image;
-  std::map<std::string, double> doubles;   // the window's "ImageKeyDouble" map
+  std::map<std::string, double> doubles;     // the window's "ImageKeyDouble" map
   std::map<std::string, std::string> texts;  // the window's "ImageKeyString" map
 };
 

