@@ -50,7 +50,7 @@ void RfaSendImageRecord(ZrPluginFuncVeldra& host, int32_t windowId, const ZrFloa
 void RfaAddLogEntry(std::map<std::string, std::string>& texts, const RfaParameters& params,
                     const std::string& operation) {
   ZrPluginLog log;
-  log.open(QFileInfo(QCoreApplication::applicationFilePath()).fileName().toUtf8().toStdString(),
+  log.Open(QFileInfo(QCoreApplication::applicationFilePath()).fileName().toUtf8().toStdString(),
            params.version);
   log.LogOpenFunction(operation);
   if (operation == kLogChain) {
