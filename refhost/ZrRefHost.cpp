@@ -546,7 +546,8 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         ZrSeriesIndex renewed = w.series;
         for (size_t i = 0; i < renewed.entries.size(); ++i) {
           const std::string source = w.savedFiles[i].empty() ? s.EntryPath(w, i) : w.savedFiles[i];
-          const QString absolute = QFileInfo(QString::fromStdString(source)).absoluteFilePath();
+          const QString absolute =
+              QDir::cleanPath(QFileInfo(QString::fromStdString(source)).absoluteFilePath());
           const QString relative = indexDir.relativeFilePath(absolute);
           renewed.entries[i].file = (relative.startsWith("..") ? absolute : relative).toStdString();
         }
