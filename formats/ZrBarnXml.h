@@ -55,16 +55,29 @@ class ZrBarnXml {
   bool Value(const std::string& name, ZrLDoubleMatrix& value, const std::string& format);
   bool Value(const std::string& name, ZrLComplexMatrix& value, const std::string& format);
 
-  bool Attributes(const std::string& name, std::vector<std::pair<std::string, std::string>>& attributes);
+  // Opens the child `name` like OpenRack and leaves the cursor on it (close it with CloseRack,
+  // which consumes it in read mode). Write: appends each pair as ` key="value"`. Read: appends
+  // the pairs parsed from the start tag; returns false (cursor unchanged) if it is missing.
+  bool Attributes(const std::string& name,
+                  std::vector<std::pair<std::string, std::string>>& attributes);
 
+  // Progress text for a dialog while a large document is tagged or a vector read.
   std::string StatusMessage() const;
 
+  // "&" "<" ">" and the double quote become entities; apostrophes stay.
   static std::string Escape(const std::string& text);
+  // Each of "&lt;" "&gt;" "&quot;" "&amp;" in turn is replaced until none is left, so
+  // "&amp;amp;" collapses to "&" and "&amp;lt;" gives "&lt;".
   static std::string Unescape(const std::string& text);
 
  protected:
-  // Implementation state (racks, text, cursor, progress fields) is private to formats/.
+  // Implementation state (racks, text, cursor, progress fields), formats/ZrBarnXmlRack.h.
   bool mode_ = false;  // false read, true write
+  // Read mode: replaces the tree by the tagging of `text`; progress shows `statusText`.
+  void TagText(std::string&& text, const std::string& statusText);
+
   struct Impl;
   std::unique_ptr<Impl> impl_;
+ private:
+  struct MatrixAccess;  // the matrix value accessors, formats/ZrMatrixXml.cpp
 };

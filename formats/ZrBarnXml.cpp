@@ -1,0 +1,445 @@
+// The XML tree: tagging, cursor, value accessors, escaping and the written form.
+#include "formats/ZrBarnXml.h"
+
+#include <cmath>
+#include <cstring>
+#include <iomanip>
+#include <limits>
+#include <sstream>
+
+#include "formats/ZrADateTime.h"
+#include "formats/ZrBarnXmlRack.h"
+
+namespace {
+
+const char kEndOfList[] = "ThisIsEndString[]";
+
+template <class T>
+std::string NumberText(T v) {
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out << v;
+  return out.str();
+}
+
+template <class T>
+T ParseNumber(const std::string& text) {
+  std::istringstream in(text);
+  in.imbue(std::locale::classic());
+  T v{};
+  if (!(in >> v)) v = T{};
+  return v;
+}
+
+}  // namespace
+
+ZrBarnXmlRack::~ZrBarnXmlRack() {
+  std::vector<std::unique_ptr<ZrBarnXmlRack>> pending;
+  for (auto& c : children) {
+    if (c) pending.push_back(std::move(c));
+  }
+  children.clear();
+  while (!pending.empty()) {
+    std::unique_ptr<ZrBarnXmlRack> rack = std::move(pending.back());
+    pending.pop_back();
+    for (auto& c : rack->children) {
+      if (c) pending.push_back(std::move(c));
+    }
+    rack->children.clear();
+  }
+}
+
+void ZrBarnXmlRack::SplitTag() {
+  if (!name.empty()) return;
+  const std::string::size_type blank = tagText.find(' ');
+  if (blank == std::string::npos) {
+    name = tagText;
+  } else {
+    name = tagText.substr(0, blank);
+    attributes = tagText.substr(blank + 1);
+  }
+}
+
+const std::string& ZrBarnXmlRack::Name() {
+  if (name.empty() && !tagText.empty()) SplitTag();
+  return name;
+}
+
+const std::string& ZrBarnXmlRack::AttributeText() {
+  Name();
+  return attributes;
+}
+
+void ZrBarnXml::Impl::Tag() {
+  ZrBarnXmlRack* at = root.get();
+  textLength = static_cast<int64_t>(text.size());
+  const char* t = text.data();
+  const size_t size = text.size();
+  size_t i = 0;
+  for (;;) {
+    const void* lt = i < size ? std::memchr(t + i, '<', size - i) : nullptr;
+    if (lt == nullptr) break;
+    i = static_cast<size_t>(static_cast<const char*>(lt) - t);
+    const size_t j = i + 1;
+    if (j >= size) throw ZrError("Illigal Tag Structure");
+    size_t gt = j;
+    if (t[j] != '>') {
+      const void* found = std::memchr(t + j, '>', size - j);
+      if (found == nullptr) throw ZrError("Illigal Tag Structure");
+      gt = static_cast<size_t>(static_cast<const char*>(found) - t);
+    }
+    if (t[j] == '/') {
+      // An end tag closes the current element whatever name it carries. One at the top
+      // level has nothing to close and is ignored.
+      if (at->parent != nullptr) {
+        at->closeStart = static_cast<int64_t>(i);
+        at->closeEnd = static_cast<int64_t>(gt);
+        at = at->parent;
+      }
+    } else if (t[j] != '?') {
+      auto rack = std::make_unique<ZrBarnXmlRack>();
+      rack->parent = at;
+      rack->indexInParent = at->children.size();
+      rack->openStart = static_cast<int64_t>(i);
+      rack->openEnd = static_cast<int64_t>(gt);
+      rack->tagText.assign(t + j, gt - j);
+      ZrBarnXmlRack* opened = rack.get();
+      at->children.push_back(std::move(rack));
+      ++at->liveChildren;
+      if (t[gt - 1] == '/' && gt - 1 >= j) {
+        opened->closeStart = opened->closeEnd = opened->openEnd;
+      } else {
+        at = opened;
+      }
+    }
+    i = gt + 1;
+    scanPos = static_cast<int64_t>(i);
+  }
+  cursor = root.get();
+}
+
+std::string_view ZrBarnXml::Impl::RawValue(const ZrBarnXmlRack& rack) const {
+  const int64_t begin = rack.openEnd + 1;
+  const int64_t count = rack.closeStart - rack.openEnd - 1;
+  if (rack.openEnd < 0 || count <= 0 || begin + count > static_cast<int64_t>(text.size())) {
+    return {};
+  }
+  return std::string_view(text).substr(static_cast<size_t>(begin), static_cast<size_t>(count));
+}
+
+void ZrBarnXml::Impl::Write(std::string& out) const {
+  if (root->children.empty() || !root->children.front()) return;
+  // Depth-first without recursion: each stack entry is a rack and the next child to visit.
+  std::vector<std::pair<ZrBarnXmlRack*, size_t>> stack;
+  auto open = [&](ZrBarnXmlRack* rack) {
+    out += '<';
+    out += rack->Name();
+    out += rack->AttributeText();
+    out += '>';
+    out += rack->value;
+    stack.emplace_back(rack, 0);
+  };
+  open(root->children.front().get());
+  while (!stack.empty()) {
+    auto& [rack, next] = stack.back();
+    while (next < rack->children.size() && !rack->children[next]) ++next;
+    if (next < rack->children.size()) {
+      ZrBarnXmlRack* child = rack->children[next++].get();
+      open(child);
+      continue;
+    }
+    out += "</";
+    out += rack->Name();
+    out += ">\n";
+    stack.pop_back();
+  }
+}
+
+ZrBarnXml::ZrBarnXml(const std::string& mode)
+    : mode_(mode == "w"), impl_(std::make_unique<Impl>()) {}
+
+ZrBarnXml::~ZrBarnXml() = default;
+
+void ZrBarnXml::SetText(const std::string& text) {
+  if (mode_) throw ZrError("mode is illigal");
+  TagText(std::string(text), impl_->statusText);
+}
+
+void ZrBarnXml::TagText(std::string&& text, const std::string& statusText) {
+  impl_->root = std::make_unique<ZrBarnXmlRack>();
+  impl_->cursor = impl_->root.get();
+  impl_->text = std::move(text);
+  impl_->statusText = statusText;
+  impl_->scanPos = 0;
+  impl_->status = 1;
+  impl_->Tag();
+  impl_->status = 2;
+}
+
+void ZrBarnXml::GetText(std::string& text) const {
+  text.clear();
+  impl_->Write(text);
+}
+
+bool ZrBarnXml::OpenRack(const std::string& name) {
+  ZrBarnXmlRack* at = impl_->cursor;
+  if (mode_) {
+    auto rack = std::make_unique<ZrBarnXmlRack>();
+    rack->name = name;
+    rack->parent = at;
+    rack->indexInParent = at->children.size();
+    impl_->cursor = rack.get();
+    at->children.push_back(std::move(rack));
+    ++at->liveChildren;
+    return true;
+  }
+  if (at->liveChildren == 0) return false;
+  if (!at->nameIndex) {
+    at->nameIndex = std::make_unique<std::unordered_map<std::string, ZrBarnXmlRack::NameQueue>>();
+    for (size_t k = 0; k < at->children.size(); ++k) {
+      if (at->children[k]) (*at->nameIndex)[at->children[k]->Name()].positions.push_back(k);
+    }
+  }
+  const auto found = at->nameIndex->find(name);
+  if (found == at->nameIndex->end()) return false;
+  ZrBarnXmlRack::NameQueue& queue = found->second;
+  while (queue.next < queue.positions.size() && !at->children[queue.positions[queue.next]]) {
+    ++queue.next;
+  }
+  if (queue.next == queue.positions.size()) return false;
+  impl_->cursor = at->children[queue.positions[queue.next]].get();
+  return true;
+}
+
+void ZrBarnXml::CloseRack(const std::string& name) {
+  const std::string& current = impl_->cursor->Name();
+  if (current != name) throw ZrError("Invalid Tag Name:" + current + " <> " + name);
+  CloseRack();
+}
+
+void ZrBarnXml::CloseRack() {
+  ZrBarnXmlRack* left = impl_->cursor;
+  ZrBarnXmlRack* parent = left->parent;
+  if (parent == nullptr) throw ZrError("Over CloseRack");
+  impl_->cursor = parent;
+  if (!mode_) {
+    parent->children[left->indexInParent].reset();
+    --parent->liveChildren;
+  }
+}
+
+bool ZrBarnXml::Value(const std::string& name, std::string& value, const std::string& def) {
+  if (mode_) {
+    OpenRack(name);
+    impl_->cursor->value = Escape(value);
+    CloseRack();
+    return true;
+  }
+  if (!OpenRack(name)) {
+    value = def;
+    return false;
+  }
+  value = Unescape(std::string(impl_->RawValue(*impl_->cursor)));
+  CloseRack();
+  return true;
+}
+
+namespace {
+
+template <class T>
+bool NumberValue(ZrBarnXml& xml, const std::string& name, T& value, T def) {
+  if (xml.IsWriteMode()) {
+    std::string text = NumberText(value);
+    return xml.Value(name, text, std::string());
+  }
+  std::string text;
+  if (!xml.Value(name, text, std::string())) {
+    value = def;
+    return false;
+  }
+  value = ParseNumber<T>(text);
+  return true;
+}
+
+}  // namespace
+
+bool ZrBarnXml::Value(const std::string& name, int32_t& value, int32_t def) {
+  return NumberValue(*this, name, value, def);
+}
+bool ZrBarnXml::Value(const std::string& name, int64_t& value, int64_t def) {
+  return NumberValue(*this, name, value, def);
+}
+bool ZrBarnXml::Value(const std::string& name, uint32_t& value, uint32_t def) {
+  return NumberValue(*this, name, value, def);
+}
+bool ZrBarnXml::Value(const std::string& name, float& value, float def) {
+  return NumberValue(*this, name, value, def);
+}
+bool ZrBarnXml::Value(const std::string& name, double& value, double def) {
+  return NumberValue(*this, name, value, def);
+}
+bool ZrBarnXml::Value(const std::string& name, long double& value, long double def) {
+  return NumberValue(*this, name, value, def);
+}
+
+bool ZrBarnXml::Value(const std::string& name, bool& value, bool def) {
+  std::string text = value ? "true" : "false";
+  if (mode_) return Value(name, text, std::string());
+  value = def;
+  if (!Value(name, text, std::string())) return false;
+  if (text == "true") value = true;
+  if (text == "false") value = false;
+  return true;
+}
+
+bool ZrBarnXml::Value(const std::string& name, ZrADateTime& value, const ZrADateTime& def) {
+  std::string text = value.DateTimeString();
+  if (mode_) return Value(name, text, std::string());
+  if (!Value(name, text, std::string())) {
+    value = def;
+    return false;
+  }
+  value.ParseDateTime(text);
+  return true;
+}
+
+bool ZrBarnXml::Value(const std::string& name, std::vector<std::string>& value) {
+  if (mode_) {
+    OpenRack(name);
+    for (const std::string& item : value) {
+      std::string once = Escape(item);
+      Value("r", once, std::string());
+    }
+    CloseRack();
+    return true;
+  }
+  if (!OpenRack(name)) return false;
+  value.clear();
+  const int32_t statusBefore = impl_->status;
+  impl_->status = 3;
+  for (;;) {
+    std::string item;
+    Value("r", item, kEndOfList);
+    if (item == kEndOfList) break;
+    value.push_back(Unescape(item));
+    impl_->vectorCount = static_cast<int32_t>(value.size());
+  }
+  impl_->status = statusBefore;
+  CloseRack();
+  return true;
+}
+
+bool ZrBarnXml::Attributes(const std::string& name,
+                           std::vector<std::pair<std::string, std::string>>& attributes) {
+  if (!OpenRack(name)) return false;
+  ZrBarnXmlRack* rack = impl_->cursor;
+  if (mode_) {
+    for (const auto& [key, v] : attributes) {
+      rack->attributes += ' ' + key + "=\"" + v + '"';
+    }
+    return true;
+  }
+  const std::string& text = rack->AttributeText();
+  size_t i = 0;
+  while (i < text.size()) {
+    while (i < text.size() && text[i] == ' ') ++i;
+    if (i >= text.size()) break;
+    const size_t eq = text.find('=', i);
+    if (eq == std::string::npos) {
+      attributes.emplace_back(text.substr(i), std::string());
+      break;
+    }
+    std::string key = text.substr(i, eq - i);
+    size_t end = text.find(' ', eq + 1);
+    if (end == std::string::npos) end = text.size();
+    std::string v = text.substr(eq + 1, end - eq - 1);
+    if (v.size() >= 2 && v.front() == '"' && v.back() == '"') v = v.substr(1, v.size() - 2);
+    attributes.emplace_back(std::move(key), std::move(v));
+    i = end;
+  }
+  return true;
+}
+
+std::string ZrBarnXml::StatusMessage() const {
+  switch (impl_->status) {
+    case 1: {
+      const int64_t length = impl_->textLength;
+      const double ratio = length > 0 ? static_cast<double>(impl_->scanPos) / length : 0.0;
+      std::ostringstream out;
+      out.imbue(std::locale::classic());
+      out << impl_->statusText << impl_->scanPos << "/" << length << " :"
+          << std::floor(ratio * 10000) / 100 << "% " << length / (1024 * 1024) << "MBytes";
+      return out.str();
+    }
+    case 2:
+      return "Taging is finished. Analysing";
+    case 3:
+      return "Analysing Vector:" + std::to_string(impl_->vectorCount);
+    default:
+      return impl_->statusText;
+  }
+}
+
+std::string ZrBarnXml::Escape(const std::string& text) {
+  std::string out;
+  out.reserve(text.size() + text.size() / 8);
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+namespace {
+
+// One left-to-right pass replacing `entity` by `c`. The replacement character is not part of
+// any entity, so no new occurrence can form and the pass equals "repeat until none is left".
+std::string ReplaceAll(const std::string& text, std::string_view entity, char c) {
+  std::string::size_type at = text.find(entity);
+  if (at == std::string::npos) return text;
+  std::string out;
+  out.reserve(text.size());
+  std::string::size_type from = 0;
+  while (at != std::string::npos) {
+    out.append(text, from, at - from);
+    out += c;
+    from = at + entity.size();
+    at = text.find(entity, from);
+  }
+  out.append(text, from, std::string::npos);
+  return out;
+}
+
+}  // namespace
+
+std::string ZrBarnXml::Unescape(const std::string& text) {
+  if (text.find('&') == std::string::npos) return text;
+  std::string s = ReplaceAll(text, "&lt;", '<');
+  s = ReplaceAll(s, "&gt;", '>');
+  s = ReplaceAll(s, "&quot;", '"');
+  // "&amp;" -> "&" can form a new "&amp;" that starts at the produced "&" (never earlier), so
+  // reducing at the end of the output as it grows gives the same result as restarting the
+  // search from the beginning after every replacement, in one pass.
+  std::string out;
+  out.reserve(s.size());
+  for (const char c : s) {
+    out += c;
+    const size_t n = out.size();
+    if (c == ';' && n >= 5 && out.compare(n - 5, 5, "&amp;") == 0) out.resize(n - 4);
+  }
+  return out;
+}

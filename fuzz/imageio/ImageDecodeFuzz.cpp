@@ -1,0 +1,31 @@
+// Fuzz target for the raw float and TIFF readers: the first byte picks the reader, the rest
+// is the file. A ZrError is the expected answer to bad input; anything else is a finding.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "imageio/ZrImageCodec.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size < 1) return 0;
+  const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+  try {
+    if (data[0] & 1) {
+      const ZrFloatMatrix image = ZrDecodeTiff(bytes, "fuzz.tif");
+      // What was read must survive our own writer and reader unchanged.
+      if (image.Count() > 0) {
+        const ZrFloatMatrix again = ZrDecodeTiff(ZrEncodeTiff(image, "fuzz.tif"), "fuzz.tif");
+        if (again.Count() != image.Count() ||
+            std::memcmp(again.Data, image.Data, 4 * static_cast<size_t>(image.Count())) != 0) {
+          std::abort();
+        }
+      }
+    } else {
+      const ZrFloatMatrix image = ZrDecodeRawFloat(bytes, "fuzz.rawf");
+      if (ZrEncodeRawFloat(image) != bytes) std::abort();  // the raw layout is canonical
+    }
+  } catch (const ZrError&) {
+  }
+  return 0;
+}

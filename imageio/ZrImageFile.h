@@ -1,0 +1,33 @@
+// Image files: reading and writing a ZrFloatMatrix as TIFF, raw float, matrix XML or PNG.
+#pragma once
+
+#include <string>
+
+#include "numerics/ZrMatrix.h"
+
+// The format is chosen by the file extension (case-insensitive):
+//   ".tif", ".tiff"  TIFF. Reading: one channel of 8- or 16-bit unsigned integers or 32-bit
+//                    floats, first page only. Writing: 32-bit float, one channel, lossless.
+//                    The matrix begins are not kept (a read image has begins 0, 0).
+//   ".rawf"          raw float: a 16-byte little-endian header of four int32 values
+//                    ColSize, RowSize, ColBegin, RowBegin (the layout of the shared-memory
+//                    image block), then ColSize * RowSize little-endian float32 pixels, row
+//                    after row, x fastest. Begins are kept.
+//   ".xml"           matrix XML: root element "VELDRA-IMAGE-FILE" holding the matrix under
+//                    "image" (written in the "bb" binary form). Begins are kept.
+//   ".png"           Reading: 8- or 16-bit grey, converted to float (0..255 or 0..65535).
+//                    Writing: a display rendering, see ZrImageWritePng.
+// On reading, a file whose extension is unknown is recognised by its first bytes (TIFF and
+// PNG signatures, an XML start tag); the raw float format has no signature and needs
+// ".rawf".
+//
+// Every failure throws ZrError with a text that names the file. Writes go to a temporary
+// file in the destination folder which is renamed into place, so a failed write never
+// leaves a partial file under the destination name.
+ZrFloatMatrix ZrImageRead(const std::string& path);
+void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image);
+
+// An 8-bit grey picture for people: lo maps to black, hi to white, linear between, values
+// outside clamp. When lo >= hi the range is taken from the image's finite minimum and maximum.
+// Not-a-number pixels are drawn black.
+void ZrImageWritePng(const std::string& path, const ZrFloatMatrix& image, float lo, float hi);

@@ -1,0 +1,233 @@
+// TIFF through libtiff, entirely in memory: single-channel 8/16-bit unsigned or 32-bit float
+// in, 32-bit float out.
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "imageio/ZrImageCodec.h"
+
+namespace {
+
+// A growable byte buffer that libtiff reads from or writes to through its client procs.
+struct MemoryStream {
+  std::string* data = nullptr;         // written file (write mode)
+  const std::string* input = nullptr;  // read mode
+  uint64_t pos = 0;
+  std::string firstError;  // first message libtiff reported for this handle
+
+  uint64_t Size() const { return input != nullptr ? input->size() : data->size(); }
+};
+
+tmsize_t StreamRead(thandle_t h, void* buf, tmsize_t n) {
+  auto* s = static_cast<MemoryStream*>(h);
+  if (s->input == nullptr || n < 0) return 0;
+  const uint64_t size = s->input->size();
+  if (s->pos >= size) return 0;
+  const uint64_t count = std::min<uint64_t>(static_cast<uint64_t>(n), size - s->pos);
+  std::memcpy(buf, s->input->data() + s->pos, static_cast<size_t>(count));
+  s->pos += count;
+  return static_cast<tmsize_t>(count);
+}
+
+tmsize_t StreamWrite(thandle_t h, void* buf, tmsize_t n) {
+  auto* s = static_cast<MemoryStream*>(h);
+  if (s->data == nullptr || n < 0) return -1;
+  const uint64_t end = s->pos + static_cast<uint64_t>(n);
+  if (end > s->data->size()) s->data->resize(static_cast<size_t>(end));
+  std::memcpy(&(*s->data)[static_cast<size_t>(s->pos)], buf, static_cast<size_t>(n));
+  s->pos = end;
+  return n;
+}
+
+toff_t StreamSeek(thandle_t h, toff_t off, int whence) {
+  auto* s = static_cast<MemoryStream*>(h);
+  int64_t base = 0;
+  if (whence == SEEK_CUR) base = static_cast<int64_t>(s->pos);
+  if (whence == SEEK_END) base = static_cast<int64_t>(s->Size());
+  const int64_t target = base + static_cast<int64_t>(off);
+  if (target < 0) return static_cast<toff_t>(-1);
+  s->pos = static_cast<uint64_t>(target);
+  return s->pos;
+}
+
+int StreamClose(thandle_t) {
+  return 0;
+}
+toff_t StreamSize(thandle_t h) {
+  return static_cast<MemoryStream*>(h)->Size();
+}
+int StreamMap(thandle_t, void**, toff_t*) {
+  return 0;
+}
+void StreamUnmap(thandle_t, void*, toff_t) {}
+
+int KeepFirstError(TIFF* tif, void* user, const char*, const char* fmt, va_list ap) {
+  auto* s = static_cast<MemoryStream*>(user);
+  if (s->firstError.empty()) {
+    char text[512];
+    std::vsnprintf(text, sizeof text, fmt, ap);
+    s->firstError = text;
+    // Messages often start with the file name, which the caller already puts first.
+    const std::string prefix = tif != nullptr ? std::string(TIFFFileName(tif)) + ": " : "";
+    if (!prefix.empty() && s->firstError.compare(0, prefix.size(), prefix) == 0) {
+      s->firstError.erase(0, prefix.size());
+    }
+  }
+  return 1;  // handled: nothing goes to stderr
+}
+
+int IgnoreWarning(TIFF*, void*, const char*, const char*, va_list) {
+  return 1;
+}
+
+// Owns the handle and its options; closing flushes a file being written.
+class TiffHandle {
+ public:
+  TiffHandle(MemoryStream& stream, const std::string& name, const char* mode) {
+    options_ = TIFFOpenOptionsAlloc();
+    TIFFOpenOptionsSetErrorHandlerExtR(options_, KeepFirstError, &stream);
+    TIFFOpenOptionsSetWarningHandlerExtR(options_, IgnoreWarning, &stream);
+    // libtiff's own buffers (strip tables, codec state) stay bounded whatever a header says.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options_, 64 << 20);
+    tif_ = TIFFClientOpenExt(name.c_str(), mode, &stream, StreamRead, StreamWrite, StreamSeek,
+                             StreamClose, StreamSize, StreamMap, StreamUnmap, options_);
+  }
+  ~TiffHandle() {
+    if (tif_ != nullptr) TIFFClose(tif_);
+    TIFFOpenOptionsFree(options_);
+  }
+  TiffHandle(const TiffHandle&) = delete;
+  TiffHandle& operator=(const TiffHandle&) = delete;
+
+  TIFF* get() const { return tif_; }
+  void Close() {
+    if (tif_ != nullptr) TIFFClose(tif_);
+    tif_ = nullptr;
+  }
+
+ private:
+  TIFFOpenOptions* options_ = nullptr;
+  TIFF* tif_ = nullptr;
+};
+
+// Decoded data may exceed the file by at most this factor (above the best ratios of the LZW
+// and Deflate codecs); a larger claim is a hostile or broken header.
+constexpr uint64_t kMaxExpansion = 2048;
+
+}  // namespace
+
+ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name) {
+  MemoryStream stream;
+  stream.input = &bytes;
+  TiffHandle handle(stream, name, "rm");
+  TIFF* tif = handle.get();
+  if (tif == nullptr) {
+    throw ZrError(name + ": not a valid TIFF file (" + stream.firstError + ")");
+  }
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint16_t bits = 1;
+  uint16_t samples = 1;
+  uint16_t format = SAMPLEFORMAT_UINT;
+  uint16_t planar = PLANARCONFIG_CONTIG;
+  TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &height);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_BITSPERSAMPLE, &bits);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLESPERPIXEL, &samples);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &format);
+  TIFFGetFieldDefaulted(tif, TIFFTAG_PLANARCONFIG, &planar);
+
+  const bool supported =
+      samples == 1 && ((format == SAMPLEFORMAT_UINT && (bits == 8 || bits == 16)) ||
+                       (format == SAMPLEFORMAT_IEEEFP && bits == 32));
+  if (!supported) {
+    throw ZrError(name + ": unsupported TIFF sample format (" + std::to_string(bits) +
+                  " bits, sample format " + std::to_string(format) + ", " +
+                  std::to_string(samples) +
+                  " samples per pixel); one channel of 8/16-bit unsigned or 32-bit float "
+                  "expected");
+  }
+  if (TIFFIsTiled(tif)) throw ZrError(name + ": tiled TIFF is not supported");
+  const uint64_t pixels = static_cast<uint64_t>(width) * height;
+  const uint64_t bytesPerSample = bits / 8;
+  if (width > static_cast<uint32_t>(std::numeric_limits<int32_t>::max()) ||
+      height > static_cast<uint32_t>(std::numeric_limits<int32_t>::max()) ||
+      pixels > static_cast<uint64_t>(kZrImageMaxPixels) ||
+      pixels * bytesPerSample > kMaxExpansion * bytes.size()) {
+    throw ZrError(name + ": TIFF image size " + std::to_string(width) + " x " +
+                  std::to_string(height) + " is inconsistent with the file length of " +
+                  std::to_string(bytes.size()) + " bytes");
+  }
+
+  ZrFloatMatrix image(static_cast<int32_t>(width), static_cast<int32_t>(height));
+  if (pixels == 0) return image;
+  const tmsize_t stripSize = TIFFStripSize(tif);
+  uint32_t rowsPerStrip = height;
+  TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
+  rowsPerStrip = std::max<uint32_t>(1, std::min(rowsPerStrip, height));
+  const uint64_t rowBytes = static_cast<uint64_t>(width) * bytesPerSample;
+  if (stripSize <= 0 || static_cast<uint64_t>(stripSize) < rowBytes * rowsPerStrip) {
+    throw ZrError(name + ": TIFF strip layout is corrupt");
+  }
+  std::vector<unsigned char> strip(static_cast<size_t>(stripSize));
+  float* out = image.Data;
+  for (uint32_t row = 0; row < height; row += rowsPerStrip) {
+    const uint32_t rows = std::min(rowsPerStrip, height - row);
+    const tmsize_t want = static_cast<tmsize_t>(rowBytes * rows);
+    const tmsize_t got =
+        TIFFReadEncodedStrip(tif, TIFFComputeStrip(tif, row, 0), strip.data(), want);
+    if (got < want) throw ZrError(name + ": TIFF pixel data is truncated or corrupt");
+    const size_t n = static_cast<size_t>(width) * rows;
+    if (bits == 8) {
+      for (size_t i = 0; i < n; ++i) out[i] = static_cast<float>(strip[i]);
+    } else if (bits == 16) {
+      for (size_t i = 0; i < n; ++i) {
+        uint16_t v;
+        std::memcpy(&v, &strip[2 * i], 2);  // libtiff has already put it in host order
+        out[i] = static_cast<float>(v);
+      }
+    } else {
+      std::memcpy(out, strip.data(), n * sizeof(float));
+    }
+    out += n;
+  }
+  return image;
+}
+
+std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name) {
+  if (image.ColSize <= 0 || image.RowSize <= 0) {
+    throw ZrError(name + ": an empty image cannot be stored as TIFF");
+  }
+  std::string data;
+  MemoryStream stream;
+  stream.data = &data;
+  TiffHandle handle(stream, name, "w");
+  TIFF* tif = handle.get();
+  auto fail = [&]() { throw ZrError(name + ": cannot encode TIFF (" + stream.firstError + ")"); };
+  if (tif == nullptr) fail();
+  const auto width = static_cast<uint32_t>(image.ColSize);
+  const auto height = static_cast<uint32_t>(image.RowSize);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, width);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, height);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 32);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, 0));
+  std::vector<float> row(width);
+  for (uint32_t y = 0; y < height; ++y) {
+    // TIFFWriteScanline may swap bytes in place, so it gets a copy of the row.
+    std::memcpy(row.data(), image.Data + static_cast<size_t>(y) * width, width * sizeof(float));
+    if (TIFFWriteScanline(tif, row.data(), y, 0) < 0) fail();
+  }
+  if (TIFFWriteDirectory(tif) == 0) fail();
+  handle.Close();
+  if (!stream.firstError.empty()) fail();
+  return data;
+}

@@ -1,0 +1,152 @@
+// The three array text encodings: fixed examples, an independent Base64, round trips, errors.
+#include "formats/ZrBinaryDataToText.h"
+
+#include <gtest/gtest.h>
+
+#include <QByteArray>
+#include <random>
+#include <vector>
+
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+struct Form {
+  const char* name;
+  bool useBase64Alphabet;
+  bool standard;
+};
+
+const Form kBinary{"binary", false, false};
+const Form kBase64{"base64", true, false};
+const Form kBase64b{"base64b", true, true};
+
+std::string Encoded(const std::vector<unsigned char>& bytes, const Form& form) {
+  std::string text;
+  ZrBinaryDataToText().Encode(bytes.data(), static_cast<uint32_t>(bytes.size()), text,
+                              form.useBase64Alphabet, form.standard);
+  return text;
+}
+
+std::vector<unsigned char> Decoded(const std::string& text, const Form& form) {
+  std::unique_ptr<unsigned char[]> bytes;
+  uint32_t count = 12345;
+  ZrBinaryDataToText().Decode(text, bytes, count, form.useBase64Alphabet, form.standard);
+  return std::vector<unsigned char>(bytes.get(), bytes.get() + count);
+}
+
+std::vector<unsigned char> RandomBytes(size_t n, std::mt19937& rng) {
+  std::vector<unsigned char> bytes(n);
+  for (auto& b : bytes) b = static_cast<unsigned char>(rng());
+  return bytes;
+}
+
+}  // namespace
+
+TEST(ZrBinaryDataToText, Alphabets) {
+  ZrBinaryDataToText coder;
+  EXPECT_EQ(coder.ownAlphabet.front(), '0');
+  EXPECT_EQ(coder.ownAlphabet[10], 'a');
+  EXPECT_EQ(coder.ownAlphabet[36], 'A');
+  EXPECT_EQ(coder.ownAlphabet[62], '.');
+  EXPECT_EQ(coder.ownAlphabet[63], '-');
+  EXPECT_EQ(coder.ownReverse[static_cast<unsigned char>('-')], 63);
+  EXPECT_EQ(coder.ownReverse[static_cast<unsigned char>('+')], 0);  // outside the alphabet
+  EXPECT_EQ(coder.base64Reverse[static_cast<unsigned char>('/')], 63);
+}
+
+TEST(ZrBinaryDataToText, FixedExamples) {
+  const std::vector<unsigned char> bytes = {1, 2, 3};
+  EXPECT_EQ(Encoded(bytes, kBinary), "0000000318M0");
+  EXPECT_EQ(Encoded(bytes, kBase64), "00000003BIwA");
+  EXPECT_EQ(Encoded(bytes, kBase64b), "AQID");
+  // Four bytes: two groups, the second carrying one data byte and two zero bytes.
+  EXPECT_EQ(Encoded({1, 2, 3, 0x3f}, kBinary), "0000000418M0-000");
+  EXPECT_EQ(Encoded({}, kBinary), "000000000000");
+  EXPECT_EQ(Encoded({}, kBase64), "00000000AAAA");
+  EXPECT_EQ(Encoded({}, kBase64b), "AA==");
+  EXPECT_EQ(Decoded("AA==", kBase64b), std::vector<unsigned char>{0});
+  EXPECT_EQ(Decoded("00000000AAAA", kBase64), std::vector<unsigned char>{});
+  EXPECT_EQ(Encoded(std::vector<unsigned char>(300, 0xff), kBase64).substr(0, 8), "0000012c");
+}
+
+TEST(ZrBinaryDataToText, StandardMatchesAnIndependentBase64) {
+  std::mt19937 rng(20240131);
+  for (size_t n = 1; n < 70; ++n) {
+    const std::vector<unsigned char> bytes = RandomBytes(n, rng);
+    const QByteArray reference =
+        QByteArray(reinterpret_cast<const char*>(bytes.data()), static_cast<int>(n)).toBase64();
+    EXPECT_EQ(Encoded(bytes, kBase64b), reference.toStdString()) << n;
+    const QByteArray back = QByteArray::fromBase64(reference);
+    EXPECT_EQ(Decoded(reference.toStdString(), kBase64b),
+              std::vector<unsigned char>(back.begin(), back.end()));
+  }
+}
+
+class ZrBinaryDataToTextRoundTrip : public ::testing::TestWithParam<Form> {};
+
+TEST_P(ZrBinaryDataToTextRoundTrip, EveryLengthComesBackExactly) {
+  std::mt19937 rng(7);
+  for (size_t n = 0; n < 40; ++n) {
+    const std::vector<unsigned char> bytes = RandomBytes(n, rng);
+    const std::string text = Encoded(bytes, GetParam());
+    const int64_t groups = (static_cast<int64_t>(n) - 1) / 3 + 1;
+    EXPECT_EQ(static_cast<int64_t>(text.size()), (GetParam().standard ? 0 : 8) + 4 * groups);
+    if (GetParam().standard && n == 0) continue;  // AA== reads back as one byte
+    EXPECT_EQ(Decoded(text, GetParam()), bytes) << n;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, ZrBinaryDataToTextRoundTrip,
+                         ::testing::Values(kBinary, kBase64, kBase64b),
+                         [](const ::testing::TestParamInfo<Form>& p) {
+                           return std::string(p.param.name);
+                         });
+
+TEST(ZrBinaryDataToText, OwnLayoutsDifferOnlyByAlphabet) {
+  std::mt19937 rng(3);
+  const std::vector<unsigned char> bytes = RandomBytes(33, rng);
+  const std::string own = Encoded(bytes, kBinary);
+  const std::string standardAlphabet = Encoded(bytes, kBase64);
+  ZrBinaryDataToText coder;
+  ASSERT_EQ(own.size(), standardAlphabet.size());
+  EXPECT_EQ(own.substr(0, 8), standardAlphabet.substr(0, 8));
+  for (size_t k = 8; k < own.size(); ++k) {
+    EXPECT_EQ(coder.ownReverse[static_cast<unsigned char>(own[k])],
+              coder.base64Reverse[static_cast<unsigned char>(standardAlphabet[k])]);
+  }
+  // Reading with the wrong alphabet gives other bytes, no error.
+  EXPECT_NE(Decoded(own, kBase64), bytes);
+}
+
+struct DecodeCase {
+  const char* text;
+  Form form;
+  const char* message;
+};
+
+class ZrBinaryDataToTextErrors : public ::testing::TestWithParam<DecodeCase> {};
+
+TEST_P(ZrBinaryDataToTextErrors, Messages) {
+  EXPECT_ZR_ERROR(Decoded(GetParam().text, GetParam().form), GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ZrBinaryDataToTextErrors,
+                         ::testing::Values(DecodeCase{"AQIDA", kBase64b, "Illigal Data"},
+                                           DecodeCase{"0000000518M0", kBinary, "Size Error"},
+                                           DecodeCase{"0000000318M01", kBinary, "Illigal Data"},
+                                           DecodeCase{"0000000318M0AAAA", kBase64, "Size Error"},
+                                           DecodeCase{"0000", kBase64, "Size Error"},
+                                           DecodeCase{"", kBase64, "Size Error"},
+                                           DecodeCase{"zzzzzzzz0000", kBinary, "Size Error"},
+                                           DecodeCase{"ffffffff0000", kBinary, "Size Error"},
+                                           DecodeCase{"0000000318M0", kBinary, "<no ZrError>"},
+                                           DecodeCase{"", kBase64b, "<no ZrError>"},
+                                           DecodeCase{"A\nB=", kBase64b, "<no ZrError>"}));
+
+TEST(ZrBinaryDataToText, StandardCountFollowsThePadding) {
+  EXPECT_EQ(Decoded("AQI=", kBase64b), (std::vector<unsigned char>{1, 2}));
+  EXPECT_EQ(Decoded("AQ==", kBase64b), (std::vector<unsigned char>{1}));
+  // Characters outside the alphabet count as 0.
+  EXPECT_EQ(Decoded("A*ID", kBase64b), Decoded("AAID", kBase64b));
+}

@@ -1,0 +1,380 @@
+// Image files: bit-exact round trips, integer TIFF reading, PNG rendering, malformed files.
+#include "imageio/ZrImageFile.h"
+
+#include <tiffio.h>
+#include <QDir>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "imageio/ZrImageCodec.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+class ImageFileTest : public ::testing::Test {
+ protected:
+  std::string Path(const std::string& name) const { return dir_.path().toStdString() + "/" + name; }
+  std::vector<std::string> Entries() const {
+    std::vector<std::string> names;
+    for (const QString& n : QDir(dir_.path()).entryList(QDir::Files | QDir::Hidden)) {
+      names.push_back(n.toStdString());
+    }
+    return names;
+  }
+  QTemporaryDir dir_;
+};
+
+// Every bit pattern class a float can hold: signed zeros, subnormals, infinities, NaN.
+ZrFloatMatrix MakeTestImage(int32_t cols, int32_t rows, int32_t colBegin, int32_t rowBegin) {
+  ZrFloatMatrix m(cols, rows);
+  m.SetBegin(colBegin, rowBegin);
+  std::mt19937 rng(12345);
+  std::uniform_int_distribution<uint32_t> bits;
+  for (int64_t i = 0; i < m.Count(); ++i) {
+    const uint32_t b = bits(rng);
+    std::memcpy(&m.Data[i], &b, 4);
+  }
+  const float specials[] = {0.0f,
+                            -0.0f,
+                            std::numeric_limits<float>::denorm_min(),
+                            std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity(),
+                            std::numeric_limits<float>::quiet_NaN(),
+                            1.0f,
+                            -1.5e-30f};
+  for (size_t i = 0; i < std::size(specials) && static_cast<int64_t>(i) < m.Count(); ++i) {
+    m.Data[i] = specials[i];
+  }
+  return m;
+}
+
+bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
+  return a.ColSize == b.ColSize && a.RowSize == b.RowSize &&
+         (a.Count() == 0 || std::memcmp(a.Data, b.Data, 4 * static_cast<size_t>(a.Count())) == 0);
+}
+
+void WriteBytes(const std::string& path, const std::string& bytes) {
+  FILE* f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  std::fclose(f);
+}
+
+// A minimal little-endian, uncompressed, single-strip TIFF assembled by hand, so the reader
+// is checked against a file no libtiff writer produced. dataBytes may be shorter than the
+// strip byte count the header claims.
+std::string HandTiff(uint32_t width, uint32_t height, uint16_t bits, uint16_t format,
+                     uint16_t samples, const std::string& pixels, uint32_t claimedBytes) {
+  std::string out("II*\0\x08\0\0\0", 8);
+  auto put16 = [&](uint16_t v) { out.append({char(v & 0xff), char(v >> 8)}); };
+  auto put32 = [&](uint32_t v) {
+    for (int i = 0; i < 4; ++i) out.push_back(char((v >> (8 * i)) & 0xff));
+  };
+  const uint16_t entries = 10;
+  const uint32_t dataOffset = 8 + 2 + 12 * entries + 4;
+  auto shortTag = [&](uint16_t tag, uint16_t value, uint32_t count) {
+    put16(tag);
+    put16(3);
+    put32(count);
+    for (uint32_t i = 0; i < 2; ++i) put16(i < count ? value : 0);
+  };
+  auto longTag = [&](uint16_t tag, uint32_t value) {
+    put16(tag);
+    put16(4);
+    put32(1);
+    put32(value);
+  };
+  put16(entries);
+  longTag(256, width);
+  longTag(257, height);
+  shortTag(258, bits, samples);
+  shortTag(259, 1, 1);  // no compression
+  shortTag(262, 1, 1);  // black is zero
+  longTag(273, dataOffset);
+  shortTag(277, samples, 1);
+  longTag(278, height);
+  longTag(279, claimedBytes);
+  shortTag(339, format, samples);
+  put32(0);
+  return out + pixels;
+}
+
+// Writes a grey TIFF with libtiff in the given byte order ("l" or "b"), optionally two pages.
+template <typename T>
+void WriteIntegerTiff(const std::string& path, const char* order, const std::vector<T>& px,
+                      uint32_t width, uint32_t height, bool secondPage) {
+  const std::string mode = std::string("w") + order;
+  TIFF* tif = TIFFOpen(path.c_str(), mode.c_str());
+  ASSERT_NE(tif, nullptr);
+  for (int page = 0; page < (secondPage ? 2 : 1); ++page) {
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, width);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, height);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8 * sizeof(T));
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tif, TIFFTAG_COMPRESSION, page == 0 ? COMPRESSION_LZW : COMPRESSION_NONE);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 2);  // several strips, the last one short
+    for (uint32_t y = 0; y < height; ++y) {
+      std::vector<T> row(px.begin() + y * width, px.begin() + (y + 1) * width);
+      if (page == 1) row.assign(width, T(7));
+      ASSERT_GE(TIFFWriteScanline(tif, row.data(), y, 0), 0);
+    }
+    TIFFWriteDirectory(tif);
+  }
+  TIFFClose(tif);
+}
+
+struct RoundTripCase {
+  const char* extension;
+  bool keepsBegins;
+};
+
+class ImageRoundTrip : public ImageFileTest, public ::testing::WithParamInterface<RoundTripCase> {};
+
+TEST_P(ImageRoundTrip, KeepsEveryBit) {
+  const RoundTripCase c = GetParam();
+  for (const auto& shape : std::vector<std::vector<int32_t>>{
+           {5, 3, 0, 0}, {7, 11, -3, -20}, {1, 1, 4, -1}, {300, 257, -150, -128}}) {
+    const ZrFloatMatrix image = MakeTestImage(shape[0], shape[1], shape[2], shape[3]);
+    const std::string path = Path(std::string("img") + c.extension);
+    ZrImageWrite(path, image);
+    const ZrFloatMatrix back = ZrImageRead(path);
+    EXPECT_TRUE(SameBits(image, back)) << c.extension << " " << shape[0] << "x" << shape[1];
+    EXPECT_EQ(back.ColBegin, c.keepsBegins ? image.ColBegin : 0);
+    EXPECT_EQ(back.RowBegin, c.keepsBegins ? image.RowBegin : 0);
+  }
+  // Only the finished file is left: no temporaries beside it.
+  EXPECT_EQ(Entries(), std::vector<std::string>{std::string("img") + c.extension});
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, ImageRoundTrip,
+                         ::testing::Values(RoundTripCase{".tif", false},
+                                           RoundTripCase{".TIFF", false},
+                                           RoundTripCase{".rawf", true},
+                                           RoundTripCase{".xml", true}));
+
+TEST_F(ImageFileTest, EmptyImageRoundTripsInRawAndXml) {
+  ZrFloatMatrix empty;
+  empty.SetBegin(-2, 3);
+  for (const char* ext : {".rawf", ".xml"}) {
+    ZrImageWrite(Path(std::string("e") + ext), empty);
+    const ZrFloatMatrix back = ZrImageRead(Path(std::string("e") + ext));
+    EXPECT_EQ(back.Count(), 0) << ext;
+    EXPECT_EQ(back.ColBegin, -2) << ext;
+    EXPECT_EQ(back.RowBegin, 3) << ext;
+  }
+}
+
+TEST_F(ImageFileTest, RawFloatLayoutIsHeaderThenRowsLittleEndian) {
+  ZrFloatMatrix m(2, 1);
+  m.SetBegin(-1, 258);
+  m.Data[0] = 1.0f;
+  m.Data[1] = -2.0f;
+  ZrImageWrite(Path("a.rawf"), m);
+  const std::string expected(
+      "\x02\0\0\0\x01\0\0\0\xff\xff\xff\xff\x02\x01\0\0"
+      "\0\0\x80\x3f\0\0\0\xc0",
+      24);
+  EXPECT_EQ(ZrReadFileBytes(Path("a.rawf")), expected);
+}
+
+TEST_F(ImageFileTest, WrittenTiffIsOneChannelFloatForOtherReaders) {
+  ZrImageWrite(Path("f.tif"), MakeTestImage(9, 4, 0, 0));
+  TIFF* tif = TIFFOpen(Path("f.tif").c_str(), "r");
+  ASSERT_NE(tif, nullptr);
+  uint16_t bits = 0, format = 0, samples = 0;
+  uint32_t width = 0, height = 0;
+  TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &bits);
+  TIFFGetField(tif, TIFFTAG_SAMPLEFORMAT, &format);
+  TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &samples);
+  TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &height);
+  TIFFClose(tif);
+  EXPECT_EQ(bits, 32);
+  EXPECT_EQ(format, SAMPLEFORMAT_IEEEFP);
+  EXPECT_EQ(samples, 1);
+  EXPECT_EQ(width, 9u);
+  EXPECT_EQ(height, 4u);
+}
+
+TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
+  const uint32_t w = 5, h = 5;
+  std::vector<uint8_t> p8(w * h);
+  std::vector<uint16_t> p16(w * h);
+  for (uint32_t i = 0; i < w * h; ++i) {
+    p8[i] = static_cast<uint8_t>(i * 10 + 3);
+    p16[i] = static_cast<uint16_t>(i * 2711 + 1);  // reaches past 0xff00, byte order matters
+  }
+  WriteIntegerTiff(Path("g8.tif"), "l", p8, w, h, true);
+  WriteIntegerTiff(Path("g16le.tif"), "l", p16, w, h, false);
+  WriteIntegerTiff(Path("g16be.tif"), "b", p16, w, h, true);
+  const ZrFloatMatrix m8 = ZrImageRead(Path("g8.tif"));
+  ASSERT_EQ(m8.ColSize, 5);
+  ASSERT_EQ(m8.RowSize, 5);
+  for (const char* name : {"g16le.tif", "g16be.tif"}) {
+    const ZrFloatMatrix m16 = ZrImageRead(Path(name));
+    ASSERT_EQ(m16.Count(), 25) << name;
+    for (uint32_t i = 0; i < w * h; ++i) {
+      EXPECT_EQ(m16.Data[i], static_cast<float>(p16[i])) << name << " " << i;
+    }
+  }
+  for (uint32_t i = 0; i < w * h; ++i) EXPECT_EQ(m8.Data[i], static_cast<float>(p8[i])) << i;
+}
+
+TEST_F(ImageFileTest, HandMadeTiffIsRead) {
+  std::string px;
+  for (uint16_t v : {0, 1, 65535, 256, 513, 40000}) px.append({char(v & 0xff), char(v >> 8)});
+  WriteBytes(Path("hand.tif"), HandTiff(3, 2, 16, 1, 1, px, 12));
+  const ZrFloatMatrix m = ZrImageRead(Path("hand.tif"));
+  ASSERT_EQ(m.ColSize, 3);
+  ASSERT_EQ(m.RowSize, 2);
+  EXPECT_EQ(m(2, 0), 65535.0f);
+  EXPECT_EQ(m(1, 1), 513.0f);
+  EXPECT_EQ(m(2, 1), 40000.0f);
+}
+
+TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {
+  ZrImageWrite(Path("x.tif"), MakeTestImage(4, 4, 0, 0));
+  WriteBytes(Path("x.dat"), ZrReadFileBytes(Path("x.tif")));
+  EXPECT_TRUE(SameBits(ZrImageRead(Path("x.dat")), MakeTestImage(4, 4, 0, 0)));
+}
+
+TEST_F(ImageFileTest, PngReadGivesGreyLevels) {
+  QImage g8(3, 1, QImage::Format_Grayscale8);
+  g8.scanLine(0)[0] = 0;
+  g8.scanLine(0)[1] = 17;
+  g8.scanLine(0)[2] = 255;
+  ASSERT_TRUE(g8.save(QString::fromStdString(Path("g8.png"))));
+  QImage g16(2, 1, QImage::Format_Grayscale16);
+  reinterpret_cast<uint16_t*>(g16.scanLine(0))[0] = 1000;
+  reinterpret_cast<uint16_t*>(g16.scanLine(0))[1] = 65535;
+  ASSERT_TRUE(g16.save(QString::fromStdString(Path("g16.png"))));
+  const ZrFloatMatrix m8 = ZrImageRead(Path("g8.png"));
+  const ZrFloatMatrix m16 = ZrImageRead(Path("g16.png"));
+  ASSERT_EQ(m8.Count(), 3);
+  ASSERT_EQ(m16.Count(), 2);
+  EXPECT_EQ(m8.Data[1], 17.0f);
+  EXPECT_EQ(m8.Data[2], 255.0f);
+  EXPECT_EQ(m16.Data[0], 1000.0f);
+  EXPECT_EQ(m16.Data[1], 65535.0f);
+}
+
+TEST_F(ImageFileTest, PngRenderingScalesLinearlyAndClamps) {
+  ZrFloatMatrix m(6, 1);
+  const float values[] = {-5.0f, 10.0f, 15.0f, 20.0f, 99.0f, std::nanf("")};
+  std::copy(std::begin(values), std::end(values), m.Data);
+  ZrImageWritePng(Path("r.png"), m, 10.0f, 20.0f);
+  const ZrFloatMatrix back = ZrImageRead(Path("r.png"));
+  const float expected[] = {0.0f, 0.0f, 128.0f, 255.0f, 255.0f, 0.0f};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(back.Data[i], expected[i]) << i;
+
+  // Automatic range: the finite minimum and maximum, infinities ignored.
+  m.Data[4] = std::numeric_limits<float>::infinity();
+  ZrImageWrite(Path("auto.png"), m);
+  const ZrFloatMatrix autoBack = ZrImageRead(Path("auto.png"));
+  EXPECT_EQ(autoBack.Data[0], 0.0f);
+  EXPECT_EQ(autoBack.Data[3], 255.0f);
+  EXPECT_EQ(autoBack.Data[1], std::lround(15.0 * 255.0 / 25.0));
+}
+
+TEST_F(ImageFileTest, FailedWriteKeepsThePreviousFileAndLeavesNoTemporary) {
+  const ZrFloatMatrix good = MakeTestImage(3, 3, 0, 0);
+  ZrImageWrite(Path("keep.tif"), good);
+  EXPECT_ZR_ERROR(ZrImageWrite(Path("keep.tif"), ZrFloatMatrix()),
+                  Path("keep.tif") + ": an empty image cannot be stored as TIFF");
+  EXPECT_TRUE(SameBits(ZrImageRead(Path("keep.tif")), good));
+  EXPECT_EQ(Entries(), std::vector<std::string>{"keep.tif"});
+}
+
+TEST_F(ImageFileTest, WriteErrorsNameTheFile) {
+  EXPECT_ZR_ERROR(ZrImageWrite(Path("no/such/dir/a.tif"), MakeTestImage(2, 2, 0, 0)),
+                  Path("no/such/dir/a.tif") + ": cannot write (No such file or directory)");
+  EXPECT_ZR_ERROR(
+      ZrImageWrite(Path("a.jpg"), MakeTestImage(2, 2, 0, 0)),
+      Path("a.jpg") + ": unknown image file extension (use .tif, .tiff, .rawf, .xml or .png)");
+  EXPECT_ZR_ERROR(ZrImageWritePng(Path("e.png"), ZrFloatMatrix(), 0, 1),
+                  Path("e.png") + ": an empty image cannot be stored as PNG");
+}
+
+std::string RawHeader(int32_t cols, int32_t rows) {
+  std::string h;
+  for (int32_t v : {cols, rows, 0, 0}) {
+    for (int i = 0; i < 4; ++i) h.push_back(char((static_cast<uint32_t>(v) >> (8 * i)) & 0xff));
+  }
+  return h;
+}
+
+struct MalformedCase {
+  const char* label;
+  const char* fileName;
+  std::string bytes;
+  const char* message;  // after "<path>: "
+};
+
+class MalformedImage : public ImageFileTest, public ::testing::WithParamInterface<MalformedCase> {};
+
+TEST_P(MalformedImage, GivesClearErrorNamingTheFile) {
+  const MalformedCase& c = GetParam();
+  WriteBytes(Path(c.fileName), c.bytes);
+  EXPECT_ZR_ERROR(ZrImageRead(Path(c.fileName)), Path(c.fileName) + ": " + c.message);
+}
+
+const std::string kFloat4(16, '\0');
+const MalformedCase kMalformed[] = {
+    {"RawShortHeader", "a.rawf", std::string(10, '\0'),
+     "raw float header is truncated (16 bytes expected)"},
+    {"RawMissingPixels", "a.rawf", RawHeader(2, 2) + std::string(12, '\0'),
+     "raw float header sizes (ColSize 2, RowSize 2) do not match the file length of 28 bytes"},
+    {"RawExtraPixels", "a.rawf", RawHeader(1, 1) + std::string(8, '\0'),
+     "raw float header sizes (ColSize 1, RowSize 1) do not match the file length of 24 bytes"},
+    {"RawNegativeSize", "a.rawf", RawHeader(-1, 4),
+     "raw float header sizes (ColSize -1, RowSize 4) do not match the file length of 16 bytes"},
+    {"RawHugeHeader", "a.rawf", RawHeader(2000000000, 2000000000) + kFloat4,
+     "raw float header sizes (ColSize 2000000000, RowSize 2000000000) do not match the file "
+     "length of 32 bytes"},
+    {"UnknownContent", "a.dat", "hello", "unknown image file format"},
+    {"TiffGarbage", "a.tif", std::string("II*\0\xff\xff\xff\x7f", 8),
+     "not a valid TIFF file (Can not read TIFF directory count)"},
+    {"TiffOneBit", "a.tif", HandTiff(8, 1, 1, 1, 1, std::string(1, '\0'), 1),
+     "unsupported TIFF sample format (1 bits, sample format 1, 1 samples per pixel); one channel "
+     "of 8/16-bit unsigned or 32-bit float expected"},
+    {"TiffSignedInt", "a.tif", HandTiff(2, 1, 16, 2, 1, std::string(4, '\0'), 4),
+     "unsupported TIFF sample format (16 bits, sample format 2, 1 samples per pixel); one "
+     "channel of 8/16-bit unsigned or 32-bit float expected"},
+    {"TiffTwoChannels", "a.tif", HandTiff(2, 1, 8, 1, 2, std::string(4, '\0'), 4),
+     "unsupported TIFF sample format (8 bits, sample format 1, 2 samples per pixel); one channel "
+     "of 8/16-bit unsigned or 32-bit float expected"},
+    {"TiffTruncatedPixels", "a.tif", HandTiff(4, 4, 32, 3, 1, std::string(20, '\0'), 64),
+     "TIFF pixel data is truncated or corrupt"},
+    {"TiffHugeHeader", "a.tif", HandTiff(100000, 100000, 32, 3, 1, kFloat4, 16),
+     "TIFF image size 100000 x 100000 is inconsistent with the file length of 150 bytes"},
+    {"PngGarbage", "a.png", std::string("\x89PNG\r\n\x1a\nxx", 10),
+     "not a readable PNG file (Unable to read image data)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, MalformedImage, ::testing::ValuesIn(kMalformed),
+                         [](const auto& row) { return std::string(row.param.label); });
+
+TEST_F(ImageFileTest, ColourPngIsRefused) {
+  QImage colour(2, 2, QImage::Format_RGB32);
+  colour.fill(qRgb(10, 200, 30));
+  ASSERT_TRUE(colour.save(QString::fromStdString(Path("c.png"))));
+  EXPECT_ZR_ERROR(ZrImageRead(Path("c.png")),
+                  Path("c.png") + ": unsupported PNG pixel format (8- or 16-bit grey expected)");
+}
+
+TEST_F(ImageFileTest, MissingFileAndFolder) {
+  EXPECT_ZR_ERROR(ZrImageRead(Path("none.tif")),
+                  Path("none.tif") + ": cannot open (No such file or directory)");
+  EXPECT_ZR_ERROR(ZrImageRead(dir_.path().toStdString()),
+                  dir_.path().toStdString() + ": cannot open (not a regular file)");
+}
+
+}  // namespace

@@ -1,0 +1,492 @@
+// rfa-process: command line, parameters, job list, per-file processing and the thread pool.
+#include "tools/RfaProcess.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <thread>
+#include <variant>
+
+#include "formats/ZrBarnFile.h"
+#include "formats/ZrBarnXml.h"
+#include "hostlink/ZrPluginLog.h"
+#include "imageio/ZrImageCodec.h"
+#include "imageio/ZrImageFile.h"
+#include "rfa/RfaChain.h"
+#include "rfa/RfaKeyWriter.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kProgramName[] = "rfa-process";
+
+using FieldPointer = std::variant<double RfaParameters::*, long double RfaParameters::*,
+                                  int32_t RfaParameters::*, bool RfaParameters::*>;
+
+// The stored fields under their parameter-file keys.
+const std::vector<std::pair<std::string, FieldPointer>>& ParameterFields() {
+  static const std::vector<std::pair<std::string, FieldPointer>> fields = {
+      {"Sx_", &RfaParameters::Sx},
+      {"Sy_", &RfaParameters::Sy},
+      {"Sr_", &RfaParameters::Sr},
+      {"SMargin_", &RfaParameters::SMargin},
+      {"MappingIsGnomonic_", &RfaParameters::MappingIsGnomonic},
+      {"MappingIsAz_", &RfaParameters::MappingIsAz},
+      {"MappingAzThetaMax_deg_", &RfaParameters::MappingAzThetaMax_deg},
+      {"Size_l_", &RfaParameters::Size_l},
+      {"Ax_", &RfaParameters::Ax},
+      {"Ay_", &RfaParameters::Ay},
+      {"AdjThres_", &RfaParameters::AdjThres},
+      {"AdjSize_", &RfaParameters::AdjSize},
+      {"UseAllSphere_", &RfaParameters::UseAllSphere},
+      {"IsShowTmp_", &RfaParameters::IsShowTmp},
+      {"McpDipCx_", &RfaParameters::McpDipCx},
+      {"McpDipCy_", &RfaParameters::McpDipCy},
+      {"McpDipR_", &RfaParameters::McpDipR},
+      {"MaskCx_", &RfaParameters::MaskCx},
+      {"MaskCy_", &RfaParameters::MaskCy},
+      {"MaskRx_", &RfaParameters::MaskRx},
+      {"MaskRy_", &RfaParameters::MaskRy},
+      {"IsMoveCenter_", &RfaParameters::IsMoveCenter},
+      {"IsBgSh_", &RfaParameters::IsBgSh},
+      {"IsBgAz_", &RfaParameters::IsBgAz},
+      {"IsMaskMcpDip_", &RfaParameters::IsMaskMcpDip},
+      {"IsMaskOutside_", &RfaParameters::IsMaskOutside},
+  };
+  return fields;
+}
+
+// Switches that turn one operation off.
+const std::map<std::string, bool RfaParameters::*>& OffSwitches() {
+  static const std::map<std::string, bool RfaParameters::*> switches = {
+      {"--no-move-center", &RfaParameters::IsMoveCenter},
+      {"--no-bg-sh", &RfaParameters::IsBgSh},
+      {"--no-bg-az", &RfaParameters::IsBgAz},
+      {"--no-mask-dip", &RfaParameters::IsMaskMcpDip},
+      {"--no-mask-outside", &RfaParameters::IsMaskOutside},
+  };
+  return switches;
+}
+
+bool ParseLongDouble(const std::string& text, long double& value) {
+  if (text.empty() || std::isspace(static_cast<unsigned char>(text[0]))) return false;
+  errno = 0;
+  char* end = nullptr;
+  value = std::strtold(text.c_str(), &end);
+  return errno == 0 && end == text.c_str() + text.size() && std::isfinite(value);
+}
+
+int ParseCount(const std::string& option, const std::string& text, int lo, int hi) {
+  long double v = 0;
+  if (!ParseLongDouble(text, v) || v != std::floor(v) || v < lo || v > hi) {
+    throw ZrError(option + " needs a whole number from " + std::to_string(lo) + " to " +
+                  std::to_string(hi) + ", not \"" + text + "\"");
+  }
+  return static_cast<int>(v);
+}
+
+bool IsImageFile(const fs::path& p) {
+  ZrImageFormat format{};
+  return ZrImageFormatFromExtension(p.string(), format, false);
+}
+
+std::string FormatDouble(double v) {
+  char text[40];
+  std::snprintf(text, sizeof text, "%.17g", v);
+  return text;
+}
+
+}  // namespace
+
+std::string RfaProcessUsage() {
+  return "Usage: rfa-process [options] INPUT...\n"
+         "Runs the RFA operation chain (move to centre, spherical-harmonics background,\n"
+         "azimuthal background, MCP dip mask, outside mask) on image files and folders.\n"
+         "INPUT is an image file (.tif .tiff .rawf .xml .png) or a folder of them.\n"
+         "Each result is written as OUT/<name>.tif (32-bit float) and OUT/<name>.keys.xml.\n"
+         "\n"
+         "Options:\n"
+         "  -p, --parameters FILE   parameter file (.rfa_bg); default: built-in defaults\n"
+         "  -s, --set KEY=VALUE     override one parameter by its file key, e.g. Sx_=120\n"
+         "                          or IsBgSh_=false (applied after the file, in order)\n"
+         "      --no-move-center    skip 1) move to centre\n"
+         "      --no-bg-sh          skip 2) spherical-harmonics background\n"
+         "      --no-bg-az          skip 3) azimuthal-average background\n"
+         "      --no-mask-dip       skip 4) MCP dip mask\n"
+         "      --no-mask-outside   skip 5) outside mask\n"
+         "  -o, --output DIR        output folder (created if missing); default: rfa-out\n"
+         "  -j, --jobs N            process N files in parallel (1-64); default: 1\n"
+         "      --png               also write OUT/<name>.before.png and .after.png\n"
+         "      --no-overwrite      fail for a file whose output already exists\n"
+         "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
+         "      --count N           number of samples for --make-samples (default 3)\n"
+         "      --size N            sample width and height in pixels (default 256)\n"
+         "  -h, --help              show this text\n"
+         "      --version           show the program version\n"
+         "\n"
+         "Exit status: 0 all files done, 1 some file failed, 2 usage or parameter error.\n";
+}
+
+RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
+  RfaProcessOptions options;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    auto next = [&]() -> const std::string& {
+      if (i + 1 >= args.size()) throw ZrError("option " + a + " needs a value");
+      return args[++i];
+    };
+    if (a == "-h" || a == "--help") {
+      options.help = true;
+    } else if (a == "--version") {
+      options.version = true;
+    } else if (a == "-p" || a == "--parameters") {
+      options.parameterFile = next();
+    } else if (a == "-o" || a == "--output") {
+      options.outputDir = next();
+    } else if (a == "-j" || a == "--jobs") {
+      options.jobs = ParseCount("--jobs", next(), 1, 64);
+    } else if (a == "-s" || a == "--set") {
+      const std::string& kv = next();
+      const size_t eq = kv.find('=');
+      if (eq == std::string::npos || eq == 0) {
+        throw ZrError("--set needs KEY=VALUE, not \"" + kv + "\"");
+      }
+      options.overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
+    } else if (OffSwitches().count(a) != 0) {
+      // Recorded as an override so that it takes its place in the command-line order.
+      for (const auto& field : ParameterFields()) {
+        const auto* member = std::get_if<bool RfaParameters::*>(&field.second);
+        if (member != nullptr && *member == OffSwitches().at(a)) {
+          options.overrides.emplace_back(field.first, "false");
+        }
+      }
+    } else if (a == "--png") {
+      options.pictures = true;
+    } else if (a == "--no-overwrite") {
+      options.overwrite = false;
+    } else if (a == "--make-samples") {
+      options.makeSamplesDir = next();
+    } else if (a == "--count") {
+      options.sampleCount = ParseCount("--count", next(), 1, 1000);
+    } else if (a == "--size") {
+      options.sampleSize = ParseCount("--size", next(), 16, 8192);
+    } else if (a.size() > 1 && a[0] == '-') {
+      throw ZrError("unknown option " + a + " (see --help)");
+    } else {
+      options.inputs.push_back(a);
+    }
+  }
+  return options;
+}
+
+void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value) {
+  const auto& fields = ParameterFields();
+  auto it = std::find_if(fields.begin(), fields.end(),
+                         [&](const auto& f) { return f.first == key || f.first == key + "_"; });
+  if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
+  const std::string& name = it->first;
+  long double number = 0;
+  std::visit(
+      [&](auto member) {
+        using T = std::remove_reference_t<decltype(params.*member)>;
+        if constexpr (std::is_same_v<T, bool>) {
+          if (value == "true" || value == "1") {
+            params.*member = true;
+          } else if (value == "false" || value == "0") {
+            params.*member = false;
+          } else {
+            throw ZrError("parameter " + name + " needs true or false, not \"" + value + "\"");
+          }
+        } else if constexpr (std::is_same_v<T, int32_t>) {
+          if (!ParseLongDouble(value, number) || number != std::floor(number) ||
+              number < INT32_MIN || number > INT32_MAX) {
+            throw ZrError("parameter " + name + " needs a whole number, not \"" + value + "\"");
+          }
+          params.*member = static_cast<int32_t>(number);
+        } else {
+          if (!ParseLongDouble(value, number)) {
+            throw ZrError("parameter " + name + " needs a number, not \"" + value + "\"");
+          }
+          params.*member = static_cast<T>(number);
+        }
+      },
+      it->second);
+}
+
+RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
+  RfaParameters params;  // a private set: never the GUI's process-wide instance
+  if (!options.parameterFile.empty()) {
+    ZrBarnFile file(options.parameterFile, "r");
+    if (!params.Exchange(file, "ini")) {
+      throw ZrError(options.parameterFile + ": not a parameter file (no \"ini\" element)");
+    }
+  }
+  for (const auto& [key, value] : options.overrides) RfaSetParameter(params, key, value);
+  params.MappingIsAzM2 = true;  // as every binding of the plug-in's panel leaves it
+  return params;
+}
+
+std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
+                                          const std::string& outputDir, bool pictures) {
+  std::vector<std::string> files;
+  for (const std::string& input : inputs) {
+    std::error_code ec;
+    if (fs::is_directory(input, ec)) {
+      std::vector<std::string> found;
+      for (const auto& entry : fs::directory_iterator(input, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (!name.empty() && name[0] != '.' && entry.is_regular_file(ec) &&
+            IsImageFile(entry.path())) {
+          found.push_back(entry.path().string());
+        }
+      }
+      if (ec) throw ZrError(input + ": cannot list folder (" + ec.message() + ")");
+      std::sort(found.begin(), found.end());
+      if (found.empty()) throw ZrError(input + ": folder holds no image files");
+      files.insert(files.end(), found.begin(), found.end());
+    } else {
+      files.push_back(input);  // a missing or bad file fails as its own job
+    }
+  }
+  std::vector<RfaProcessJob> jobs;
+  std::map<std::string, std::string> taken;  // output image -> input
+  for (const std::string& file : files) {
+    const std::string stem = fs::path(file).stem().string();
+    RfaProcessJob job{file, (fs::path(outputDir) / (stem + ".tif")).string(),
+                      (fs::path(outputDir) / (stem + ".keys.xml")).string(), "", ""};
+    if (pictures) {
+      job.beforePng = (fs::path(outputDir) / (stem + ".before.png")).string();
+      job.afterPng = (fs::path(outputDir) / (stem + ".after.png")).string();
+    }
+    const auto [it, fresh] = taken.emplace(fs::weakly_canonical(job.outputImage).string(), file);
+    if (!fresh) {
+      throw ZrError("inputs " + it->second + " and " + file + " would both be written to " +
+                    job.outputImage);
+    }
+    std::error_code ec;
+    if (fs::equivalent(file, job.outputImage, ec)) {
+      throw ZrError(file + ": output would replace the input; choose another output folder");
+    }
+    jobs.push_back(job);
+  }
+  return jobs;
+}
+
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params) {
+  RfaProcessResult result;
+  result.image = image;
+  ZrPluginLog log;
+  log.Open(kProgramName, params.version);
+  log.Write(result.texts);
+  RfaKeyWriter keys(result.doubles, result.texts);
+  RfaApplyCheckedOperations(result.image, params, keys);
+  return result;
+}
+
+void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
+  const ZrFloatMatrix input = ZrImageRead(job.input);
+  RfaProcessResult result;
+  try {
+    result = RfaProcessImage(input, params);
+  } catch (ZrError& e) {
+    e.Message = job.input + ": " + e.Message;
+    throw;
+  }
+  ZrImageWrite(job.outputImage, result.image);
+  try {
+    RfaWriteKeysFile(job.outputKeys, result.doubles, result.texts);
+  } catch (...) {
+    std::remove(job.outputImage.c_str());  // an image without its record is not a result
+    throw;
+  }
+  if (!job.beforePng.empty()) {
+    float lo = 0;
+    float hi = 0;
+    RfaDisplayRange(input, lo, hi);
+    ZrImageWritePng(job.beforePng, input, lo, hi);
+    RfaDisplayRange(result.image, lo, hi);
+    ZrImageWritePng(job.afterPng, result.image, lo, hi);
+  }
+}
+
+void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
+  std::vector<float> values;
+  values.reserve(static_cast<size_t>(image.Count()));
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    if (std::isfinite(image.Data[i]) && image.Data[i] != 0.0f) values.push_back(image.Data[i]);
+  }
+  lo = 0;
+  hi = 0;  // lo == hi asks the writer for the full range
+  if (values.size() < 2) return;
+  const auto at = [&](double q) {
+    auto it =
+        values.begin() + static_cast<std::ptrdiff_t>(q * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), it, values.end());
+    return *it;
+  };
+  lo = at(0.005);
+  hi = at(0.995);
+}
+
+void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
+                      const std::map<std::string, std::string>& texts) {
+  ZrBarnXml tree("w");
+  tree.OpenRack("VELDRA-IMAGE-KEYS");
+  tree.OpenRack("double");
+  for (const auto& [key, value] : doubles) {
+    std::string k = key;
+    std::string v = FormatDouble(value);
+    tree.OpenRack("entry");
+    tree.Value("key", k, "");
+    tree.Value("value", v, "");
+    tree.CloseRack("entry");
+  }
+  tree.CloseRack("double");
+  tree.OpenRack("text");
+  for (const auto& [key, value] : texts) {
+    std::string k = key;
+    std::string v = value;
+    tree.OpenRack("entry");
+    tree.Value("key", k, "");
+    tree.Value("value", v, "");
+    tree.CloseRack("entry");
+  }
+  tree.CloseRack("text");
+  tree.CloseRack("VELDRA-IMAGE-KEYS");
+  std::string text;
+  tree.GetText(text);
+  ZrWriteFileAtomic(path, text);
+}
+
+void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
+                     std::map<std::string, std::string>& texts) {
+  ZrBarnXml tree("r");
+  tree.SetText(ZrReadFileBytes(path));
+  if (!tree.OpenRack("VELDRA-IMAGE-KEYS")) {
+    throw ZrError(path + ": not a key file (no \"VELDRA-IMAGE-KEYS\" element)");
+  }
+  if (tree.OpenRack("double")) {
+    while (tree.OpenRack("entry")) {
+      std::string key;
+      std::string value;
+      tree.Value("key", key, "");
+      tree.Value("value", value, "");
+      tree.CloseRack("entry");
+      doubles[key] = std::strtod(value.c_str(), nullptr);
+    }
+    tree.CloseRack("double");
+  }
+  if (tree.OpenRack("text")) {
+    while (tree.OpenRack("entry")) {
+      std::string key;
+      std::string value;
+      tree.Value("key", key, "");
+      tree.Value("value", value, "");
+      tree.CloseRack("entry");
+      texts[key] = value;
+    }
+    tree.CloseRack("text");
+  }
+  tree.CloseRack("VELDRA-IMAGE-KEYS");
+}
+
+std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
+                                    const RfaParameters& params, int threads,
+                                    const std::function<void(int, int)>& progress) {
+  std::vector<std::string> errors(jobs.size());
+  std::atomic<size_t> next{0};
+  std::mutex progressMutex;
+  int done = 0;
+  auto worker = [&]() {
+    for (size_t i = next++; i < jobs.size(); i = next++) {
+      try {
+        RfaProcessFile(jobs[i], params);
+      } catch (const ZrError& e) {
+        errors[i] = e.Message;
+      } catch (const std::exception& e) {
+        errors[i] = jobs[i].input + ": " + e.what();
+      } catch (...) {
+        errors[i] = jobs[i].input + ": undefined err";
+      }
+      std::lock_guard<std::mutex> lock(progressMutex);
+      ++done;
+      if (progress) progress(done, static_cast<int>(jobs.size()));
+    }
+  };
+  const int count = std::max(1, std::min<int>(threads, static_cast<int>(jobs.size())));
+  if (count == 1) {
+    worker();
+  } else {
+    std::vector<std::thread> pool;
+    for (int t = 0; t < count; ++t) pool.emplace_back(worker);
+    for (std::thread& t : pool) t.join();
+  }
+  std::vector<std::string> failures;
+  for (const std::string& e : errors) {
+    if (!e.empty()) failures.push_back(e);
+  }
+  return failures;
+}
+
+int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+                   bool showProgress) {
+  RfaProcessOptions options;
+  std::vector<RfaProcessJob> jobs;
+  RfaParameters params;
+  try {
+    options = RfaParseCommandLine(args);
+    if (options.help) {
+      out << RfaProcessUsage();
+      return 0;
+    }
+    if (options.version) {
+      out << kProgramName << " " << params.version << "\n";
+      return 0;
+    }
+    if (!options.makeSamplesDir.empty()) {
+      for (const std::string& path :
+           RfaMakeSamples(options.makeSamplesDir, options.sampleCount, options.sampleSize)) {
+        out << path << "\n";
+      }
+      return 0;
+    }
+    if (options.inputs.empty()) throw ZrError("no input files (see --help)");
+    params = RfaLoadParameters(options);
+    jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
+    std::error_code ec;
+    fs::create_directories(options.outputDir, ec);
+    if (ec) throw ZrError(options.outputDir + ": cannot create folder (" + ec.message() + ")");
+    if (!options.overwrite) {
+      for (const RfaProcessJob& job : jobs) {
+        if (fs::exists(job.outputImage, ec) || fs::exists(job.outputKeys, ec)) {
+          throw ZrError(job.outputImage + ": output exists (--no-overwrite)");
+        }
+      }
+    }
+  } catch (const ZrError& e) {
+    err << kProgramName << ": " << e.Message << "\n";
+    return 2;
+  }
+
+  auto bar = [&](int done, int total) {
+    if (!showProgress) return;
+    const int width = 40;
+    const int filled = total > 0 ? done * width / total : width;
+    out << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
+        << "/" << total << (done == total ? "\n" : "") << std::flush;
+  };
+  const std::vector<std::string> failures = RfaRunJobs(jobs, params, options.jobs, bar);
+  for (const std::string& f : failures) err << kProgramName << ": " << f << "\n";
+  out << "processed " << (jobs.size() - failures.size()) << " of " << jobs.size() << " files into "
+      << options.outputDir << "\n";
+  return failures.empty() ? 0 : 1;
+}

@@ -1,0 +1,99 @@
+// rfa-process: the RFA operation chain on image files, for scripts and batch work.
+// main.cpp only forwards its arguments to RfaProcessMain; everything else is here so that
+// tests call it directly.
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "numerics/ZrMatrix.h"
+#include "rfa/RfaParameters.h"
+
+// What the command line asks for.
+struct RfaProcessOptions {
+  std::vector<std::string> inputs;  // image files and folders, in command-line order
+  std::string outputDir = "rfa-out";
+  std::string parameterFile;  // ".rfa_bg"; empty: the built-in defaults
+  std::vector<std::pair<std::string, std::string>> overrides;  // file key, value text
+  int jobs = 1;
+  bool pictures = false;  // also write <name>.before.png and <name>.after.png
+  bool overwrite = true;
+  bool help = false;
+  bool version = false;
+  std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
+  int sampleCount = 3;
+  int sampleSize = 256;
+};
+
+// Parses the arguments after the program name; a usage error throws ZrError with its text.
+RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args);
+
+// The usage text printed by --help.
+std::string RfaProcessUsage();
+
+// Sets one parameter by its file key ("Sx_", "IsBgSh_"; the trailing "_" may be left out).
+// Unlike a parameter file, which reads a malformed number as 0, a bad value is refused.
+void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value);
+
+// Defaults, then the parameter file, then the overrides in order.
+RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
+
+// One image of a batch: where it comes from and where its results go.
+struct RfaProcessJob {
+  std::string input;
+  std::string outputImage;  // <outputDir>/<stem>.tif
+  std::string outputKeys;   // <outputDir>/<stem>.keys.xml
+  std::string beforePng;    // optional pictures for people; empty: none
+  std::string afterPng;
+};
+
+// Expands folders (their image files, not recursive, sorted by name, hidden files skipped)
+// and names the outputs; two inputs with the same output name, or an output that would
+// replace its own input, throw ZrError.
+std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
+                                          const std::string& outputDir, bool pictures = false);
+
+// A display range for a picture: the 0.5 % and 99.5 % quantiles of the finite non-zero
+// pixels (zeros are the masked parts), so that a few extreme pixels do not grey out the rest.
+void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi);
+
+// The result of the chain: the image and the key record the plug-in sends to its host.
+struct RfaProcessResult {
+  ZrFloatMatrix image;
+  std::map<std::string, double> doubles;
+  std::map<std::string, std::string> texts;
+};
+
+// The processing-log entry ("log") followed by the checked operations, as the plug-in does.
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
+
+// Reads job.input, processes it and writes the float TIFF and the key file. Either both
+// outputs exist afterwards or neither does; failures throw ZrError naming the file.
+void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
+
+// The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
+// holding one "entry" (children "key" and "value") per key. Doubles are written with 17
+// significant digits, so they read back exactly.
+void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
+                      const std::map<std::string, std::string>& texts);
+void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
+                     std::map<std::string, std::string>& texts);
+
+// Runs the jobs on `threads` worker threads (each job independent; results do not depend
+// on the thread count). progress(done, total) is called after each job, serialised.
+// Returns one message per failed job ("<file>: <reason>"), in job order.
+std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
+                                    const RfaParameters& params, int threads,
+                                    const std::function<void(int, int)>& progress);
+
+// Writes count deterministic synthetic screens of size x size pixels ("sample-1.tif", ...)
+// into dir; returns their paths.
+std::vector<std::string> RfaMakeSamples(const std::string& dir, int count, int size);
+
+// The whole program: parses args, prints to out/err, returns the exit status (0 all done,
+// 1 some file failed, 2 usage or parameter error). showProgress draws a bar on out.
+int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+                   bool showProgress);
