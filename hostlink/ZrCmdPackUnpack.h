@@ -1,0 +1,53 @@
+// One request or response message to the host: root "air", command element "i0", the
+// function name under "cmd", arguments and results under their own keys.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "formats/ZrBarnXml.h"
+#include "hostlink/ZrHostTypes.h"
+#include "hostlink/ZrPackUnpack.h"
+
+class ZrCmdPackUnpack {
+ public:
+  // "w" builds a request (the root "air" is entered at once), "r" reads a response.
+  explicit ZrCmdPackUnpack(const std::string& mode);
+
+  bool OpenCmd();
+  bool OpenCmdIndex(int32_t n);
+  void CloseCmd();
+  void CloseCmdIndex(int32_t n);
+
+  // Stores the function's name under "cmd"; "Undefiend function number" when unknown.
+  void SetFunc(int32_t number);
+
+  // Typed accessors with fixed keys; each packs or unpacks depending on the mode.
+  int32_t Index(int32_t& index);
+  int32_t IDDocChildWindow(int32_t& id);
+  bool Color(const std::string& key, ZrColor& color);
+  bool IDList(ZrLongMatrix& ids, bool base64b = false);
+  // The region record sits in an element of its own, "region".
+  bool Region(ZrRegion& region);
+
+  ZrPackUnpack::ZrPackUnpackCustom& Packer() { return *packer_; }
+  ZrPackUnpack::ZrPackUnpackXml& XmlPacker() { return *xmlPacker_; }
+  std::string GetMode() { return packer_->GetMode(); }
+  void GetText(std::string& text) { packer_->GetText(text); }
+  void SetText(const std::string& text) { packer_->SetText(text); }
+
+  // The host's function table: number to name (108 entries, 1 to 109 without 36).
+  static const std::map<int32_t, std::string>& FunctionTable();
+  // Number of a function name, or -1.
+  static int32_t FunctionNumber(const std::string& name);
+
+ private:
+  boost::shared_ptr<ZrBarnXml> document_;
+  boost::shared_ptr<ZrPackUnpack::ZrPackUnpackXml> xmlPacker_;
+  boost::shared_ptr<ZrPackUnpack::ZrPackUnpackCustom> packer_;
+  std::map<int32_t, std::string> functionTable_;
+  std::string keyFunctionName_ = "cmd";
+  int32_t commandIndex_ = 0;
+};

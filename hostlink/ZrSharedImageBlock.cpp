@@ -1,0 +1,49 @@
+// Shared-memory image blocks: header and pixels, with a size check before every copy.
+#include "hostlink/ZrSharedImageBlock.h"
+
+#include <cstring>
+#include <string>
+
+namespace ZrSharedImageBlock {
+
+int64_t BlockBytes(int64_t cols, int64_t rows) {
+  return kHeaderBytes + 4 * cols * rows;
+}
+
+void Decode(const void* block, int64_t blockBytes, ZrFloatMatrix& image) {
+  if (block == nullptr || blockBytes <= 15) throw ZrError("NO DATA");
+  int32_t header[4];
+  std::memcpy(header, block, sizeof(header));
+  const int32_t cols = header[0];
+  const int32_t rows = header[1];
+  if (cols < 0 || rows < 0) throw ZrError("matrix creation Parameter Error");
+  const int64_t needed = BlockBytes(cols, rows);
+  if (blockBytes < needed) {
+    throw ZrError("Shared memory block is too small: its header claims " + std::to_string(cols) +
+                  " x " + std::to_string(rows) + " pixels (" + std::to_string(needed) +
+                  " bytes) but the block holds " + std::to_string(blockBytes) + " bytes");
+  }
+  ZrFloatMatrix result(cols, rows);
+  result.SetBegin(header[2], header[3]);
+  if (result.Count() != 0) {
+    std::memcpy(result.Data, static_cast<const char*>(block) + kHeaderBytes,
+                static_cast<size_t>(4 * result.Count()));
+  }
+  image = std::move(result);
+}
+
+void Encode(const ZrFloatMatrix& image, void* block, int64_t blockBytes) {
+  const int64_t needed = BlockBytes(image.ColSize, image.RowSize);
+  if (blockBytes < needed) {
+    throw ZrError("Shared memory block is too small: the image needs " + std::to_string(needed) +
+                  " bytes but the block holds " + std::to_string(blockBytes) + " bytes");
+  }
+  const int32_t header[4] = {image.ColSize, image.RowSize, image.ColBegin, image.RowBegin};
+  std::memcpy(block, header, sizeof(header));
+  if (image.Count() != 0) {
+    std::memcpy(static_cast<char*>(block) + kHeaderBytes, image.Data,
+                static_cast<size_t>(4 * image.Count()));
+  }
+}
+
+}  // namespace ZrSharedImageBlock

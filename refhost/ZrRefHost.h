@@ -1,0 +1,164 @@
+// The reference host: the host side of the plug-in protocol. ZrRefHost keeps the windows
+// and answers one request text at a time (no sockets); ZrRefHostServer serves it over TCP
+// (127.0.0.1 only) and a local socket; ZrRefHostThread runs a server on a thread of its own
+// so that a client in the same process can block in its waits without stalling the host.
+#pragma once
+
+#include <QObject>
+#include <QThread>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hostlink/ZrHostTypes.h"
+#include "numerics/ZrMatrix.h"
+#include "refhost/ZrSeriesIndex.h"
+
+class QSharedMemory;
+class QTcpServer;
+class QLocalServer;
+class QIODevice;
+
+// Faults injected on demand. They apply to every request, or only to requests for the
+// function named in onlyFunction.
+struct ZrRefHostFaults {
+  int32_t splitBytes = 0;       // > 0: the answer goes out in writes of this many bytes
+  int32_t delayMs = 0;          // wait this long before answering
+  bool noTrailingChar = false;  // the answer ends exactly in "</air>"
+  std::string returnCode;       // non-empty: sent in place of "ok"
+  bool closeMidAnswer = false;  // send half of the answer, then close the connection
+  bool shortBlock = false;      // image blocks made for a get are smaller than their header says
+  std::string onlyFunction;
+};
+
+struct ZrRefHostLine {
+  int32_t id = 0;
+  float x0 = 0, y0 = 0, x1 = 0, y1 = 0, width = 0;
+  ZrColor color;
+  bool isMovable = false;
+  std::string name;
+};
+
+struct ZrRefHostWindow {
+  int32_t id = 0;
+  std::string mode = "image";  // window mode: "image", "image3D" or "wave"
+  bool isSeries = false;
+  ZrFloatMatrix image;
+  std::string fileName;  // file the image came from, empty for a new window
+  std::map<std::string, double> keyDouble;
+  std::map<std::string, std::string> keyString;
+  std::map<int32_t, ZrRegion> regions;
+  std::map<int32_t, ZrRefHostLine> lines;
+  // Series windows.
+  std::string seriesFolder;  // folder that relative entry files are taken from
+  ZrSeriesIndex series;
+  std::vector<std::string> savedFiles;  // per entry: where SeriesImageSave put it (absolute)
+  int32_t currentIndex = 0;
+};
+
+// Result of handling one request text.
+struct ZrRefHostAnswer {
+  std::string text;      // the answer, ending with a line feed after "</air>"
+  std::string function;  // the requested function name ("" when unreadable)
+  bool quit = false;     // the request asked the host to end
+};
+
+class ZrRefHost {
+ public:
+  ZrRefHost();
+  ~ZrRefHost();
+
+  // Answers one complete request text. Thread-safe.
+  ZrRefHostAnswer Handle(const std::string& requestText);
+
+  // Scripting. Every call is thread-safe; new windows take the focus.
+  int32_t AddImageWindow(const ZrFloatMatrix& image, const std::string& fileName = "");
+  int32_t LoadImageWindow(const std::string& path);
+  // A folder of image files (sorted by name) or a "*.xmlsrs" index file.
+  int32_t LoadSeriesWindow(const std::string& path, const std::string& mode = "image");
+  void SetFocus(int32_t id);
+  int32_t Focus() const;
+  std::vector<int32_t> WindowIds() const;
+  bool GetWindow(int32_t id, ZrRefHostWindow& copy) const;
+  void SetWindowImage(int32_t id, const ZrFloatMatrix& image);
+  void SetLoaded(bool isLoaded, bool isSuccess);
+
+  void SetOutputDir(const std::string& folder);
+  // Every window: "window_<id>.rawf" (image, begins kept) and "window_<id>.xml" (keys,
+  // regions, lines, series state). The folder is made when missing.
+  void Dump(const std::string& folder) const;
+
+  void SetFaults(const ZrRefHostFaults& faults);
+  ZrRefHostFaults Faults() const;
+  // The faults that apply to a request for this function (defaults when filtered out).
+  ZrRefHostFaults FaultsFor(const std::string& function) const;
+
+  // Every request text as received, in order; optionally appended to a log file too.
+  std::vector<std::string> Requests() const;
+  void ClearRequests();
+  void SetRequestLog(const std::string& path);
+
+  // Keys of the shared-memory blocks made for image gets, in order.
+  std::vector<std::string> BlockKeys() const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+  mutable std::recursive_mutex mutex_;  // Handle may dump while holding it
+};
+
+// Serves a ZrRefHost on TCP and a local socket; lives in the thread that runs its events.
+class ZrRefHostServer : public QObject {
+  Q_OBJECT
+ public:
+  explicit ZrRefHostServer(ZrRefHost& host, QObject* parent = nullptr);
+  ~ZrRefHostServer() override;
+
+  // Port 0 picks a free one; an empty local name skips the local server. False on failure.
+  bool Listen(uint16_t port, const std::string& localName);
+  uint16_t Port() const;
+  std::string ErrorText() const { return error_; }
+
+ signals:
+  void QuitRequested();
+
+ private:
+  void Attach(QIODevice* device);
+  void Serve(QIODevice* device);
+  void Send(QIODevice* device, const ZrRefHostAnswer& answer);
+
+  ZrRefHost& host_;
+  QTcpServer* tcp_ = nullptr;
+  QLocalServer* local_ = nullptr;
+  std::map<QIODevice*, std::string> buffers_;
+  std::string error_;
+};
+
+// A server on a thread of its own, for clients in the same process.
+class ZrRefHostThread : public QThread {
+ public:
+  explicit ZrRefHostThread(ZrRefHost& host, std::string localName = "");
+  ~ZrRefHostThread() override;
+
+  // Starts the thread and waits until the server listens; false when it cannot.
+  bool Start(uint16_t port = 0);
+  void Stop();
+  uint16_t Port() const { return port_; }
+
+ protected:
+  void run() override;
+
+ private:
+  ZrRefHost& host_;
+  std::string localName_;
+  uint16_t requestedPort_ = 0;
+  uint16_t port_ = 0;
+  std::mutex mutex_;
+  std::condition_variable ready_;
+  bool started_ = false;
+  bool listening_ = false;
+};

@@ -1,0 +1,33 @@
+// The series index file "*.xmlsrs": root "VELDRA-SERIES", the series keys, and one entry
+// per image with its file name and index keys. One routine reads and writes it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "hostlink/ZrPackUnpack.h"
+
+struct ZrSeriesEntry {
+  std::string file;  // as stored: relative to the index file's folder, or absolute
+  std::map<std::string, double> keyDouble;
+  std::map<std::string, std::string> keyString;
+};
+
+struct ZrSeriesIndex {
+  std::map<std::string, double> keyDouble;
+  std::map<std::string, std::string> keyString;
+  std::vector<ZrSeriesEntry> entries;
+};
+
+// Writes or reads the tree below the root, the packer's mode deciding.
+void ZrSeriesIndexExchange(ZrPackUnpack::ZrPackUnpackXml& packer, ZrSeriesIndex& index);
+
+// The index as text, and back. Reading fails with "Not a series index file" when the root is
+// missing.
+std::string ZrSeriesIndexText(const ZrSeriesIndex& index);
+ZrSeriesIndex ZrSeriesIndexParse(const std::string& text);
+
+// Files: "Cannot open:" + path / "FILE CANNOT WRITE:" + path on failure.
+ZrSeriesIndex ZrSeriesIndexRead(const std::string& path);
+void ZrSeriesIndexWrite(const std::string& path, const ZrSeriesIndex& index);

@@ -1,0 +1,34 @@
+// The host-free RFA operation chain.
+#include "rfa/RfaChain.h"
+
+#include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaImageOps.h"
+#include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaParameters.h"
+
+void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys) {
+  if (p.IsMoveCenter) {
+    RfaMoveToCenter(image, p.Sx, p.Sy);
+    RfaWriteMoveToCenterKeys(keys, p);
+  }
+  if (p.IsBgSh) {
+    ZrFloatMatrix background;
+    RfaSphericalHarmonicsBackground(background, p, image);
+    image = RfaDivideByBackground(image, background);
+    RfaWriteBackgroundKeys(keys, p);
+  }
+  if (p.IsBgAz) {
+    const ZrFloatMatrix background = RfaAzimuthalAverageBackground(image, static_cast<float>(p.Ax),
+                                                                   static_cast<float>(p.Ay), 1.0f);
+    image = RfaDivideByBackground(image, background);
+    RfaWriteAverageAlongKeys(keys, p);
+  }
+  if (p.IsMaskMcpDip) {
+    RfaMaskMcpDip(image, p.McpDipCx, p.McpDipCy, p.McpDipR);
+    RfaWriteMaskMcpDipKeys(keys, p);
+  }
+  if (p.IsMaskOutside) {
+    RfaMaskOutside(image, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
+    RfaWriteMaskOutsideKeys(keys, p);
+  }
+}

@@ -1,0 +1,205 @@
+// Pure image operations of the RFA chain.
+#include "rfa/RfaImageOps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+// Shift reduced into 0 .. n - 1, computed without overflowing for any finite shift.
+int64_t WrappedShift(double shift, int32_t n) {
+  const double reduced = std::fmod(shift, static_cast<double>(n));  // |reduced| < n
+  const int64_t s = static_cast<int64_t>(reduced);
+  return ((s % n) + n) % n;
+}
+
+bool IsHole(float v) {
+  return v == 0.0f || !std::isfinite(v);
+}
+
+}  // namespace
+
+void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy) {
+  if (!std::isfinite(sx) || !std::isfinite(sy)) {
+    throw ZrError("Move to center: screen centre is not a finite number");
+  }
+  const int32_t cols = image.ColSize;
+  const int32_t rows = image.RowSize;
+  if (image.IsEmpty() || cols == 0 || rows == 0) return;
+  const int64_t dx = WrappedShift(std::trunc(static_cast<double>(cols / 2) - sx), cols);
+  const int64_t dy = WrappedShift(std::trunc(static_cast<double>(rows / 2) - sy), rows);
+  if (dx == 0 && dy == 0) return;
+  std::vector<float> rolled(static_cast<size_t>(image.Count()));
+  for (int64_t y = 0; y < rows; ++y) {
+    const float* src = image.Data + y * cols;
+    float* dst = rolled.data() + ((y + dy) % rows) * cols;
+    // Row y splits into the part that moves right by dx and the tail that wraps to the front.
+    std::copy(src, src + (cols - dx), dst + dx);
+    std::copy(src + (cols - dx), src + cols, dst);
+  }
+  std::copy(rolled.begin(), rolled.end(), image.Data);
+}
+
+ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
+                                            float step) {
+  if (!(step > 0.0f) || !std::isfinite(step)) {
+    throw ZrError("Azimuthal average: step must be a positive number");
+  }
+  if (!std::isfinite(cx) || !std::isfinite(cy)) {
+    throw ZrError("Azimuthal average: centre is not a finite number");
+  }
+  ZrFloatMatrix background;
+  background.SetBegin(image.ColBegin, image.RowBegin);
+  background.Resize(image.ColSize, image.RowSize);
+  if (image.IsEmpty()) return ZrReturnFast(background);
+
+  const double x0 = image.ColBegin;
+  const double x1 = x0 + image.ColSize - 1;
+  const double y0 = image.RowBegin;
+  const double y1 = y0 + image.RowSize - 1;
+  const double ccx = cx;
+  const double ccy = cy;
+  const double st = step;
+
+  // Only the radii that the image's pixels span get rings, so a centre far outside the image
+  // costs no more memory than one inside it.
+  const double nearX = std::clamp(ccx, x0, x1) - ccx;
+  const double nearY = std::clamp(ccy, y0, y1) - ccy;
+  const double farX = std::max(std::abs(x0 - ccx), std::abs(x1 - ccx));
+  const double farY = std::max(std::abs(y0 - ccy), std::abs(y1 - ccy));
+  const double ringMin = std::floor(std::sqrt(nearX * nearX + nearY * nearY) / st);
+  const double ringMax = std::floor(std::sqrt(farX * farX + farY * farY) / st);
+  const double ringSpan = ringMax - ringMin + 1.0;
+  if (ringSpan > static_cast<double>(1 << 24)) {
+    throw ZrError("Azimuthal average: too many radial rings");
+  }
+  const int64_t rings = static_cast<int64_t>(ringSpan);
+  const int64_t firstRing = static_cast<int64_t>(ringMin);
+
+  std::vector<double> sum(static_cast<size_t>(rings), 0.0);
+  std::vector<int64_t> count(static_cast<size_t>(rings), 0);
+  auto ringOf = [&](double d) {
+    const int64_t k = static_cast<int64_t>(std::floor(d / st)) - firstRing;
+    return std::clamp<int64_t>(k, 0, rings - 1);  // guards the rounding at either end
+  };
+  const int32_t cols = image.ColSize;
+  for (int32_t y = 0; y < image.RowSize; ++y) {
+    const double dy = y0 + y - ccy;
+    const float* row = image.Data + static_cast<int64_t>(y) * cols;
+    for (int32_t x = 0; x < cols; ++x) {
+      if (IsHole(row[x])) continue;
+      const double dx = x0 + x - ccx;
+      const size_t k = static_cast<size_t>(ringOf(std::sqrt(dx * dx + dy * dy)));
+      sum[k] += row[x];
+      ++count[k];
+    }
+  }
+
+  // Ring means; empty rings interpolated between their nearest filled neighbours (constant
+  // beyond the first and last filled ring).
+  std::vector<double> mean(static_cast<size_t>(rings), 0.0);
+  int64_t previous = -1;
+  for (int64_t k = 0; k < rings; ++k) {
+    if (count[k] == 0) continue;
+    mean[k] = sum[k] / static_cast<double>(count[k]);
+    const int64_t from = previous < 0 ? 0 : previous + 1;
+    for (int64_t j = from; j < k; ++j) {
+      mean[j] = previous < 0 ? mean[k]
+                             : mean[previous] + (mean[k] - mean[previous]) *
+                                                    static_cast<double>(j - previous) /
+                                                    static_cast<double>(k - previous);
+    }
+    previous = k;
+  }
+  if (previous < 0) {  // no data at all
+    background.Fill(0.0f);
+    return ZrReturnFast(background);
+  }
+  for (int64_t j = previous + 1; j < rings; ++j) mean[j] = mean[previous];
+
+  // Ring k stands at the middle of its width, radius (firstRing + k + 0.5) * step.
+  for (int32_t y = 0; y < image.RowSize; ++y) {
+    const double dy = y0 + y - ccy;
+    float* out = background.Data + static_cast<int64_t>(y) * cols;
+    for (int32_t x = 0; x < cols; ++x) {
+      const double dx = x0 + x - ccx;
+      const double t = std::sqrt(dx * dx + dy * dy) / st - 0.5 - static_cast<double>(firstRing);
+      double value;
+      if (t <= 0.0) {
+        value = mean.front();
+      } else if (t >= static_cast<double>(rings - 1)) {
+        value = mean.back();
+      } else {
+        const size_t i = static_cast<size_t>(t);
+        const double f = t - static_cast<double>(i);
+        value = mean[i] + (mean[i + 1] - mean[i]) * f;
+      }
+      out[x] = static_cast<float>(value);
+    }
+  }
+  return ZrReturnFast(background);
+}
+
+ZrFloatMatrix RfaDivideByBackground(const ZrFloatMatrix& image, const ZrFloatMatrix& background) {
+  ZrCheckSameShape(image, background);
+  ZrFloatMatrix result;
+  result.SetBegin(image.ColBegin, image.RowBegin);
+  result.Resize(image.ColSize, image.RowSize);
+  for (int64_t i = 0; i < result.Count(); ++i) {
+    const float b = background.Data[i];
+    result.Data[i] = b == 0.0f ? 0.0f : image.Data[i] / b;
+  }
+  return ZrReturnFast(result);
+}
+
+void RfaMaskMcpDip(ZrFloatMatrix& image, double cx, double cy, double r) {
+  const float radius = (2.0f * static_cast<float>(r) + 1.0f) * 0.5f;
+  // A non-positive or non-finite radius, or a non-finite centre, selects no pixel: the inside
+  // test below fails for every one of them; returning early keeps the float-to-integer
+  // conversions of the ranges defined.
+  if (!(radius > 0.0f) || !std::isfinite(radius) || !std::isfinite(cx) || !std::isfinite(cy)) {
+    return;
+  }
+  const double xFirst =
+      std::max(std::floor(cx - radius + 0.5), static_cast<double>(image.ColBegin));
+  const double xLast = std::min(std::floor(cx + radius + 0.5),
+                                static_cast<double>(image.ColBegin) + image.ColSize - 1);
+  const double yFirst =
+      std::max(std::floor(cy - radius + 0.5), static_cast<double>(image.RowBegin));
+  const double yLast = std::min(std::floor(cy + radius + 0.5),
+                                static_cast<double>(image.RowBegin) + image.RowSize - 1);
+  if (xFirst > xLast || yFirst > yLast) return;
+  const float fcx = static_cast<float>(cx);
+  const float fcy = static_cast<float>(cy);
+  for (int64_t y = static_cast<int64_t>(yFirst); y <= static_cast<int64_t>(yLast); ++y) {
+    const float v = (static_cast<float>(y) - fcy) / radius;
+    for (int64_t x = static_cast<int64_t>(xFirst); x <= static_cast<int64_t>(xLast); ++x) {
+      const float u = (static_cast<float>(x) - fcx) / radius;
+      if (u * u + v * v <= 1.0f) {
+        image.Data[(x - image.ColBegin) + (y - image.RowBegin) * image.ColSize] = 0.0f;
+      }
+    }
+  }
+}
+
+void RfaMaskOutside(ZrFloatMatrix& image, double cx, double cy, double rx, double ry) {
+  const float radiusX = (2.0f * static_cast<float>(rx) + 1.0f) * 0.5f;
+  const float radiusY = (2.0f * static_cast<float>(ry) + 1.0f) * 0.5f;
+  if (radiusX <= 0.0f || radiusY <= 0.0f) return;
+  const double rx2 = static_cast<double>(radiusX) * radiusX;
+  const double ry2 = static_cast<double>(radiusY) * radiusY;
+  const float fcx = static_cast<float>(cx);
+  const float fcy = static_cast<float>(cy);
+  const int64_t rowEnd = static_cast<int64_t>(image.RowBegin) + image.RowSize;
+  for (int64_t y = image.RowBegin; y < rowEnd; ++y) {
+    const double dy = static_cast<float>(y) - fcy;
+    // The column loop is bounded by the row extent on purpose (see the header).
+    for (int64_t x = image.ColBegin; x < rowEnd; ++x) {
+      const double dx = static_cast<float>(x) - fcx;
+      if (dx * dx / rx2 + dy * dy / ry2 > 1.0) {
+        image(static_cast<int32_t>(x), static_cast<int32_t>(y)) = 0.0f;
+      }
+    }
+  }
+}

@@ -1,0 +1,36 @@
+// Pure image operations of the RFA chain: roll to centre, background division, the
+// azimuthal-average background and the two masks. No host calls.
+#pragma once
+
+#include "numerics/ZrMatrix.h"
+
+// All positions are pixels in the image's begin-based (x, y) = (column, row) coordinates.
+
+// Rolls the image cyclically so that the screen centre (sx, sy) lands on the image centre:
+// dx = trunc(ColSize / 2 - sx), dy = trunc(RowSize / 2 - sy) (sizes integer-divided), and the
+// element at (x, y) moves to (x + dx, y + dy), wrapping within the extent. Sizes and begins
+// are kept. A non-finite centre is refused.
+void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy);
+
+// Background that depends on the distance from (cx, cy) only: the mean of the non-zero pixels
+// in rings of width `step`, interpolated linearly in radius back to every pixel. Zero pixels
+// are holes: they do not enter the ring means but do receive a background value. Rings that
+// hold no data take their values from the nearest rings that do. The result has the image's
+// shape and begins; an image without any non-zero pixel gives an all-zero background.
+ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
+                                            float step = 1.0f);
+
+// Element-wise image / background, with 0 wherever the background is exactly 0 (never an
+// infinity). Shapes and begins must agree (the matrix shape messages).
+ZrFloatMatrix RfaDivideByBackground(const ZrFloatMatrix& image, const ZrFloatMatrix& background);
+
+// Zeroes the disc of radius r + 0.5 about (cx, cy); radius and the inside test are evaluated
+// in single precision, so r = 0 still clears the pixels within half a pixel of the centre.
+void RfaMaskMcpDip(ZrFloatMatrix& image, double cx, double cy, double r);
+
+// Zeroes everything outside the ellipse of radii rx + 0.5, ry + 0.5 about (cx, cy); a radius
+// of -0.5 or less switches the mask off. The column loop deliberately runs over the row
+// extent (ColBegin .. RowBegin + RowSize - 1) through checked access: exact on square images,
+// columns beyond the row extent stay unmasked on wide images, and on tall images the first
+// masked element beyond the last column raises the matrix range error.
+void RfaMaskOutside(ZrFloatMatrix& image, double cx, double cy, double rx, double ry);

@@ -1,0 +1,143 @@
+// Start-up settings of the host proxy: the command-line scan and the menu-registration file.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <fstream>
+#include <sstream>
+
+#include "hostlink/ZrPluginFuncVeldra.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+struct CmdlineCase {
+  std::vector<std::string> words;  // argv[1...]; argv[0] is always "/opt/x/prog"
+  int32_t port;
+  std::string localName;
+};
+
+void PrintTo(const CmdlineCase& c, std::ostream* os) {
+  for (const auto& w : c.words) *os << "[" << w << "]";
+}
+
+class ZrInitSetCmdline : public ::testing::TestWithParam<CmdlineCase> {};
+
+}  // namespace
+
+TEST_P(ZrInitSetCmdline, ScansEveryWordButTheLastAsAnOptionName) {
+  const CmdlineCase& c = GetParam();
+  std::vector<std::string> storage = {"/opt/x/prog"};
+  storage.insert(storage.end(), c.words.begin(), c.words.end());
+  std::vector<char*> argv;
+  for (auto& s : storage) argv.push_back(&s[0]);
+  ZrPluginFuncVeldra host;
+  host.InitSetCmdline(static_cast<int>(argv.size()), argv.data());
+  EXPECT_EQ(host.ProgramPath(), "/opt/x/prog");
+  EXPECT_EQ(host.Port(), c.port);
+  EXPECT_EQ(host.LocalServerName(), c.localName);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ZrInitSetCmdline,
+    ::testing::Values(CmdlineCase{{}, 14112, "veldraimage"},
+                      CmdlineCase{{"-P"}, 14112, "veldraimage"},
+                      CmdlineCase{{"-O", "-P"}, 14112, "veldraimage"},
+                      CmdlineCase{{"-P", "15000", "-L", "name"}, 15000, "name"},
+                      CmdlineCase{{"-P", "x"}, 0, "veldraimage"},
+                      CmdlineCase{{"-L", "-P", "9"}, 9, "-P"},
+                      CmdlineCase{{"-P", "  77abc"}, 77, "veldraimage"},
+                      CmdlineCase{{"-P", "1", "-P", "2"}, 2, "veldraimage"},
+                      CmdlineCase{{"-p", "3", "-l", "n", "--P", "4"}, 14112, "veldraimage"},
+                      CmdlineCase{{"-P", "-5"}, -5, "veldraimage"},
+                      CmdlineCase{{"-L", "\xC3\xA9t\xC3\xA9", "-O"}, 14112, "\xC3\xA9t\xC3\xA9"},
+                      CmdlineCase{{"-O", "-L", "a", "-P", "70000"}, 70000, "a"}));
+
+TEST(ZrInitSetCmdlineArgs, NoArgumentsAtAllKeepsEverything) {
+  ZrPluginFuncVeldra host;
+  host.InitSetCmdline(0, nullptr);
+  EXPECT_EQ(host.ProgramPath(), "");
+  EXPECT_EQ(host.Port(), 14112);
+}
+
+struct MenuNameCase {
+  std::string path, menu, exe;
+};
+
+class ZrMenuFileName : public ::testing::TestWithParam<MenuNameCase> {};
+
+TEST_P(ZrMenuFileName, ExtensionOfTheFileNameIsReplaced) {
+  EXPECT_EQ(ZrPluginFuncVeldra::MenuFileName(GetParam().path), GetParam().menu);
+  EXPECT_EQ(ZrPluginFuncVeldra::ExeName(GetParam().path), GetParam().exe);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ZrMenuFileName,
+    ::testing::Values(MenuNameCase{"C:\\tools\\prog.exe", "C:\\tools\\prog.menu", "prog.exe"},
+                      MenuNameCase{"/opt/a.b/prog", "/opt/a.b/prog.menu", "prog"},
+                      MenuNameCase{"/usr/bin/rfa.bg.bin", "/usr/bin/rfa.bg.menu", "rfa.bg.bin"},
+                      MenuNameCase{"prog", "prog.menu", "prog"},
+                      MenuNameCase{".prog", ".prog.menu", ".prog"},
+                      MenuNameCase{"a.b\\c", "a.b\\c.menu", "c"}, MenuNameCase{"", ".menu", ""}));
+
+TEST(ZrMenuFile, WritesEveryEntryWithTheExecutableName) {
+  QTemporaryDir dir;
+  ASSERT_TRUE(dir.isValid());
+  std::string program = QDir(dir.path()).filePath("rfa.prog").toStdString();
+  char* argv[] = {&program[0]};
+  ZrPluginFuncVeldra host;
+  host.InitMenuAdd("RFA: Background: Spherical Harmonics", "", "PEH", "-O");
+  host.InitMenuAdd("Second <&>", "Sub", "Menu", "-X \"y\"");
+  EXPECT_EQ(host.MenuTitle(), "Second <&>");
+  host.InitSetCmdline(1, argv);
+  host.FileLoaderExtensions() = {"tif", "rawf"};
+  host.InitMenuFileWrite();
+
+  const std::string menuPath = QDir(dir.path()).filePath("rfa.menu").toStdString();
+  std::ifstream in(menuPath);
+  std::stringstream text;
+  text << in.rdbuf();
+  EXPECT_EQ(text.str().rfind("<VELDRA-MENU><FileLoaderExtWithComma_>", 0), 0u) << text.str();
+  EXPECT_NE(text.str().find("<menuList><i0><Exe>rfa.prog</Exe>\n<Parameter>-O</Parameter>\n"
+                            "<Title>RFA: Background: Spherical Harmonics</Title>\n"
+                            "<TitleSubmenu></TitleSubmenu>\n<TitleMenu>PEH</TitleMenu>\n</i0>\n"
+                            "<i1><Exe>rfa.prog</Exe>"),
+            std::string::npos)
+      << text.str();
+
+  std::vector<ZrMenuEntry> entries;
+  std::vector<std::string> extensions;
+  ZrPluginFuncVeldra::MenuFileRead(menuPath, entries, extensions);
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[1].Title, "Second <&>");
+  EXPECT_EQ(entries[1].TitleSubmenu, "Sub");
+  EXPECT_EQ(entries[1].TitleMenu, "Menu");
+  EXPECT_EQ(entries[1].Exe, "rfa.prog");
+  EXPECT_EQ(entries[1].Parameter, "-X \"y\"");
+  EXPECT_EQ(extensions, (std::vector<std::string>{"tif", "rawf"}));
+  EXPECT_EQ(host.MenuList()[0].Exe, "rfa.prog");
+}
+
+TEST(ZrMenuFile, NoEntriesWritesAnEmptyMenuList) {
+  QTemporaryDir dir;
+  std::string program = QDir(dir.path()).filePath("p").toStdString();
+  char* argv[] = {&program[0]};
+  ZrPluginFuncVeldra host;
+  host.InitSetCmdline(1, argv);
+  host.InitMenuFileWrite();
+  std::ifstream in(program + ".menu");
+  std::stringstream text;
+  text << in.rdbuf();
+  EXPECT_NE(text.str().find("<menuList></menuList>\n</VELDRA-MENU>\n"), std::string::npos)
+      << text.str();
+}
+
+TEST(ZrMenuFile, UnwritableFileCarriesTheTrail) {
+  std::string program = "/nonexistent-folder-zr/prog.bin";
+  char* argv[] = {&program[0]};
+  ZrPluginFuncVeldra host;
+  host.InitSetCmdline(1, argv);
+  EXPECT_ZR_ERROR(host.InitMenuFileWrite(),
+                  "Cannot File Open /nonexistent-folder-zr/prog.menu/void "
+                  "ZrPluginFuncVeldra::InitMenuFileWrite()");
+}

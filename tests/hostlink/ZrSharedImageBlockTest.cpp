@@ -1,0 +1,89 @@
+// The shared-memory image layout and its size guards.
+#include "hostlink/ZrSharedImageBlock.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+std::vector<char> Block(int32_t cols, int32_t rows, int32_t colBegin, int32_t rowBegin,
+                        size_t bytes) {
+  std::vector<char> block(bytes, 0);
+  const int32_t header[4] = {cols, rows, colBegin, rowBegin};
+  std::memcpy(block.data(), header, std::min(bytes, sizeof(header)));
+  return block;
+}
+
+struct GuardCase {
+  int32_t cols, rows;
+  size_t bytes;
+  std::string error;
+};
+
+class ZrSharedImageBlockGuard : public ::testing::TestWithParam<GuardCase> {};
+
+}  // namespace
+
+TEST_P(ZrSharedImageBlockGuard, RejectsBlocksThatCannotHoldTheirImage) {
+  const GuardCase& c = GetParam();
+  std::vector<char> block = Block(c.cols, c.rows, 0, 0, c.bytes);
+  ZrFloatMatrix image(2, 2);
+  EXPECT_ZR_ERROR(
+      ZrSharedImageBlock::Decode(block.data(), static_cast<int64_t>(block.size()), image), c.error);
+  EXPECT_EQ(image.ColSize, 2);  // untouched on failure
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ZrSharedImageBlockGuard,
+    ::testing::Values(
+        GuardCase{0, 0, 15, "NO DATA"}, GuardCase{0, 0, 0, "NO DATA"},
+        GuardCase{-1, 2, 64, "matrix creation Parameter Error"},
+        GuardCase{3, -2, 64, "matrix creation Parameter Error"},
+        GuardCase{2, 2, 31,
+                  "Shared memory block is too small: its header claims 2 x 2 pixels (32 bytes) "
+                  "but the block holds 31 bytes"},
+        GuardCase{1, 1, 16,
+                  "Shared memory block is too small: its header claims 1 x 1 pixels (20 bytes) "
+                  "but the block holds 16 bytes"},
+        GuardCase{65536, 65536, 1024,
+                  "Shared memory block is too small: its header claims 65536 x 65536 pixels "
+                  "(17179869200 bytes) but the block holds 1024 bytes"}));
+
+TEST(ZrSharedImageBlock, EmptyHeaderOnlyBlockKeepsTheBegins) {
+  std::vector<char> block = Block(0, 0, -4, 9, 16);
+  ZrFloatMatrix image(3, 3);
+  ZrSharedImageBlock::Decode(block.data(), 16, image);
+  EXPECT_TRUE(image.IsEmpty());
+  EXPECT_EQ(image.ColSize, 0);
+  EXPECT_EQ(image.ColBegin, -4);
+  EXPECT_EQ(image.RowBegin, 9);
+}
+
+TEST(ZrSharedImageBlock, EncodeDecodeRoundTripIsBitExactAndLargerBlocksAreFine) {
+  ZrFloatMatrix image(3, 2);
+  image.SetBegin(-1, 5);
+  const uint32_t bits[6] = {0x7fc00001u, 0xff800000u, 0x00000001u,
+                            0x80000000u, 0x3f800000u, 0x7f7fffffu};
+  std::memcpy(image.Data, bits, sizeof(bits));
+  std::vector<char> block(ZrSharedImageBlock::BlockBytes(3, 2) + 100);
+  ZrSharedImageBlock::Encode(image, block.data(), static_cast<int64_t>(block.size()));
+  int32_t header[4];
+  std::memcpy(header, block.data(), 16);
+  EXPECT_EQ(header[0], 3);
+  EXPECT_EQ(header[1], 2);
+  EXPECT_EQ(header[2], -1);
+  EXPECT_EQ(header[3], 5);
+  ZrFloatMatrix read;
+  ZrSharedImageBlock::Decode(block.data(), static_cast<int64_t>(block.size()), read);
+  ASSERT_EQ(read.Count(), 6);
+  EXPECT_EQ(read.ColBegin, -1);
+  EXPECT_EQ(read.RowBegin, 5);
+  EXPECT_EQ(std::memcmp(read.Data, bits, sizeof(bits)), 0);
+  EXPECT_ZR_ERROR(ZrSharedImageBlock::Encode(image, block.data(), 39),
+                  "Shared memory block is too small: the image needs 40 bytes but the block "
+                  "holds 39 bytes");
+}

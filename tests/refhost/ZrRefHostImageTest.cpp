@@ -1,0 +1,164 @@
+// Images between the host link and the reference host, through shared memory and through
+// the message, over real loopback TCP.
+#include <gtest/gtest.h>
+
+#include <QSharedMemory>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "tests/common/ZrTestUtil.h"
+#include "tests/refhost/ZrRefHostFixture.h"
+
+namespace {
+
+struct Shape {
+  int32_t cols, rows, colBegin, rowBegin;
+  bool sharedMemory;
+};
+
+void PrintTo(const Shape& s, std::ostream* os) {
+  *os << s.cols << "x" << s.rows << "@(" << s.colBegin << "," << s.rowBegin << ")"
+      << (s.sharedMemory ? " shm" : " msg");
+}
+
+// Pixels chosen by bit pattern, so that any conversion or reordering shows.
+ZrFloatMatrix Pattern(const Shape& s, uint32_t seed) {
+  ZrFloatMatrix m(s.cols, s.rows);
+  m.SetBegin(s.colBegin, s.rowBegin);
+  uint32_t x = seed;
+  for (int64_t i = 0; i < m.Count(); ++i) {
+    x = x * 1664525u + 1013904223u;
+    uint32_t bits = x;
+    if ((bits & 0x7f800000u) == 0x7f800000u) bits &= 0xbfffffffu;  // no NaN: bits would vary
+    std::memcpy(&m.Data[i], &bits, 4);
+  }
+  return m;
+}
+
+void ExpectSameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
+  ASSERT_EQ(a.ColSize, b.ColSize);
+  ASSERT_EQ(a.RowSize, b.RowSize);
+  EXPECT_EQ(a.ColBegin, b.ColBegin);
+  EXPECT_EQ(a.RowBegin, b.RowBegin);
+  EXPECT_EQ(std::memcmp(a.Data, b.Data, static_cast<size_t>(4 * a.Count())), 0);
+}
+
+class ZrRefHostImageShapes : public ZrRefHostFixture,
+                             public ::testing::WithParamInterface<Shape> {};
+
+}  // namespace
+
+TEST_P(ZrRefHostImageShapes, SetThenGetIsBitExactBothWays) {
+  const Shape& s = GetParam();
+  client_->SetUseSharedMemory(s.sharedMemory);
+  const int32_t id = client_->ImageNewWindow();
+  const ZrFloatMatrix sent = Pattern(s, 7);
+  client_->ImageSet(id, sent);
+  ZrRefHostWindow window;
+  ASSERT_TRUE(host_.GetWindow(id, window));
+  ExpectSameBits(window.image, sent);
+
+  const ZrFloatMatrix hostImage = Pattern(s, 99);
+  host_.SetWindowImage(id, hostImage);
+  ZrFloatMatrix got;
+  client_->ImageGet(id, got, false);
+  ExpectSameBits(got, hostImage);
+  const std::string function = s.sharedMemory ? "FIImageGetBySharedMemory" : "ImageGet";
+  EXPECT_NE(host_.Requests().back().find("<cmd>" + function + "</cmd>"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, ZrRefHostImageShapes,
+    ::testing::Values(Shape{1, 1, 0, 0, true}, Shape{3, 2, -1, 5, true}, Shape{1, 7, 0, 0, true},
+                      Shape{7, 1, 10, -10, true}, Shape{257, 129, 3, 4, true},
+                      Shape{1, 1, 0, 0, false}, Shape{3, 2, -1, 5, false},
+                      // about 176 kB of text: the answer arrives over several reads
+                      Shape{257, 171, -3, 0, false}));
+
+using ZrRefHostImage = ZrRefHostFixture;
+
+TEST_F(ZrRefHostImage, ClearNaNZeroesNaNAndKeepsInfinities) {
+  ZrFloatMatrix image(4, 1);
+  image.Data[0] = std::numeric_limits<float>::quiet_NaN();
+  image.Data[1] = std::numeric_limits<float>::infinity();
+  image.Data[2] = -std::numeric_limits<float>::infinity();
+  image.Data[3] = -2.5f;
+  const int32_t id = host_.AddImageWindow(image);
+  for (const bool shm : {true, false}) {
+    client_->SetUseSharedMemory(shm);
+    ZrFloatMatrix cleared, kept;
+    client_->ImageGet(id, cleared, true);
+    client_->ImageGet(id, kept, false);
+    ASSERT_EQ(cleared.Count(), 4);
+    EXPECT_EQ(cleared.Data[0], 0.0f);
+    EXPECT_FALSE(std::signbit(cleared.Data[0]));
+    EXPECT_EQ(cleared.Data[1], std::numeric_limits<float>::infinity());
+    EXPECT_EQ(cleared.Data[2], -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(cleared.Data[3], -2.5f);
+    EXPECT_TRUE(std::isnan(kept.Data[0]));
+  }
+}
+
+TEST_F(ZrRefHostImage, TwoImageSetsUseTwoKeysAndReleaseTheFirstBlock) {
+  const int32_t id = client_->ImageNewWindow();
+  ZrFloatMatrix image(2, 2);
+  image.Fill(1.0f);
+  client_->ImageSet(id, image);
+  const std::string first = client_->LastImageSetKey();
+  image.Fill(2.0f);
+  client_->ImageSet(id, image);
+  const std::string second = client_->LastImageSetKey();
+  EXPECT_EQ(first.rfind("IMAGESET", 0), 0u);
+  EXPECT_NE(first, second);
+  QSharedMemory probe(QString::fromStdString(first));
+  EXPECT_FALSE(probe.attach(QSharedMemory::ReadOnly));
+  QSharedMemory alive(QString::fromStdString(second));
+  EXPECT_TRUE(alive.attach(QSharedMemory::ReadOnly));  // kept until the next image set
+  const auto requests = host_.Requests();
+  ASSERT_GE(requests.size(), 2u);
+  EXPECT_NE(requests[requests.size() - 2].find("<key>" + first + "</key>"), std::string::npos);
+  EXPECT_NE(requests.back().find("<key>" + second + "</key>"), std::string::npos);
+}
+
+TEST_F(ZrRefHostImage, EmptyImageIsRefusedBeforeAnythingIsSent) {
+  const int32_t id = client_->ImageNewWindow();
+  const size_t before = host_.Requests().size();
+  for (const bool shm : {true, false}) {
+    client_->SetUseSharedMemory(shm);
+    EXPECT_ZR_ERROR(client_->ImageSet(id, ZrFloatMatrix(0, 5)), "Image size is Zero");
+    EXPECT_ZR_ERROR(client_->ImageSet(id, ZrFloatMatrix(5, 0)), "Image size is Zero");
+  }
+  EXPECT_EQ(host_.Requests().size(), before);
+}
+
+TEST_F(ZrRefHostImage, EmptyWindowGivesAnEmptyImage) {
+  const int32_t id = client_->ImageNewWindow();
+  ZrFloatMatrix image(3, 3);
+  client_->ImageGetBySharedMemory(id, image);
+  EXPECT_TRUE(image.IsEmpty());
+  EXPECT_EQ(image.ColSize, 0);
+}
+
+TEST_F(ZrRefHostImage, ShortBlockIsRefusedWithBothSizes) {
+  ZrFloatMatrix image(4, 3);
+  image.Fill(1.0f);
+  const int32_t id = host_.AddImageWindow(image);
+  ZrRefHostFaults faults;
+  faults.shortBlock = true;
+  host_.SetFaults(faults);
+  ZrFloatMatrix got;
+  EXPECT_ZR_ERROR(client_->ImageGet(id, got, true),
+                  "Shared memory block is too small: its header claims 4 x 3 pixels (64 bytes) "
+                  "but the block holds 60 bytes");
+  host_.SetFaults(ZrRefHostFaults());
+  client_->ImageGet(id, got, true);  // the connection survives
+  EXPECT_EQ(got.Count(), 12);
+}
+
+TEST_F(ZrRefHostImage, HostErrorsOfImageFunctionsArriveAsTheirText) {
+  ZrFloatMatrix got;
+  EXPECT_ZR_ERROR(client_->ImageGet(999, got, true), "Window is not found:999");
+  ZrFloatMatrix image(1, 1);
+  EXPECT_ZR_ERROR(client_->ImageSet(998, image), "Window is not found:998");
+}

@@ -1,0 +1,101 @@
+// veldra-refhost as a child process: command-line preloading, request log, exit dump; and
+// the dump of the in-process host.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include "imageio/ZrImageFile.h"
+#include "tests/common/ZrTestUtil.h"
+#include "tests/refhost/ZrRefHostFixture.h"
+
+TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
+  QTemporaryDir dir;
+  ASSERT_TRUE(dir.isValid());
+  const QString imagePath = QDir(dir.path()).filePath("a.rawf");
+  ZrFloatMatrix image(3, 2);
+  image.SetBegin(4, -1);
+  for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(i) - 2.5f;
+  ZrImageWrite(imagePath.toStdString(), image);
+  const QString logPath = QDir(dir.path()).filePath("requests.log");
+  const QString dumpDir = QDir(dir.path()).filePath("dump");
+
+  QProcess program;
+  program.start(ZR_REFHOST_EXE,
+                {"--port", "0", "--local-name", "", "--image", imagePath, "--image", imagePath,
+                 "--focus", "1", "--log", logPath, "--dump-at-exit", dumpDir});
+  ASSERT_TRUE(program.waitForStarted(5000));
+  ASSERT_TRUE(program.waitForReadyRead(10000));
+  const std::string line = program.readLine().toStdString();
+  const std::string prefix = "veldra-refhost listening on 127.0.0.1:";
+  ASSERT_EQ(line.rfind(prefix, 0), 0u) << line;
+  const int32_t port = std::stoi(line.substr(prefix.size()));
+
+  ZrPluginFuncVeldra client("localhost", port);
+  client.SetPollCount(1000);
+  client.SubConnect();
+  EXPECT_EQ(client.WindowGetFocusedID(), 1);
+  ZrFloatMatrix got;
+  client.ImageGet(2, got, false);
+  ASSERT_EQ(got.Count(), 6);
+  EXPECT_EQ(got.ColBegin, 4);
+  EXPECT_EQ(got.Data[5], 2.5f);
+  client.ImageKeyStringSet(2, {{"note", "a<b"}});
+
+  program.terminate();  // SIGTERM: the host ends its loop and dumps
+  ASSERT_TRUE(program.waitForFinished(10000));
+  EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(program.exitCode(), 0);
+
+  QFile log(logPath);
+  ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+  EXPECT_EQ(log.readAll().toStdString(),
+            "<air><i0><cmd>WindowGetFocusedID</cmd>\n</i0>\n</air>\n"
+            "<air><i0><cmd>FIImageGetBySharedMemory</cmd>\n<IDDocChildWindow>2</IDDocChildWindow>\n"
+            "</i0>\n</air>\n"
+            "<air><i0><cmd>ImageKeyStringSet</cmd>\n<IDDocChildWindow>2</IDDocChildWindow>\n"
+            "<ImageKeyString><i0><key>note</key>\n<val>a&lt;b</val>\n</i0>\n</ImageKeyString>\n"
+            "</i0>\n</air>\n");
+  const ZrFloatMatrix dumped = ZrImageRead((dumpDir + "/window_2.rawf").toStdString());
+  ASSERT_EQ(dumped.Count(), 6);
+  EXPECT_EQ(dumped.RowBegin, -1);
+  EXPECT_EQ(dumped.Data[0], -2.5f);
+  QFile keys(dumpDir + "/window_2.xml");
+  ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
+  EXPECT_NE(keys.readAll().indexOf("<key>note</key>\n<val>a&lt;b</val>"), -1);
+}
+
+TEST(ZrRefHostProgram, BadPortIsRefused) {
+  QProcess program;
+  program.start(ZR_REFHOST_EXE, {"--port", "70000"});
+  ASSERT_TRUE(program.waitForFinished(10000));
+  EXPECT_EQ(program.exitCode(), 2);
+  EXPECT_EQ(program.readAllStandardError().toStdString(), "veldra-refhost: bad port 70000\n");
+}
+
+using ZrRefHostDump = ZrRefHostFixture;
+
+TEST_F(ZrRefHostDump, DumpWritesImageAndRecordOfEveryWindow) {
+  QTemporaryDir dir;
+  ZrFloatMatrix image(2, 2);
+  image.Fill(4.0f);
+  const int32_t a = host_.AddImageWindow(image, "/data/a.tif");
+  const int32_t b = client_->ImageNewWindow();
+  client_->RegionAdd(a, ZrRegion{"ELLIPSE", 1, 1, 2, 2, {}, false, "r"});
+  client_->ImageKeyDoubleSet(a, {{"Sx", 0.5}});
+  const std::string folder = (dir.path() + "/d").toStdString();
+  host_.Dump(folder);
+  EXPECT_EQ(ZrImageRead(folder + "/window_" + std::to_string(a) + ".rawf").Data[3], 4.0f);
+  EXPECT_FALSE(QFile::exists(QString::fromStdString(folder + "/window_" + std::to_string(b) +
+                                                    ".rawf")));  // empty window: record only
+  QFile record(QString::fromStdString(folder + "/window_" + std::to_string(a) + ".xml"));
+  ASSERT_TRUE(record.open(QIODevice::ReadOnly));
+  const std::string text = record.readAll().toStdString();
+  EXPECT_NE(text.find("<fileName>/data/a.tif</fileName>"), std::string::npos) << text;
+  EXPECT_NE(text.find("<key>Sx</key>"), std::string::npos) << text;
+  EXPECT_NE(text.find("<regionType>ELLIPSE</regionType>"), std::string::npos) << text;
+  EXPECT_TRUE(
+      QFile::exists(QString::fromStdString(folder + "/window_" + std::to_string(b) + ".xml")));
+}

@@ -1,0 +1,125 @@
+// Window, key, region and line queries against the reference host.
+#include <gtest/gtest.h>
+
+#include "tests/common/ZrTestUtil.h"
+#include "tests/refhost/ZrRefHostFixture.h"
+
+using ZrRefHostQuery = ZrRefHostFixture;
+
+TEST_F(ZrRefHostQuery, WindowsFocusAndModes) {
+  testing::internal::CaptureStdout();
+  const int32_t a = host_.AddImageWindow(ZrFloatMatrix(2, 2));
+  EXPECT_EQ(client_->WindowGetFocusedID(), a);
+  const int32_t b = client_->ImageNewWindow();
+  EXPECT_NE(a, b);
+  EXPECT_EQ(client_->WindowGetFocusedID(), b);  // a new window takes the focus
+  host_.SetFocus(a);
+  EXPECT_EQ(client_->WindowGetFocusedID(), a);
+  EXPECT_TRUE(client_->GetIsModeImage(a));
+  EXPECT_FALSE(client_->GetIsModeSeries(a));
+  EXPECT_FALSE(client_->GetIsModeImage(12345));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "ImageNewWindow()\n");
+}
+
+TEST_F(ZrRefHostQuery, KeyMapsWithCharactersNeedingEscapes) {
+  const int32_t id = client_->ImageNewWindow();
+  const std::map<std::string, double> doubles = {
+      {"a<b>", 0.5}, {"&amp;", -1.25e10}, {"\"q\"", 3}, {"plain", 0}};
+  const std::map<std::string, std::string> strings = {
+      {"log", "<app><name>x</name>\n</app>\n"}, {"k&", "v < w > \"z\" & 'y'"}, {"e", ""}};
+  client_->ImageKeyDoubleSet(id, doubles);
+  client_->ImageKeyStringSet(id, strings);
+  std::map<std::string, double> d = {{"stale", 1}};
+  std::map<std::string, std::string> s;
+  client_->ImageKeyDoubleGet(id, d);
+  client_->ImageKeyStringGet(id, s);
+  EXPECT_EQ(d, doubles);
+  EXPECT_EQ(s, strings);
+  ZrRefHostWindow window;
+  ASSERT_TRUE(host_.GetWindow(id, window));
+  EXPECT_EQ(window.keyString, strings);
+  client_->ImageKeyStringSet(id, {});
+  client_->ImageKeyStringGet(id, s);
+  EXPECT_TRUE(s.empty());
+}
+
+TEST_F(ZrRefHostQuery, RegionsRoundTripAndStatistics) {
+  ZrFloatMatrix image(10, 6);
+  image.SetBegin(-2, 1);
+  for (int32_t y = 1; y < 7; ++y) {
+    for (int32_t x = -2; x < 8; ++x) image(x, y) = static_cast<float>(x + 10 * y);
+  }
+  const int32_t id = host_.AddImageWindow(image);
+  ZrRegion box;
+  box.regionType = "RECTANGLE";
+  box.cx = 1;
+  box.cy = 3;
+  box.w = 2;
+  box.h = 2;  // x 0..2, y 2..4
+  box.color = {255, 0, 7};
+  box.name = "box <1>";
+  ZrRegion ellipse;
+  ellipse.regionType = "ELLIPSE";
+  ellipse.cx = 5;
+  ellipse.cy = 5;
+  ellipse.w = 0.5f;
+  ellipse.h = 0.5f;
+  ellipse.isMovable = true;
+  const int32_t r1 = client_->RegionAdd(id, box);
+  const int32_t r2 = client_->RegionAdd(id, ellipse);
+  EXPECT_NE(r1, r2);
+  ZrLongMatrix ids;
+  client_->RegionGetIDList(id, ids, true);
+  ASSERT_EQ(ids.ColSize, 1);
+  ASSERT_EQ(ids.RowSize, 2);
+  EXPECT_EQ(ids.Data[0], r1);
+  EXPECT_EQ(ids.Data[1], r2);
+  ZrRegion back;
+  client_->RegionGet(id, r1, back);
+  EXPECT_EQ(back.regionType, "RECTANGLE");
+  EXPECT_EQ(back.cx, 1.0f);
+  EXPECT_EQ(back.h, 2.0f);
+  EXPECT_EQ(back.color.b, 7);
+  EXPECT_EQ(back.name, "box <1>");
+  EXPECT_FALSE(back.isMovable);
+  float mn = 0, mx = 0, avg = 0;
+  client_->RegionGetIMinMaxAverage(id, r1, mn, mx, avg);
+  EXPECT_EQ(mn, 20.0f);  // (0, 2)
+  EXPECT_EQ(mx, 42.0f);  // (2, 4)
+  EXPECT_EQ(avg, 31.0f);
+  client_->RegionGetIMinMaxAverage(id, r2, mn, mx, avg);
+  EXPECT_EQ(mn, 55.0f);
+  EXPECT_EQ(mx, 55.0f);
+  EXPECT_ZR_ERROR(client_->RegionGetIMinMaxAverage(id, 999, mn, mx, avg),
+                  "Region is not found:999");
+  client_->RegionClear(id);
+  client_->RegionGetIDList(id, ids);
+  EXPECT_EQ(ids.RowSize, 0);
+}
+
+TEST_F(ZrRefHostQuery, LinesAreKeptWithTheirProperties) {
+  const int32_t id = client_->ImageNewWindow();
+  const int32_t l1 = client_->LineAdd(id, 1.5f, 2, 3, 4.25f, 0.5f, {9, 8, 7}, true, "a&b");
+  const int32_t l2 = client_->LineAdd(id, 0, 0, 0, 0, 1, {}, false, "");
+  ZrLongMatrix ids;
+  client_->LineGetIDList(id, ids);
+  ASSERT_EQ(ids.RowSize, 2);
+  EXPECT_EQ(ids.Data[0], l1);
+  EXPECT_EQ(ids.Data[1], l2);
+  ZrRefHostWindow window;
+  ASSERT_TRUE(host_.GetWindow(id, window));
+  const ZrRefHostLine& line = window.lines.at(l1);
+  EXPECT_EQ(line.x0, 1.5f);
+  EXPECT_EQ(line.y1, 4.25f);
+  EXPECT_EQ(line.width, 0.5f);
+  EXPECT_EQ(line.color.r, 9);
+  EXPECT_TRUE(line.isMovable);
+  EXPECT_EQ(line.name, "a&b");
+}
+
+TEST_F(ZrRefHostQuery, SeriesWindowModeIsCheckedBeforeSending) {
+  const size_t before = host_.Requests().size();
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", "Image"), "Error:Please set right windowMode");
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", ""), "Error:Please set right windowMode");
+  EXPECT_EQ(host_.Requests().size(), before);
+}

@@ -1,0 +1,158 @@
+// The key writer's layout and the result groups of the chain operations.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <ostream>
+#include <string>
+
+#include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaParameters.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+using DoubleKeys = std::map<std::string, double>;
+using TextKeys = std::map<std::string, std::string>;
+
+TEST(RfaKeyWriter, StoresEntriesUnderTheOpenGroup) {
+  DoubleKeys doubles{{"log/previous", 4.0}};
+  TextKeys texts;
+  RfaKeyWriter keys(doubles, texts);
+  keys.OpenGroup("First");
+  keys.SetDouble("D", -2.5);
+  keys.SetInt("I", -7);
+  keys.SetBool("Yes", true);
+  keys.SetBool("No", false);
+  keys.SetText("T", "some text");
+  keys.OpenGroup("Second");
+  keys.SetDouble("D", 1e300);
+  keys.SetDouble("D", 3.0);  // replaces
+  const DoubleKeys expectedDoubles{{"log/previous", 4.0}, {"First/D", -2.5}, {"First/I", -7.0},
+                                   {"First/Yes", 1.0},    {"First/No", 0.0}, {"Second/D", 3.0}};
+  const TextKeys expectedTexts{{"First/T", "some text"}};
+  EXPECT_EQ(doubles, expectedDoubles);
+  EXPECT_EQ(texts, expectedTexts);
+}
+
+TEST(RfaKeyWriter, RefusesEntriesBeforeAnyGroup) {
+  DoubleKeys doubles;
+  TextKeys texts;
+  RfaKeyWriter keys(doubles, texts);
+  EXPECT_ZR_ERROR(keys.SetDouble("Sx", 1.0), "Key writer: no group is open for key \"Sx\"");
+  EXPECT_ZR_ERROR(keys.SetInt("n", 1), "Key writer: no group is open for key \"n\"");
+  EXPECT_ZR_ERROR(keys.SetBool("b", true), "Key writer: no group is open for key \"b\"");
+  EXPECT_ZR_ERROR(keys.SetText("t", "x"), "Key writer: no group is open for key \"t\"");
+  EXPECT_TRUE(doubles.empty());
+  EXPECT_TRUE(texts.empty());
+}
+
+// Every field set to a value of its own, so that a key taking the wrong field shows.
+RfaParameters DistinctParameters() {
+  RfaParameters p;
+  p.Sx = 101.5;
+  p.Sy = 102.5;
+  p.Sr = 103.5;
+  p.SMargin = 11;
+  p.MappingIsGnomonic = true;
+  p.MappingIsAz = false;
+  p.MappingIsAzM2 = true;
+  p.MappingAzThetaMax_deg = 85.25L;
+  p.Size_l = 7;
+  p.UseAllSphere = true;
+  p.Ax = 104.5;
+  p.Ay = 105.5;
+  p.McpDipCx = 106.5;
+  p.McpDipCy = 107.5;
+  p.McpDipR = 108.5;
+  p.MaskCx = 109.5;
+  p.MaskCy = 110.5;
+  p.MaskRx = 111.5;
+  p.MaskRy = 112.5;
+  return p;
+}
+
+struct GroupCase {
+  const char* name;
+  void (*write)(RfaKeyWriter&, const RfaParameters&);
+  DoubleKeys doubles;
+  TextKeys texts;
+};
+
+void PrintTo(const GroupCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class RfaResultGroups : public testing::TestWithParam<GroupCase> {};
+
+TEST_P(RfaResultGroups, WritesExactlyItsEntries) {
+  const GroupCase& c = GetParam();
+  DoubleKeys doubles;
+  TextKeys texts;
+  RfaKeyWriter keys(doubles, texts);
+  c.write(keys, DistinctParameters());
+  EXPECT_EQ(doubles, c.doubles);
+  EXPECT_EQ(texts, c.texts);
+}
+
+const GroupCase kGroupCases[] = {
+    {"MoveToCenter",
+     RfaWriteMoveToCenterKeys,
+     {{"MoveToCenter/Sx", 101.5}, {"MoveToCenter/Sy", 102.5}},
+     {}},
+    {"Background",
+     RfaWriteBackgroundKeys,
+     {{"RFA_background/ScreenRadius", 103.5},
+      {"RFA_background/ScreenMargin", 11.0},
+      {"RFA_background/MappingIsGnomonic", 1.0},
+      {"RFA_background/MappingIsAz_", 0.0},
+      {"RFA_background/MappingIsAzM2_", 1.0},
+      {"RFA_background/Size_l", 7.0},
+      {"RFA_background/UseAllSphere", 1.0}},
+     {{"RFA_background/MappingAzThetaMax_deg", "85.25"}}},
+    {"AverageAlong",
+     RfaWriteAverageAlongKeys,
+     {{"AverageAlong/CenterX", 104.5}, {"AverageAlong/CenterY", 105.5}},
+     {}},
+    {"MaskMcpDipCarriesXCentreAsCenterY",
+     RfaWriteMaskMcpDipKeys,
+     {{"MaskMcpDip/CenterX", 106.5}, {"MaskMcpDip/CenterY", 106.5}, {"MaskMcpDip/Radius", 108.5}},
+     {}},
+    {"MaskOutsideCarriesXCentreAsCenterY",
+     RfaWriteMaskOutsideKeys,
+     {{"MaskOutside/CenterX", 109.5},
+      {"MaskOutside/CenterY", 109.5},
+      {"MaskOutside/RadiusOfX", 111.5},
+      {"MaskOutside/RadiusOfY", 112.5}},
+     {}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases),
+                         [](const testing::TestParamInfo<GroupCase>& row) {
+                           return std::string(row.param.name);
+                         });
+
+struct ThetaTextCase {
+  long double degrees;
+  const char* text;
+};
+
+class RfaThetaMaxText : public testing::TestWithParam<ThetaTextCase> {};
+
+TEST_P(RfaThetaMaxText, SixSignificantDigits) {
+  RfaParameters p;
+  p.MappingAzThetaMax_deg = GetParam().degrees;
+  DoubleKeys doubles;
+  TextKeys texts;
+  RfaKeyWriter keys(doubles, texts);
+  RfaWriteBackgroundKeys(keys, p);
+  EXPECT_EQ(texts.at("RFA_background/MappingAzThetaMax_deg"), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaThetaMaxText,
+                         testing::Values(ThetaTextCase{90.0L, "90"},
+                                         ThetaTextCase{12.3456789L, "12.3457"},
+                                         ThetaTextCase{0.1L, "0.1"},
+                                         ThetaTextCase{1234567.0L, "1.23457e+06"},
+                                         ThetaTextCase{-45.5L, "-45.5"}));
+
+}  // namespace

@@ -1,0 +1,174 @@
+// Screen search on synthetic screens of known centre and radius.
+#include "rfa/RfaScreenAdjust.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <ostream>
+
+#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+struct ScreenCase {
+  const char* name;
+  int32_t width, height;
+  double offX, offY;  // screen centre relative to (width / 2, width / 2)
+  double radius;
+  double rimWidth;
+  double noise;
+  double threshold;
+  int32_t searchSize;
+  uint32_t seed;
+};
+
+void PrintTo(const ScreenCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class RfaScreenAdjustAccuracy : public testing::TestWithParam<ScreenCase> {};
+
+TEST_P(RfaScreenAdjustAccuracy, FindsCentreAndRadius) {
+  const ScreenCase& c = GetParam();
+  RfaSyntheticScreenOptions o;
+  o.width = c.width;
+  o.height = c.height;
+  o.cx = c.width / 2 + c.offX;
+  o.cy = c.width / 2 + c.offY;
+  o.radius = c.radius;
+  o.rimWidth = c.rimWidth;
+  o.noise = c.noise;
+  o.seed = c.seed;
+  // The dip sits inside the screen, off its centre, as on a real analyser.
+  o.dipCx = o.cx + 0.3 * c.radius;
+  o.dipCy = o.cy - 0.2 * c.radius;
+  o.dipRadius = 0.1 * c.radius;
+  const ZrFloatMatrix screen = RfaMakeSyntheticScreen(o);
+
+  const RfaScreenAdjustResult r = RfaAdjustScreen(screen, c.threshold, c.searchSize);
+  EXPECT_LE(std::abs(r.cx - o.cx), 0.5) << "found cx " << r.cx << " true " << o.cx;
+  EXPECT_LE(std::abs(r.cy - o.cy), 0.5) << "found cy " << r.cy << " true " << o.cy;
+  EXPECT_LE(std::abs(r.r - o.radius), 1.0) << "found r " << r.r << " true " << o.radius;
+  // The candidates lie on the half-pixel grid about (width / 2, width / 2).
+  EXPECT_EQ(std::fmod((r.cx - c.width / 2) * 2.0, 1.0), 0.0);
+  EXPECT_EQ(std::fmod((r.cy - c.width / 2) * 2.0, 1.0), 0.0);
+}
+
+const ScreenCase kScreenCases[] = {
+    {"Centred128", 128, 128, 0.0, 0.0, 50.0, 0.0, 0.05, 0.1, 10, 1},
+    {"OffCentre128", 128, 128, 7.3, -4.6, 45.0, 0.0, 0.05, 0.1, 10, 2},
+    {"Far15Both", 256, 256, 15.0, -15.0, 100.0, 0.0, 0.05, 0.1, 10, 3},
+    {"FarFractional", 256, 256, -14.7, 12.2, 97.6, 0.0, 0.05, 0.1, 10, 4},
+    {"SoftRim", 256, 256, 9.4, 3.1, 90.3, 0.6, 0.05, 0.1, 10, 5},
+    {"NoisySoftRim", 256, 256, -6.2, -11.9, 88.0, 0.5, 0.3, 0.1, 10, 6},
+    {"HighThreshold", 256, 256, 4.25, 8.75, 95.0, 0.0, 0.1, 0.6, 10, 7},
+    {"Exhaustive", 160, 160, -9.8, 6.6, 60.4, 0.0, 0.05, 0.1, 1, 8},
+    {"SearchSize3", 200, 200, 12.6, -2.4, 80.0, 0.8, 0.05, 0.1, 3, 9},
+    {"WideGridOnColumnCentre", 320, 240, 5.5, -14.5, 90.0, 0.0, 0.05, 0.1, 10, 10},
+    {"Large512", 512, 512, -13.3, 14.1, 220.7, 1.0, 0.1, 0.1, 10, 11},
+    {"SmallScreen", 96, 96, 3.9, -2.2, 30.5, 0.0, 0.05, 0.1, 10, 12},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaScreenAdjustAccuracy, testing::ValuesIn(kScreenCases),
+                         [](const testing::TestParamInfo<ScreenCase>& row) {
+                           return std::string(row.param.name);
+                         });
+
+ZrFloatMatrix SmallScreen(double cx, double cy, uint32_t seed) {
+  RfaSyntheticScreenOptions o;
+  o.width = 96;
+  o.height = 90;
+  o.cx = cx;
+  o.cy = cy;
+  o.radius = 33.0;
+  o.dipCx = cx - 8.0;
+  o.dipCy = cy + 5.0;
+  o.dipRadius = 4.0;
+  o.seed = seed;
+  return RfaMakeSyntheticScreen(o);
+}
+
+TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearch) {
+  const double centres[][2] = {{40.2, 55.7}, {57.9, 41.4}};
+  uint32_t seed = 30;
+  for (const auto& c : centres) {
+    const ZrFloatMatrix screen = SmallScreen(c[0], c[1], ++seed);
+    const RfaScreenAdjustResult all = RfaAdjustScreen(screen, 0.1, 1);
+    for (int32_t searchSize : {3, 10, 1000}) {
+      const RfaScreenAdjustResult some = RfaAdjustScreen(screen, 0.1, searchSize);
+      EXPECT_EQ(some.cx, all.cx) << c[0] << " search size " << searchSize;
+      EXPECT_EQ(some.cy, all.cy) << c[1] << " search size " << searchSize;
+      EXPECT_EQ(some.r, all.r) << "search size " << searchSize;
+    }
+  }
+}
+
+TEST(RfaScreenAdjust, WorksInBeginBasedCoordinates) {
+  ZrFloatMatrix screen = SmallScreen(44.6, 51.3, 40);
+  const RfaScreenAdjustResult plain = RfaAdjustScreen(screen, 0.1, 10);
+  screen.SetBegin(-17, 23);
+  const RfaScreenAdjustResult shifted = RfaAdjustScreen(screen, 0.1, 10);
+  EXPECT_EQ(shifted.cx, plain.cx - 17.0);
+  EXPECT_EQ(shifted.cy, plain.cy + 23.0);
+  EXPECT_EQ(shifted.r, plain.r);
+  EXPECT_NEAR(plain.cx, 44.6, 0.5);
+  EXPECT_NEAR(plain.cy, 51.3, 0.5);
+}
+
+TEST(RfaScreenAdjust, ClipsAtThresholdOfMaximum) {
+  ZrFloatMatrix image(64, 48);
+  image.SetBegin(3, -2);
+  for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(i % 101);
+  const RfaScreenAdjustResult r = RfaAdjustScreen(image, 0.25, 10);
+  ASSERT_EQ(r.clipped.ColSize, 64);
+  ASSERT_EQ(r.clipped.RowSize, 48);
+  EXPECT_EQ(r.clipped.ColBegin, 3);
+  EXPECT_EQ(r.clipped.RowBegin, -2);
+  const float level = static_cast<float>(100.0f * 0.25);
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    ASSERT_EQ(r.clipped.Data[i], std::min(image.Data[i], level)) << i;
+  }
+  // A broken (non-finite) pixel is neither the maximum nor kept in the clipped image.
+  image.Data[5] = std::numeric_limits<float>::infinity();
+  image.Data[6] = std::numeric_limits<float>::quiet_NaN();
+  const RfaScreenAdjustResult broken = RfaAdjustScreen(image, 0.25, 10);
+  EXPECT_EQ(broken.clipped.Data[5], 0.0f);
+  EXPECT_EQ(broken.clipped.Data[6], 0.0f);
+  EXPECT_EQ(broken.clipped.Data[100], level);
+}
+
+TEST(RfaScreenAdjust, RefusesBadInput) {
+  ZrFloatMatrix dark(16, 16);
+  dark.Fill(0.0f);
+  ZrFloatMatrix lit(16, 16);
+  lit.Fill(1.0f);
+  EXPECT_ZR_ERROR(RfaAdjustScreen(ZrFloatMatrix(), 0.1, 10), "Adjust Screen: the image is empty");
+  EXPECT_ZR_ERROR(RfaAdjustScreen(lit, 0.0, 10),
+                  "Adjust Screen: the threshold must be a positive number");
+  EXPECT_ZR_ERROR(RfaAdjustScreen(lit, NAN, 10),
+                  "Adjust Screen: the threshold must be a positive number");
+  EXPECT_ZR_ERROR(RfaAdjustScreen(lit, 0.1, 0),
+                  "Adjust Screen: the search size must be at least 1");
+  EXPECT_ZR_ERROR(RfaAdjustScreen(dark, 0.1, 10), "Adjust Screen: the image has no positive pixel");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(RfaScreenAdjust, DegenerateImagesGiveAFiniteAnswer) {
+  // Images far smaller than the candidate grid: every candidate and ring stays addressable.
+  const int32_t shapes[][2] = {{1, 1}, {1, 40}, {40, 1}, {3, 3}, {7, 2}};
+  for (const auto& s : shapes) {
+    ZrFloatMatrix image(s[0], s[1]);
+    for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(1 + i % 3);
+    const RfaScreenAdjustResult r = RfaAdjustScreen(image, 0.5, 10);
+    EXPECT_TRUE(std::isfinite(r.cx) && std::isfinite(r.cy) && std::isfinite(r.r))
+        << s[0] << " x " << s[1];
+    EXPECT_GE(r.r, 0.0);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+// The synthetic RFA screen generator: determinism, geometry, background model and noise.
+#include "samples/RfaSyntheticScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
+  return a.ColSize == b.ColSize && a.RowSize == b.RowSize &&
+         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
+}
+
+RfaSyntheticScreenOptions Plain() {
+  RfaSyntheticScreenOptions o;
+  o.width = 120;
+  o.height = 100;
+  o.cx = 57.5;
+  o.cy = 48.0;
+  o.radius = 40.0;
+  o.fineAmplitude = 0.0;
+  o.dipDepth = 0.0;
+  o.noise = 0.0;
+  return o;
+}
+
+TEST(RfaSyntheticScreen, SameOptionsGiveSameBits) {
+  RfaSyntheticScreenOptions o;
+  o.seed = 1234;
+  const ZrFloatMatrix a = RfaMakeSyntheticScreen(o);
+  const ZrFloatMatrix b = RfaMakeSyntheticScreen(o);
+  EXPECT_TRUE(SameBits(a, b));
+  o.seed = 1235;
+  const ZrFloatMatrix c = RfaMakeSyntheticScreen(o);
+  EXPECT_FALSE(SameBits(a, c));
+}
+
+TEST(RfaSyntheticScreen, ZeroOutsideTheScreenAndPositiveInside) {
+  RfaSyntheticScreenOptions o;
+  o.width = 90;
+  o.height = 70;
+  o.cx = 40.3;
+  o.cy = 36.8;
+  o.radius = 30.0;
+  o.dipCx = 45.0;
+  o.dipCy = 30.0;
+  const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
+  ASSERT_EQ(m.ColSize, 90);
+  ASSERT_EQ(m.RowSize, 70);
+  for (int32_t y = 0; y < 70; ++y) {
+    for (int32_t x = 0; x < 90; ++x) {
+      if (std::hypot(x - o.cx, y - o.cy) < o.radius) {
+        ASSERT_GT(m(x, y), 0.0f) << "(" << x << "," << y << ")";
+      } else {
+        ASSERT_EQ(m(x, y), 0.0f) << "(" << x << "," << y << ")";
+      }
+    }
+  }
+}
+
+TEST(RfaSyntheticScreen, BackgroundFollowsTheEquidistantMapping) {
+  RfaSyntheticScreenOptions o = Plain();
+  o.tiltAzimuthDeg = 0.0;
+  const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
+  // Opposite points on the x axis; polar angle = distance / radius x 90 degrees.
+  const double right = m(static_cast<int32_t>(o.cx + 30.5), 48);  // 88, distance 30.5
+  const double left = m(static_cast<int32_t>(o.cx - 29.5), 48);   // 28, distance 29.5
+  const double thetaRight = 30.5 / 40.0 * M_PI / 2.0;
+  const double thetaLeft = 29.5 / 40.0 * M_PI / 2.0;
+  EXPECT_NEAR(right,
+              o.level * (1.0 + o.tilt * std::sin(thetaRight)) *
+                  (1.0 - o.polarFall * (1.0 - std::cos(thetaRight))),
+              1e-3);
+  EXPECT_NEAR(left,
+              o.level * (1.0 - o.tilt * std::sin(thetaLeft)) *
+                  (1.0 - o.polarFall * (1.0 - std::cos(thetaLeft))),
+              1e-3);
+  // The pixel nearest the centre is at theta close to 0: the level itself.
+  EXPECT_NEAR(m(57, 48), o.level, 0.02 * o.level);
+}
+
+TEST(RfaSyntheticScreen, DipScalesItsDisc) {
+  RfaSyntheticScreenOptions o = Plain();
+  const ZrFloatMatrix clear = RfaMakeSyntheticScreen(o);
+  o.dipCx = 60.0;
+  o.dipCy = 40.0;
+  o.dipRadius = 6.0;
+  o.dipDepth = 0.75;
+  const ZrFloatMatrix dipped = RfaMakeSyntheticScreen(o);
+  for (int32_t y = 0; y < o.height; ++y) {
+    for (int32_t x = 0; x < o.width; ++x) {
+      const bool inDip = std::hypot(x - 60.0, y - 40.0) < 6.0;
+      ASSERT_FLOAT_EQ(dipped(x, y), inDip ? 0.25f * clear(x, y) : clear(x, y));
+    }
+  }
+}
+
+TEST(RfaSyntheticScreen, NoiseIsGaussianOfTheRequestedWidth) {
+  RfaSyntheticScreenOptions o = Plain();
+  o.width = 300;
+  o.height = 300;
+  o.cx = 150.0;
+  o.cy = 150.0;
+  o.radius = 140.0;
+  o.tilt = 0.0;
+  o.polarFall = 0.0;
+  o.noise = 0.1;
+  o.seed = 99;
+  const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
+  double n = 0, sum = 0, sum2 = 0, within1 = 0, within2 = 0;
+  for (int64_t i = 0; i < m.Count(); ++i) {
+    if (m.Data[i] == 0.0f) continue;
+    const double z = (m.Data[i] / o.level - 1.0) / o.noise;
+    n += 1;
+    sum += z;
+    sum2 += z * z;
+    within1 += std::abs(z) < 1.0 ? 1 : 0;
+    within2 += std::abs(z) < 2.0 ? 1 : 0;
+  }
+  ASSERT_GT(n, 50000);
+  const double mean = sum / n;
+  const double sd = std::sqrt(sum2 / n - mean * mean);
+  EXPECT_NEAR(mean, 0.0, 0.02);
+  EXPECT_NEAR(sd, 1.0, 0.02);
+  EXPECT_NEAR(within1 / n, 0.6827, 0.01);
+  EXPECT_NEAR(within2 / n, 0.9545, 0.005);
+}
+
+TEST(RfaSyntheticScreen, RefusesBadGeometry) {
+  RfaSyntheticScreenOptions o;
+  o.width = -1;
+  EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: negative image size");
+  o.width = 10;
+  o.radius = 0.0;
+  EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: the radius must be positive");
+  o.radius = NAN;
+  EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: the radius must be positive");
+}
+
+}  // namespace
