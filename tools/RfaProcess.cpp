@@ -108,14 +108,16 @@ std::string FormatDouble(double v) {
   return text;
 }
 
-// The background fit prints its normal matrix to the debug output for every image; on the
-// command line that would bury the messages that matter.
 void DropDebugMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
   if (type == QtDebugMsg || type == QtInfoMsg) return;
   std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
 }
 
 }  // namespace
+
+void RfaSilenceDebugOutput() {
+  qInstallMessageHandler(DropDebugMessages);
+}
 
 std::string RfaProcessUsage() {
   return "Usage: rfa-process [options] INPUT...\n"
@@ -487,7 +489,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
       return 0;
     }
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
-    if (!options.verbose) qInstallMessageHandler(DropDebugMessages);
+    if (!options.verbose) RfaSilenceDebugOutput();
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
     std::error_code ec;

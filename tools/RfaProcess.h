@@ -107,6 +107,10 @@ void RfaWriteParameterFile(const std::string& path, RfaParameters& params);
 // missing); returns the image paths.
 std::vector<std::string> RfaMakeSamples(const std::string& dir, int count, int size);
 
+// Drops Qt debug and info messages for the rest of the process: the background fit prints
+// its normal matrix for every image, which on the command line buries what matters.
+void RfaSilenceDebugOutput();
+
 // The whole program: parses args, prints to out/err, returns the exit status (0 all done,
 // 1 some file failed, 2 usage or parameter error). showProgress draws a bar on out.
 int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
