@@ -7,7 +7,7 @@
 #include "formats/ZrBarnXml.h"
 #include "numerics/ZrError.h"
 
-void ZrPluginLog::open(const std::string& appName, const std::string& version) {
+void ZrPluginLog::Open(const std::string& appName, const std::string& version) {
   appName_ = appName;
   version_ = version;
 }

@@ -10,7 +10,7 @@
 
 class ZrPluginLog {
  public:
-  void open(const std::string& appName, const std::string& version);
+  void Open(const std::string& appName, const std::string& version);
   void LogOpenFunction(const std::string& name);
 
   // Each appends (key, text) to the last opened function record.

@@ -7,7 +7,7 @@
 
 TEST(ZrPluginLog, WithoutFunctionsOnlyNameAndVersion) {
   ZrPluginLog log;
-  log.open("rfa_bg", "0.0.5");
+  log.Open("rfa_bg", "0.0.5");
   std::map<std::string, std::string> keys = {{"log", "old"}, {"other", "x"}};
   log.Write(keys);
   EXPECT_EQ(keys.at("log"), "<app><name>rfa_bg</name>\n<ver>0.0.5</ver>\n</app>\n");
@@ -16,7 +16,7 @@ TEST(ZrPluginLog, WithoutFunctionsOnlyNameAndVersion) {
 
 TEST(ZrPluginLog, EntriesInOrderWithTheirTextForms) {
   ZrPluginLog log;
-  log.open("prog", "1");
+  log.Open("prog", "1");
   log.LogOpenFunction("MoveToCenter");
   log.Add("Sx", 0.5);
   log.Add("n", int32_t{-3});
@@ -37,7 +37,7 @@ TEST(ZrPluginLog, EntriesInOrderWithTheirTextForms) {
 
 TEST(ZrPluginLog, AddingBeforeAnyFunctionFails) {
   ZrPluginLog log;
-  log.open("p", "v");
+  log.Open("p", "v");
   EXPECT_ZR_ERROR(log.Add("k", 1.0), "Please call LogOpenFunction before use this");
   EXPECT_ZR_ERROR(log.Add("k", std::string("v")), "Please call LogOpenFunction before use this");
   EXPECT_ZR_ERROR(log.Add("k", true), "Please call LogOpenFunction before use this");

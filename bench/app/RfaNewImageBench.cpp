@@ -1,0 +1,175 @@
+// "New Image (Apply checked operations)" with every box checked on a 1024 x 1024 screen, from
+// the click to the result window in the reference host (served from a thread of this
+// process), and the parts the time goes to: fetching the image and keys, each operation of
+// the chain, and sending the result.
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QPushButton>
+#include <QTest>
+#include <cstdlib>
+#include <memory>
+
+#include "app/MainWindow.h"
+#include "app/RfaParameterFiles.h"
+#include "app/RfaParametersBind.h"
+#include "refhost/ZrRefHost.h"
+#include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaImageOps.h"
+#include "rfa/RfaParameters.h"
+#include "rfa/RfaPipeline.h"
+#include "samples/RfaSyntheticScreen.h"
+#include "ui_MainWindow.h"
+
+namespace {
+
+ZrFloatMatrix Screen() {
+  RfaSyntheticScreenOptions o;
+  o.width = o.height = 1024;
+  o.cx = 520;
+  o.cy = 505;
+  o.radius = 420;
+  o.dipCx = 600;
+  o.dipCy = 560;
+  o.dipRadius = 30;
+  return RfaMakeSyntheticScreen(o);
+}
+
+RfaParameters Parameters() {
+  RfaParameters p;
+  p.Sx = 520;
+  p.Sy = 505;
+  p.Sr = 420;
+  p.SMargin = 10;
+  p.Ax = p.Ay = 512;
+  p.McpDipCx = 592;
+  p.McpDipCy = 567;
+  p.McpDipR = 30;
+  p.MaskCx = p.MaskCy = 512;
+  p.MaskRx = p.MaskRy = 425;
+  return p;  // every operation checked by default
+}
+
+// One host, one connected main window and the source image, shared by the benchmarks.
+struct Setup {
+  ZrRefHost host;
+  ZrRefHostThread server{host};
+  std::unique_ptr<MainWindow> window;
+  ZrFloatMatrix source = Screen();
+  int32_t sourceId = -1;
+
+  Setup() {
+    RfaSetSettingsFileOverride("zr_app_bench.ini");
+    if (!server.Start(0)) std::abort();
+    window = std::make_unique<MainWindow>();
+    QTest::qWait(30);
+    window->Host().SetPort(server.Port());
+    window->Host().SubConnect();
+    RfaParameters::Instance() = Parameters();
+    window->FillPanel();
+    sourceId = host.AddImageWindow(source, "screen.rawf");
+  }
+};
+
+Setup& Shared() {
+  static Setup setup;
+  return setup;
+}
+
+void BM_NewImageClickToResult(benchmark::State& state) {
+  Setup& s = Shared();
+  for (auto _ : state) {
+    s.host.SetFocus(s.sourceId);
+    QTest::mouseClick(s.window->Form()->pushButton_8, Qt::LeftButton);
+  }
+  state.counters["windows"] = static_cast<double>(s.host.WindowIds().size());
+}
+BENCHMARK(BM_NewImageClickToResult)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+void BM_FetchImageAndKeys(benchmark::State& state) {
+  Setup& s = Shared();
+  for (auto _ : state) {
+    RfaImageRecord record;
+    RfaFetchImageRecord(s.window->Host(), s.sourceId, record);
+    benchmark::DoNotOptimize(record.image.Data);
+  }
+}
+BENCHMARK(BM_FetchImageAndKeys)->Unit(benchmark::kMillisecond);
+
+void BM_SendImageAndKeys(benchmark::State& state) {
+  Setup& s = Shared();
+  const int32_t id = s.window->Host().ImageNewWindow();
+  std::map<std::string, double> doubles{{"MoveToCenter/Sx", 520}};
+  std::map<std::string, std::string> texts{{"log", "<app></app>"}};
+  for (auto _ : state) RfaSendImageRecord(s.window->Host(), id, s.source, doubles, texts);
+}
+BENCHMARK(BM_SendImageAndKeys)->Unit(benchmark::kMillisecond);
+
+void BM_NewWindowAndUpdate(benchmark::State& state) {
+  Setup& s = Shared();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(s.window->Host().ImageNewWindow());
+    s.window->Host().UpdateAll();
+  }
+}
+BENCHMARK(BM_NewWindowAndUpdate)->Unit(benchmark::kMillisecond);
+
+void BM_MoveToCenter(benchmark::State& state) {
+  const Setup& s = Shared();
+  const RfaParameters p = Parameters();
+  for (auto _ : state) {
+    ZrFloatMatrix image = s.source;
+    RfaMoveToCenter(image, p.Sx, p.Sy);
+    benchmark::DoNotOptimize(image.Data);
+  }
+}
+BENCHMARK(BM_MoveToCenter)->Unit(benchmark::kMillisecond);
+
+void BM_SphericalHarmonicsBackgroundAndDivide(benchmark::State& state) {
+  const Setup& s = Shared();
+  const RfaParameters p = Parameters();
+  for (auto _ : state) {
+    ZrFloatMatrix background;
+    RfaSphericalHarmonicsBackground(background, p, s.source);
+    benchmark::DoNotOptimize(RfaDivideByBackground(s.source, background).Data);
+  }
+}
+BENCHMARK(BM_SphericalHarmonicsBackgroundAndDivide)->Unit(benchmark::kMillisecond);
+
+void BM_AzimuthalBackgroundAndDivide(benchmark::State& state) {
+  const Setup& s = Shared();
+  for (auto _ : state) {
+    const ZrFloatMatrix background = RfaAzimuthalAverageBackground(s.source, 512.0f, 512.0f);
+    benchmark::DoNotOptimize(RfaDivideByBackground(s.source, background).Data);
+  }
+}
+BENCHMARK(BM_AzimuthalBackgroundAndDivide)->Unit(benchmark::kMillisecond);
+
+void BM_Masks(benchmark::State& state) {
+  const Setup& s = Shared();
+  const RfaParameters p = Parameters();
+  for (auto _ : state) {
+    ZrFloatMatrix image = s.source;
+    RfaMaskMcpDip(image, p.McpDipCx, p.McpDipCy, p.McpDipR);
+    RfaMaskOutside(image, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
+    benchmark::DoNotOptimize(image.Data);
+  }
+}
+BENCHMARK(BM_Masks)->Unit(benchmark::kMillisecond);
+
+// The fit's diagnostic dumps go to the debug output; kept out of the report's way.
+void QuietDebug(QtMsgType type, const QMessageLogContext&, const QString& message) {
+  if (type != QtDebugMsg) fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (std::getenv("QT_QPA_PLATFORM") == nullptr) setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  if (std::getenv("ZR_BENCH_SHOW_DEBUG") == nullptr) qInstallMessageHandler(QuietDebug);
+  QApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,94 @@
+// Helpers of the application tests: answering modal boxes, temporary working directories and
+// a clean parameter set.
+#pragma once
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QMessageBox>
+#include <QString>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <deque>
+#include <vector>
+
+#include "app/RfaParameterFiles.h"
+#include "rfa/RfaParameters.h"
+
+// Arguments that a replaced file dialog received.
+struct DialogCall {
+  QString caption, startPath, filter;
+};
+
+struct RfaSeenBox {
+  QString title;
+  QString text;
+};
+
+// Answers every application-modal message box that appears while it lives: records its title
+// and text and presses the next queued button (OK when the queue is empty).
+class RfaModalBoxAnswerer {
+ public:
+  explicit RfaModalBoxAnswerer(std::deque<QMessageBox::StandardButton> answers = {})
+      : answers_(std::move(answers)) {
+    QObject::connect(&timer_, &QTimer::timeout, [this] { Poll(); });
+    timer_.start(5);
+  }
+
+  const std::vector<RfaSeenBox>& Seen() const { return seen_; }
+  QStringList Texts() const {
+    QStringList texts;
+    for (const RfaSeenBox& box : seen_) texts << box.text;
+    return texts;
+  }
+
+ private:
+  void Poll() {
+    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    if (box == nullptr || !box->isVisible()) return;
+    seen_.push_back({box->windowTitle(), box->text()});
+    QMessageBox::StandardButton answer = QMessageBox::Ok;
+    if (!answers_.empty()) {
+      answer = answers_.front();
+      answers_.pop_front();
+    }
+    QAbstractButton* button = box->button(answer);
+    if (button != nullptr) {
+      button->click();
+    } else {
+      box->reject();
+    }
+  }
+
+  QTimer timer_;
+  std::deque<QMessageBox::StandardButton> answers_;
+  std::vector<RfaSeenBox> seen_;
+};
+
+// Runs a test inside a fresh temporary working directory ("filepath.ini" is relative to it),
+// with the settings file "settings.ini" in it, the standard dialogs replaced by nothing and the
+// process-wide parameter set back at its defaults. Tests running in parallel processes thus
+// never share a file.
+class RfaWorkDirFixture {
+ public:
+  RfaWorkDirFixture() : previous_(QDir::currentPath()) {
+    QDir::setCurrent(dir_.path());
+    RfaSetSettingsFileOverride(dir_.filePath("settings.ini"));
+    RfaSetSaveDialog(
+        [](QWidget*, const QString&, const QString&, const QString&) { return QString(); });
+    RfaSetOpenDialog(
+        [](QWidget*, const QString&, const QString&, const QString&) { return QStringList(); });
+    RfaParameters::Instance() = RfaParameters();
+  }
+  ~RfaWorkDirFixture() {
+    RfaSetSaveDialog(nullptr);
+    RfaSetOpenDialog(nullptr);
+    RfaSetSettingsFileOverride(QString());
+    QDir::setCurrent(previous_);
+  }
+  QString Path(const QString& name) const { return dir_.filePath(name); }
+
+ private:
+  QTemporaryDir dir_;
+  QString previous_;
+};
