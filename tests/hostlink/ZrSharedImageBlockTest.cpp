@@ -14,7 +14,7 @@ std::vector<char> Block(int32_t cols, int32_t rows, int32_t colBegin, int32_t ro
                         size_t bytes) {
   std::vector<char> block(bytes, 0);
   const int32_t header[4] = {cols, rows, colBegin, rowBegin};
-  std::memcpy(block.data(), header, std::min(bytes, sizeof(header)));
+  if (bytes > 0) std::memcpy(block.data(), header, std::min(bytes, sizeof(header)));
   return block;
 }
 
