@@ -300,7 +300,7 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   RfaProcessResult result;
   result.image = image;
   ZrPluginLog log;
-  log.open(kProgramName, params.version);
+  log.Open(kProgramName, params.version);
   // The parameters that were used, so a result file documents how it was made.
   log.LogOpenFunction("ApplyCheckedOperations");
   for (const auto& [key, field] : ParameterFields()) {
