@@ -336,4 +336,13 @@ TEST_F(RfaProcessTest, MakeSamplesIsDeterministic) {
   EXPECT_NE(ZrReadFileBytes(a[0]), ZrReadFileBytes(a[1]));
 }
 
+TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakes) {
+  const auto made = RfaMakeSamples(Path("s"), 3, 256);
+  for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif", "default.rfa_bg"}) {
+    EXPECT_EQ(ZrReadFileBytes(Path("s/") + name),
+              ZrReadFileBytes(ZrTestDataDir() + "/samples/" + name))
+        << name << ": regenerate with rfa-process --make-samples tests/data/samples";
+  }
+}
+
 }  // namespace
