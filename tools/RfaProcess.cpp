@@ -514,6 +514,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     out << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
         << "/" << total << (done == total ? "\n" : "") << std::flush;
   };
+  bar(0, static_cast<int>(jobs.size()));
   const std::vector<std::string> failures = RfaRunJobs(jobs, params, options.jobs, bar);
   for (const std::string& f : failures) err << kProgramName << ": " << f << "\n";
   out << "processed " << (jobs.size() - failures.size()) << " of " << jobs.size() << " files into "
