@@ -91,8 +91,9 @@ class TiffHandle {
     options_ = TIFFOpenOptionsAlloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options_, KeepFirstError, &stream);
     TIFFOpenOptionsSetWarningHandlerExtR(options_, IgnoreWarning, &stream);
-    // libtiff's own buffers (strip tables, codec state) stay bounded whatever a header says.
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options_, 64 << 20);
+    // libtiff's own buffers stay bounded whatever a header says; the bound still admits a
+    // whole 8192 x 8192 float image in a single strip, as some writers store it.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options_, tmsize_t{512} << 20);
     tif_ = TIFFClientOpenExt(name.c_str(), mode, &stream, StreamRead, StreamWrite, StreamSeek,
                              StreamClose, StreamSize, StreamMap, StreamUnmap, options_);
   }
