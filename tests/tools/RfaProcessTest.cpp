@@ -317,6 +317,24 @@ TEST_F(RfaProcessTest, HelpAndPictures) {
             (std::vector<std::string>{"s.after.png", "s.before.png", "s.keys.xml", "s.tif"}));
 }
 
+TEST_F(RfaProcessTest, ProgressBarCountsEveryFileOnlyWhenAsked) {
+  QDir().mkpath(QString::fromStdString(Path("in")));
+  for (int i = 0; i < 3; ++i) {
+    ZrImageWrite(Path("in/s" + std::to_string(i) + ".rawf"), RfaTestScreen(32, i + 1));
+  }
+  std::ostringstream out;
+  std::ostringstream err;
+  ASSERT_EQ(
+      RfaProcessMain({"--no-bg-sh", "-j", "2", "-o", Path("out"), Path("in")}, out, err, true), 0)
+      << err.str();
+  const std::string bar = out.str();
+  for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
+    EXPECT_NE(bar.find(step), std::string::npos) << step << " in " << bar;
+  }
+  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out2"), Path("in")}), 0);
+  EXPECT_EQ(out_, "processed 3 of 3 files into " + Path("out2") + "\n");
+}
+
 TEST(DisplayRange, IgnoresZerosAndExtremes) {
   ZrFloatMatrix m(1000, 1);
   for (int i = 0; i < 1000; ++i) m.Data[i] = static_cast<float>(i);  // one zero
