@@ -286,6 +286,21 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
 }
 
+TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
+  ZrImageWrite(Path("s.tif"), RfaTestScreen(32, 7));
+  ASSERT_EQ(Run({"--no-bg-sh", "--png", "-o", Path("first"), Path("s.tif")}), 0) << err_;
+  { std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run"; }
+  const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
+  ASSERT_EQ(jobs.size(), 1u);
+  EXPECT_EQ(jobs[0].input, Path("first/s.tif"));
+  EXPECT_EQ(jobs[0].outputImage, Path("second/s.tif"));
+  EXPECT_EQ(jobs[0].outputKeys, Path("second/s.keys.xml"));
+  QDir().mkpath(QString::fromStdString(Path("empty")));
+  { std::ofstream(Path("empty/notes.txt")) << "not an image"; }
+  EXPECT_ZR_ERROR(RfaCollectJobs({Path("empty")}, Path("x")),
+                  Path("empty") + ": folder holds no image files");
+}
+
 TEST_F(RfaProcessTest, MissingInputAndCollidingOutputs) {
   EXPECT_EQ(Run({"-o", Path("out"), Path("none.tif")}), 1);
   EXPECT_EQ(err_,
