@@ -301,6 +301,17 @@ TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
                   Path("empty") + ": folder holds no image files");
 }
 
+TEST_F(RfaProcessTest, NoOverwriteRefusesBeforeTouchingAnything) {
+  ZrImageWrite(Path("a.tif"), RfaTestScreen(32, 8));
+  ZrImageWrite(Path("b.tif"), RfaTestScreen(32, 9));
+  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out"), Path("b.tif")}), 0) << err_;
+  const std::string before = ZrReadFileBytes(Path("out/b.tif"));
+  EXPECT_EQ(Run({"--no-overwrite", "-o", Path("out"), Path("a.tif"), Path("b.tif")}), 2);
+  EXPECT_EQ(err_, "rfa-process: " + Path("out/b.tif") + ": output exists (--no-overwrite)\n");
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"b.keys.xml", "b.tif"}));
+  EXPECT_EQ(ZrReadFileBytes(Path("out/b.tif")), before);
+}
+
 TEST_F(RfaProcessTest, MissingInputAndCollidingOutputs) {
   EXPECT_EQ(Run({"-o", Path("out"), Path("none.tif")}), 1);
   EXPECT_EQ(err_,
