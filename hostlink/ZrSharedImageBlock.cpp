@@ -17,19 +17,23 @@ void Decode(const void* block, int64_t blockBytes, ZrFloatMatrix& image) {
   const int32_t cols = header[0];
   const int32_t rows = header[1];
   if (cols < 0 || rows < 0) throw ZrError("matrix creation Parameter Error");
-  const int64_t needed = BlockBytes(cols, rows);
-  if (blockBytes < needed) {
+  // In unsigned 64 bits: 16 + 4 x (2^31 - 1)^2 still fits, where a signed product would not.
+  const uint64_t needed = static_cast<uint64_t>(kHeaderBytes) +
+                          4u * static_cast<uint64_t>(cols) * static_cast<uint64_t>(rows);
+  if (static_cast<uint64_t>(blockBytes) < needed) {
     throw ZrError("Shared memory block is too small: its header claims " + std::to_string(cols) +
                   " x " + std::to_string(rows) + " pixels (" + std::to_string(needed) +
                   " bytes) but the block holds " + std::to_string(blockBytes) + " bytes");
   }
-  ZrFloatMatrix result(cols, rows);
-  result.SetBegin(header[2], header[3]);
-  if (result.Count() != 0) {
-    std::memcpy(result.Data, static_cast<const char*>(block) + kHeaderBytes,
-                static_cast<size_t>(4 * result.Count()));
+  // Re-shaped in place: storage of the same element count is reused, which spares the
+  // page faults of a fresh allocation when images of one size come one after another.
+  image.FastReturn = false;
+  image.Resize(cols, rows);
+  image.SetBegin(header[2], header[3]);
+  if (image.Count() != 0) {
+    std::memcpy(image.Data, static_cast<const char*>(block) + kHeaderBytes,
+                static_cast<size_t>(4 * image.Count()));
   }
-  image = std::move(result);
 }
 
 void Encode(const ZrFloatMatrix& image, void* block, int64_t blockBytes) {

@@ -228,6 +228,35 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
   for (uint32_t i = 0; i < w * h; ++i) EXPECT_EQ(m8.Data[i], static_cast<float>(p8[i])) << i;
 }
 
+TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
+  const ZrFloatMatrix image = MakeTestImage(40, 23, 0, 0);  // 3 x 2 tiles of 16 x 16
+  TIFF* tif = TIFFOpen(Path("tiled.tif").c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 40);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 23);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 32);
+  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
+  TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16);
+  TIFFSetField(tif, TIFFTAG_TILELENGTH, 16);
+  std::vector<float> tile(16 * 16);
+  for (uint32_t y0 = 0; y0 < 23; y0 += 16) {
+    for (uint32_t x0 = 0; x0 < 40; x0 += 16) {
+      for (uint32_t r = 0; r < 16; ++r) {
+        for (uint32_t c = 0; c < 16; ++c) {
+          const bool inside = x0 + c < 40 && y0 + r < 23;
+          tile[r * 16 + c] = inside ? image.Data[(y0 + r) * 40 + x0 + c] : -99.0f;
+        }
+      }
+      ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
+    }
+  }
+  TIFFClose(tif);
+  EXPECT_TRUE(SameBits(ZrImageRead(Path("tiled.tif")), image));
+}
+
 TEST_F(ImageFileTest, HandMadeTiffIsRead) {
   std::string px;
   for (uint16_t v : {0, 1, 65535, 256, 513, 40000}) px.append({char(v & 0xff), char(v >> 8)});
@@ -355,6 +384,27 @@ const MalformedCase kMalformed[] = {
      "TIFF pixel data is truncated or corrupt"},
     {"TiffHugeHeader", "a.tif", HandTiff(100000, 100000, 32, 3, 1, kFloat4, 16),
      "TIFF image size 100000 x 100000 is inconsistent with the file length of 150 bytes"},
+    {"XmlNoRoot", "a.xml", "<other><image/></other>",
+     "not a matrix XML image file (no \"VELDRA-IMAGE-FILE\" element)"},
+    {"XmlNoImage", "a.xml", "<VELDRA-IMAGE-FILE><picture/></VELDRA-IMAGE-FILE>",
+     "matrix XML image file has no \"image\" element"},
+    {"XmlHugeSizes", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><ZrFloatMatrixBinary><ColSize>100000</ColSize><ColBegin>0"
+     "</ColBegin><RowSize>100000</RowSize><RowBegin>0</RowBegin><base64b>AAAA</base64b>"
+     "</ZrFloatMatrixBinary></image></VELDRA-IMAGE-FILE>",
+     "matrix sizes (ColSize 100000, RowSize 100000) do not match the file length of 214 bytes"},
+    {"XmlBadData", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><ZrFloatMatrixBinary><ColSize>1</ColSize><ColBegin>0"
+     "</ColBegin><RowSize>1</RowSize><RowBegin>0</RowBegin><base64b>A*</base64b>"
+     "</ZrFloatMatrixBinary></image></VELDRA-IMAGE-FILE>",
+     "Illigal Data"},
+    {"XmlTooManyValues", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><zr_matrix><ColSize>1</ColSize><ColBegin>0</ColBegin>"
+     "<RowSize>1</RowSize><RowBegin>0</RowBegin><elements>1,2,</elements></zr_matrix></image>"
+     "</VELDRA-IMAGE-FILE>",
+     "Too manay data"},
+    {"XmlEmptyImage", "a.xml", "<VELDRA-IMAGE-FILE><image>",
+     "matrix XML image file holds no float matrix under \"image\""},
     {"PngGarbage", "a.png", std::string("\x89PNG\r\n\x1a\nxx", 10),
      "not a readable PNG file (Unable to read image data)"},
 };
