@@ -2,6 +2,9 @@
 // cursor so that key lists can be enumerated by position instead of by entry name.
 #include "hostlink/ZrPackUnpack.h"
 
+#include <limits>
+#include <locale>
+#include <sstream>
 #include <utility>
 
 namespace ZrPackUnpack {
@@ -126,13 +129,35 @@ int32_t ZrPackUnpackXml::Value(const std::string& key, int32_t& value) {
   return found ? 1 : 0;
 }
 
+// Floating values are written with as many digits as it takes to read them back exactly
+// (0.5 stays "0.5"); the stream's default six digits would move region geometry and key
+// values on every trip through the host.
+template <class T>
+static std::string ExactText(T value) {
+  std::ostringstream out;
+  out.imbue(std::locale::classic());
+  out.precision(std::numeric_limits<T>::max_digits10);
+  out << value;
+  return out.str();
+}
+
 int32_t ZrPackUnpackXml::Value(const std::string& key, double& value) {
+  if (document_->IsWriteMode()) {
+    std::string text = ExactText(value);
+    document_->Value(key, text, text);
+    return 1;
+  }
   const bool found = document_->Value(key, value, value);
   if (found) ConsumeChild(key);
   return found ? 1 : 0;
 }
 
 int32_t ZrPackUnpackXml::Value(const std::string& key, float& value) {
+  if (document_->IsWriteMode()) {
+    std::string text = ExactText(value);
+    document_->Value(key, text, text);
+    return 1;
+  }
   const bool found = document_->Value(key, value, value);
   if (found) ConsumeChild(key);
   return found ? 1 : 0;

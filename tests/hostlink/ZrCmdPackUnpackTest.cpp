@@ -130,8 +130,9 @@ TEST(ZrCmdPackUnpack, KeyListRoundTripWithCharactersNeedingEscapes) {
   ZrCmdPackUnpack request("w");
   std::map<std::string, std::string> written = {
       {"<tag>", "\"quoted\" & 'single'"}, {"a&b", "&lt;"}, {"empty", ""}};
-  // Numbers travel in the stream's default text form (six significant digits).
-  std::map<std::string, double> numbers = {{"x", 0.5}, {"y", -1e-300}, {"z", 123456}};
+  // Numbers come back exactly, however many digits they need.
+  std::map<std::string, double> numbers = {
+      {"x", 0.5}, {"y", -1e-300}, {"z", 123456789.25}, {"w", 0.1}, {"v", 1.0 / 3}};
   request.OpenCmd();
   request.Packer().KeyStringList("S", written);
   request.Packer().KeyDoubleList("D", numbers);
@@ -165,6 +166,19 @@ TEST(ZrCmdPackUnpack, EscapedEntityTextInKeysCollapsesOnReading) {
   EXPECT_EQ(read, (std::map<std::string, std::string>{{"amp&", "x&lt;y"}}));
 }
 
+TEST(ZrCmdPackUnpack, FloatingValuesUseTheDigitsTheyNeed) {
+  const std::string text = RequestText(44, [](ZrCmdPackUnpack& r) {
+    float x0 = 0.5f, y0 = 1.0f / 3;
+    double d = 0.1;
+    r.Packer().Value("x0", x0);
+    r.Packer().Value("y0", y0);
+    r.Packer().Value("d", d);
+  });
+  EXPECT_EQ(text,
+            "<air><i0><cmd>LineAdd</cmd>\n<x0>0.5</x0>\n<y0>0.333333343</y0>\n"
+            "<d>0.10000000000000001</d>\n</i0>\n</air>\n");
+}
+
 TEST(ZrCmdPackUnpack, MissingKeyListLeavesMapAndReturnsFalse) {
   ZrCmdPackUnpack response = Response("<air><i0></i0>\n</air>\n");
   ASSERT_TRUE(response.OpenCmd());
@@ -178,8 +192,8 @@ TEST(ZrCmdPackUnpack, RegionAndColourRoundTrip) {
   region.regionType = "RECTANGLE";
   region.cx = 10.25f;
   region.cy = -3.5f;
-  region.w = 7;
-  region.h = 0.125f;
+  region.w = 1.0f / 3;
+  region.h = 100.003f;
   region.color = {1, 2, 3};
   region.isMovable = true;
   region.name = "a & b";
