@@ -20,4 +20,6 @@ class ZrError {
   std::string Message;
 };
 
-[[noreturn]] inline void ZrFail(const std::string& message) { throw ZrError(message); }
+[[noreturn]] inline void ZrFail(const std::string& message) {
+  throw ZrError(message);
+}

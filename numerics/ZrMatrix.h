@@ -167,7 +167,7 @@ class ZrMatrix {
 
   // Sum of the width x height rectangle whose first element is (x0, y0), in extended precision.
   typename ZrMatrixSum<T>::type SubIntegralMatrix(int32_t x0, int32_t y0, int32_t width,
-                                                   int32_t height) const {
+                                                  int32_t height) const {
     const int64_t dx = static_cast<int64_t>(x0) - ColBegin;
     const int64_t dy = static_cast<int64_t>(y0) - RowBegin;
     if (dx < 0 || dy < 0 || dx + width > ColSize || dy + height > RowSize) {
@@ -177,7 +177,8 @@ class ZrMatrix {
     if (height < 1 || width <= 0) return sum;
     for (int64_t y = dy; y < dy + height; ++y) {
       const T* row = Data + y * ColSize;
-      for (int64_t x = dx; x < dx + width; ++x) sum += static_cast<typename ZrMatrixSum<T>::type>(row[x]);
+      for (int64_t x = dx; x < dx + width; ++x)
+        sum += static_cast<typename ZrMatrixSum<T>::type>(row[x]);
     }
     return sum;
   }
@@ -202,7 +203,8 @@ class ZrMatrix {
   }
 
   void CopyElements(const ZrMatrix& src) {
-    if (Count() > 0) std::memcpy(static_cast<void*>(Data), src.Data, sizeof(T) * static_cast<size_t>(Count()));
+    if (Count() > 0)
+      std::memcpy(static_cast<void*>(Data), src.Data, sizeof(T) * static_cast<size_t>(Count()));
   }
 };
 
@@ -231,7 +233,8 @@ M ZrReturnFast(M& m) {
 // Same shape and origin, checked in this order: sizes, column origin, row origin.
 template <class A, class B>
 void ZrCheckSameShape(const A& a, const B& b) {
-  if (a.ColSize != b.ColSize || a.RowSize != b.RowSize) throw ZrError("ColSize or RowSize is different");
+  if (a.ColSize != b.ColSize || a.RowSize != b.RowSize)
+    throw ZrError("ColSize or RowSize is different");
   if (a.ColBegin != b.ColBegin) throw ZrError("ColBegin is different");
   if (a.RowBegin != b.RowBegin) throw ZrError("RowBegin is different");
 }

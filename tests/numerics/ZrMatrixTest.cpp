@@ -28,7 +28,7 @@ using AllMatrices = ::testing::Types<ZrFloatMatrix, ZrDoubleMatrix, ZrLongMatrix
 TYPED_TEST_SUITE(ZrMatrixTyped, AllMatrices);
 
 TYPED_TEST(ZrMatrixTyped, ElementStorageWidths) {
-  constexpr size_t expected = std::is_same<TypeParam, ZrLComplexMatrix>::value ? 32
+  constexpr size_t expected = std::is_same<TypeParam, ZrLComplexMatrix>::value  ? 32
                               : std::is_same<TypeParam, ZrLDoubleMatrix>::value ? 16
                               : std::is_same<TypeParam, ZrDoubleMatrix>::value  ? 8
                                                                                 : 4;
