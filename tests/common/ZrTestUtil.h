@@ -23,6 +23,14 @@ std::string ZrErrorText(F&& f) {
 #define EXPECT_ZR_ERROR(statement, expected) \
   EXPECT_EQ(ZrErrorText([&] { statement; }), std::string(expected))
 
+// Names the instances of a table-driven test after the `name` member of their cases.
+struct ZrCaseName {
+  template <class Case>
+  std::string operator()(const ::testing::TestParamInfo<Case>& row) const {
+    return std::string(row.param.name);
+  }
+};
+
 inline std::string ZrTestDataDir() {
   const char* dir = std::getenv("ZR_TEST_DATA_DIR");
   return dir != nullptr ? std::string(dir) : std::string(ZR_SOURCE_DIR "/tests/data");

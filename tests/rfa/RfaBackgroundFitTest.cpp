@@ -25,6 +25,72 @@ void CollectDebug(QtMsgType type, const QMessageLogContext&, const QString& text
   if (type == QtDebugMsg && gDebugLines != nullptr) gDebugLines->append(text);
 }
 
+// sum_k c_k Y_k at the fit's own direction of each disc pixel, (x, y) about the image centre.
+class Combination {
+ public:
+  Combination(const RfaParameters& p, std::vector<long double> c)
+      : p_(p),
+        c_(std::move(c)),
+        degrees_(static_cast<int32_t>(std::lround(std::sqrt(c_.size())))),
+        Y_(c_.size()) {
+    harmonics_.Normalisation(degrees_);
+  }
+
+  // False outside the disc.
+  bool At(int32_t x, int32_t y, long double& value) {
+    long double theta, phi;
+    if (!RfaMapDiscPixel(theta, phi, x, y, p_.Sr - p_.SMargin, false, true,
+                         p_.MappingAzThetaMax_deg * kPi / 180)) {
+      return false;
+    }
+    harmonics_.BasisValues(Y_.data(), degrees_, theta, phi);
+    value = 0;
+    for (size_t k = 0; k < c_.size(); ++k) value += c_[k] * Y_[k];
+    return true;
+  }
+
+  // The image of the combination, with a blanked patch (zeros) inside the disc.
+  ZrFloatMatrix Image(int32_t size) {
+    ZrFloatMatrix image(size, size);
+    image.Fill(0.0f);
+    long double v;
+    for (int32_t y = -size / 2; y < size - size / 2; ++y) {
+      for (int32_t x = -size / 2; x < size - size / 2; ++x) {
+        if (x > 5 && x < 12 && y > -4 && y < 3) continue;  // blanked: stays 0
+        if (At(x, y, v)) image(x + size / 2, y + size / 2) = static_cast<float>(v);
+      }
+    }
+    return image;
+  }
+
+  // The combination's exact value at every pixel of the disc must be reproduced, 0 outside it.
+  void ExpectReproduced(const ZrFloatMatrix& background, double tolerance) {
+    const int32_t size = background.ColSize;
+    int inside = 0;
+    long double expected;
+    for (int32_t y = -size / 2; y < size - size / 2; ++y) {
+      for (int32_t x = -size / 2; x < size - size / 2; ++x) {
+        const float got = background(x + size / 2, y + size / 2);
+        if (!At(x, y, expected)) {
+          ASSERT_EQ(got, 0.0f) << x << "," << y;
+          continue;
+        }
+        ++inside;
+        ASSERT_NEAR(got, static_cast<double>(expected), tolerance * std::fabs(expected))
+            << x << "," << y;
+      }
+    }
+    EXPECT_GT(inside, 100);
+  }
+
+ private:
+  RfaParameters p_;
+  std::vector<long double> c_;
+  int32_t degrees_;
+  std::vector<long double> Y_;
+  ZrSphericalHarmonics harmonics_;
+};
+
 class RfaBackgroundFitTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -72,62 +138,6 @@ class RfaBackgroundFitTest : public ::testing::Test {
     return image;
   }
 
-  // An image whose disc pixels are exactly sum_k c_k Y_k at the fit's own directions, with a
-  // blanked patch (zeros) inside the disc.
-  static ZrFloatMatrix CombinationImage(int32_t size, const RfaParameters& p,
-                                        const std::vector<long double>& c) {
-    ZrFloatMatrix image(size, size);
-    image.Fill(0.0f);
-    const int32_t degrees = static_cast<int32_t>(std::lround(std::sqrt(c.size())));
-    ZrSphericalHarmonics harmonics;
-    harmonics.Normalisation(degrees);
-    std::vector<long double> Y(c.size());
-    const double R = p.Sr - p.SMargin;
-    const long double thetaMax = p.MappingAzThetaMax_deg * kPi / 180;
-    for (int32_t y = -size / 2; y < size - size / 2; ++y) {
-      for (int32_t x = -size / 2; x < size - size / 2; ++x) {
-        long double theta, phi;
-        if (!RfaMapDiscPixel(theta, phi, x, y, R, false, true, thetaMax)) continue;
-        if (x > 5 && x < 12 && y > -4 && y < 3) continue;  // blanked: stays 0
-        harmonics.BasisValues(Y.data(), degrees, theta, phi);
-        long double sum = 0;
-        for (size_t k = 0; k < c.size(); ++k) sum += c[k] * Y[k];
-        image(x + size / 2, y + size / 2) = static_cast<float>(sum);
-      }
-    }
-    return image;
-  }
-
-  // The combination's exact value at every pixel of the disc must be reproduced.
-  static void ExpectReproduced(const ZrFloatMatrix& background, const RfaParameters& p,
-                               const std::vector<long double>& c, double tolerance) {
-    const int32_t size = background.ColSize;
-    const int32_t degrees = static_cast<int32_t>(std::lround(std::sqrt(c.size())));
-    ZrSphericalHarmonics harmonics;
-    harmonics.Normalisation(degrees);
-    std::vector<long double> Y(c.size());
-    const double R = p.Sr - p.SMargin;
-    int inside = 0;
-    for (int32_t y = -size / 2; y < size - size / 2; ++y) {
-      for (int32_t x = -size / 2; x < size - size / 2; ++x) {
-        long double theta, phi;
-        const float got = background(x + size / 2, y + size / 2);
-        if (!RfaMapDiscPixel(theta, phi, x, y, R, false, true,
-                             p.MappingAzThetaMax_deg * kPi / 180)) {
-          ASSERT_EQ(got, 0.0f) << x << "," << y;
-          continue;
-        }
-        ++inside;
-        harmonics.BasisValues(Y.data(), degrees, theta, phi);
-        long double expected = 0;
-        for (size_t k = 0; k < c.size(); ++k) expected += c[k] * Y[k];
-        ASSERT_NEAR(got, static_cast<double>(expected), tolerance * std::fabs(expected))
-            << x << "," << y;
-      }
-    }
-    EXPECT_GT(inside, 100);
-  }
-
   QStringList DebugLines;
   QtMessageHandler previous = nullptr;
 };
@@ -165,16 +175,12 @@ TEST_F(RfaBackgroundFitTest, GeometryOfTheSquare) {
 // The tiled accumulation must give the plain loop's normal equations bit for bit, for even and
 // odd K (padding), several chunk fills, and values too small to split into doubles.
 struct BitCase {
-  const char* Name;
+  const char* name;
   int32_t Size;
   double Sr;
   int32_t Degree;
   long double ThetaMaxDeg;
 };
-
-void PrintTo(const BitCase& bc, std::ostream* os) {
-  *os << bc.Name;
-}
 
 class RfaNormalEquationsBits : public RfaBackgroundFitTest,
                                public ::testing::WithParamInterface<BitCase> {};
@@ -204,40 +210,47 @@ INSTANTIATE_TEST_SUITE_P(Cases, RfaNormalEquationsBits,
                                            BitCase{"Degree0", 64, 30.0, 0, 90},
                                            BitCase{"Degree10", 120, 55.0, 10, 75},
                                            BitCase{"TinyValuesBeyondDouble", 96, 45.0, 3, 1e-300L}),
-                         [](const ::testing::TestParamInfo<BitCase>& row) {
-                           return std::string(row.param.Name);
-                         });
+                         ZrCaseName());
 
-TEST_F(RfaBackgroundFitTest, ReproducesAnExactCombinationOfBasisFunctions) {
-  const RfaParameters p = Params(70, 10, 3);
-  std::mt19937 random(2024);
+// From degree 10 on the normal matrix is badly conditioned: the coefficients may move, the
+// fitted background must not.
+struct ReproduceCase {
+  const char* name;
+  int32_t Size;
+  double Sr;
+  int32_t Degree;
+  long double ThetaMaxDeg;
+  unsigned Seed;
+  long double C0;  // keeps the function away from 0, so no pixel is skipped by accident
+  bool Decaying;   // higher coefficients smaller, as on a real screen
+  double Tolerance;
+};
+
+class RfaBackgroundReproduces : public RfaBackgroundFitTest,
+                                public ::testing::WithParamInterface<ReproduceCase> {};
+
+TEST_P(RfaBackgroundReproduces, AnExactCombinationOfBasisFunctions) {
+  const ReproduceCase& rc = GetParam();
+  RfaParameters p = Params(rc.Sr, 10, rc.Degree);
+  p.MappingAzThetaMax_deg = rc.ThetaMaxDeg;
+  std::mt19937 random(rc.Seed);
   std::uniform_real_distribution<double> u(-1.0, 1.0);
-  std::vector<long double> c(16);
-  for (long double& v : c) v = u(random);
-  c[0] = 20;  // keeps the function away from 0, so no pixel is skipped by accident
-  const ZrFloatMatrix image = CombinationImage(140, p, c);
+  std::vector<long double> c(static_cast<size_t>((rc.Degree + 1) * (rc.Degree + 1)));
+  for (size_t k = 0; k < c.size(); ++k) c[k] = u(random) / (rc.Decaying ? 1 + std::sqrt(k) : 1.0);
+  c[0] = rc.C0;
+  Combination combination(p, c);
   ZrFloatMatrix background;
-  RfaSphericalHarmonicsBackground(background, p, image);
-  ASSERT_EQ(background.ColSize, 140);
-  ASSERT_EQ(background.RowSize, 140);
-  ExpectReproduced(background, p, c, 1e-5);
+  RfaSphericalHarmonicsBackground(background, p, combination.Image(rc.Size));
+  ASSERT_EQ(background.ColSize, rc.Size);
+  ASSERT_EQ(background.RowSize, rc.Size);
+  combination.ExpectReproduced(background, rc.Tolerance);
 }
 
-TEST_F(RfaBackgroundFitTest, HighDegreeStillReproducesTheBackground) {
-  // From degree 10 on the normal matrix is badly conditioned: the coefficients may move, the
-  // fitted background must not.
-  RfaParameters p = Params(75, 10, 10);
-  p.MappingAzThetaMax_deg = 80;
-  std::mt19937 random(99);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  std::vector<long double> c(121);
-  for (size_t k = 0; k < c.size(); ++k) c[k] = u(random) / (1 + std::sqrt(k));
-  c[0] = 30;
-  const ZrFloatMatrix image = CombinationImage(150, p, c);
-  ZrFloatMatrix background;
-  RfaSphericalHarmonicsBackground(background, p, image);
-  ExpectReproduced(background, p, c, 1e-3);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RfaBackgroundReproduces,
+    ::testing::Values(ReproduceCase{"Degree3", 140, 70, 3, 90, 2024, 20, false, 1e-5},
+                      ReproduceCase{"Degree10", 150, 75, 10, 80, 99, 30, true, 1e-3}),
+    ZrCaseName());
 
 TEST_F(RfaBackgroundFitTest, DegreeZeroIsTheMeanOfTheNonZeroDiscPixels) {
   const RfaParameters p = Params(50, 10, 0);
@@ -307,33 +320,42 @@ TEST_F(RfaBackgroundFitTest, DumpsBothMatricesColumnByColumn) {
   EXPECT_TRUE(im[15].startsWith("iM 3 3 "));
 }
 
-TEST_F(RfaBackgroundFitTest, DiscOfZerosIsSingular) {
-  ZrFloatMatrix image(80, 80);
-  image.Fill(0.0f);
-  image(0, 0) = 7.0f;  // outside the disc: never enters the fit
+struct FailureCase {
+  const char* name;
+  int32_t Cols, Rows;
+  float Fill;
+  double Sr;
+  int32_t Margin, Degree;
+  const char* Text;
+};
+
+class RfaBackgroundFailure : public RfaBackgroundFitTest,
+                             public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(RfaBackgroundFailure, IsReportedWithItsText) {
+  const FailureCase& fc = GetParam();
+  ZrFloatMatrix image(fc.Cols, fc.Rows);
+  image.Fill(fc.Fill);
+  image(0, 0) = 7.0f;  // outside every disc: never enters the fit
   ZrFloatMatrix background;
-  EXPECT_ZR_ERROR(RfaSphericalHarmonicsBackground(background, Params(30, 10, 2), image),
-                  "Sirngular matrirx irn routirne luExtractiron");
+  EXPECT_ZR_ERROR(
+      RfaSphericalHarmonicsBackground(background, Params(fc.Sr, fc.Margin, fc.Degree), image),
+      fc.Text);
 }
 
-TEST_F(RfaBackgroundFitTest, DiscLargerThanTheImageIsARangeError) {
-  ZrFloatMatrix image(100, 100);
-  image.Fill(1.0f);
-  ZrFloatMatrix background;
-  EXPECT_ZR_ERROR(RfaSphericalHarmonicsBackground(background, Params(60, 0, 2), image),
-                  "Matrix over range. access=(-10,-10) size=(100,100) begin=(0,0)FastReturn=false");
-  // Only the far side leaves the image: the first pixel outside is at the end of row -50.
-  ZrFloatMatrix wide(100, 101);
-  wide.Fill(1.0f);
-  EXPECT_ZR_ERROR(RfaSphericalHarmonicsBackground(background, Params(50, 0, 2), wide),
-                  "Matrix over range. access=(100,0) size=(100,101) begin=(0,0)FastReturn=false");
-}
-
-TEST_F(RfaBackgroundFitTest, NegativeDegreeIsABasisError) {
-  ZrFloatMatrix image(40, 40);
-  image.Fill(1.0f);
-  ZrFloatMatrix background;
-  EXPECT_ZR_ERROR(RfaSphericalHarmonicsBackground(background, Params(15, 0, -2), image), "Error");
-}
+// With the wide image only the far side leaves it: the first pixel outside is at the end of
+// row -50.
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RfaBackgroundFailure,
+    ::testing::Values(FailureCase{"DiscOfZerosIsSingular", 80, 80, 0.0f, 30, 10, 2,
+                                  "Sirngular matrirx irn routirne luExtractiron"},
+                      FailureCase{"DiscLargerThanTheImage", 100, 100, 1.0f, 60, 0, 2,
+                                  "Matrix over range. access=(-10,-10) size=(100,100) begin=(0,0)"
+                                  "FastReturn=false"},
+                      FailureCase{"DiscWiderThanTheImage", 100, 101, 1.0f, 50, 0, 2,
+                                  "Matrix over range. access=(100,0) size=(100,101) begin=(0,0)"
+                                  "FastReturn=false"},
+                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"}),
+    ZrCaseName());
 
 }  // namespace

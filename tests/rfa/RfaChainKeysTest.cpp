@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <ostream>
 #include <string>
 
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
+#include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -46,28 +46,10 @@ TEST(RfaKeyWriter, RefusesEntriesBeforeAnyGroup) {
   EXPECT_TRUE(texts.empty());
 }
 
-// Every field set to a value of its own, so that a key taking the wrong field shows.
+// Each field at a value of its own; the three mapping flags differ from each other too.
 RfaParameters DistinctParameters() {
-  RfaParameters p;
-  p.Sx = 101.5;
-  p.Sy = 102.5;
-  p.Sr = 103.5;
-  p.SMargin = 11;
-  p.MappingIsGnomonic = true;
+  RfaParameters p = RfaDistinctParameters();
   p.MappingIsAz = false;
-  p.MappingIsAzM2 = true;
-  p.MappingAzThetaMax_deg = 85.25L;
-  p.Size_l = 7;
-  p.UseAllSphere = true;
-  p.Ax = 104.5;
-  p.Ay = 105.5;
-  p.McpDipCx = 106.5;
-  p.McpDipCy = 107.5;
-  p.McpDipR = 108.5;
-  p.MaskCx = 109.5;
-  p.MaskCy = 110.5;
-  p.MaskRx = 111.5;
-  p.MaskRy = 112.5;
   return p;
 }
 
@@ -77,10 +59,6 @@ struct GroupCase {
   DoubleKeys doubles;
   TextKeys texts;
 };
-
-void PrintTo(const GroupCase& c, std::ostream* os) {
-  *os << c.name;
-}
 
 class RfaResultGroups : public testing::TestWithParam<GroupCase> {};
 
@@ -108,7 +86,7 @@ const GroupCase kGroupCases[] = {
       {"RFA_background/MappingIsAzM2_", 1.0},
       {"RFA_background/Size_l", 7.0},
       {"RFA_background/UseAllSphere", 1.0}},
-     {{"RFA_background/MappingAzThetaMax_deg", "85.25"}}},
+     {{"RFA_background/MappingAzThetaMax_deg", "85.5"}}},
     {"AverageAlong",
      RfaWriteAverageAlongKeys,
      {{"AverageAlong/CenterX", 104.5}, {"AverageAlong/CenterY", 105.5}},
@@ -119,17 +97,14 @@ const GroupCase kGroupCases[] = {
      {}},
     {"MaskOutsideCarriesXCentreAsCenterY",
      RfaWriteMaskOutsideKeys,
-     {{"MaskOutside/CenterX", 109.5},
-      {"MaskOutside/CenterY", 109.5},
-      {"MaskOutside/RadiusOfX", 111.5},
-      {"MaskOutside/RadiusOfY", 112.5}},
+     {{"MaskOutside/CenterX", 109.0},
+      {"MaskOutside/CenterY", 109.0},
+      {"MaskOutside/RadiusOfX", 111.0},
+      {"MaskOutside/RadiusOfY", 112.0}},
      {}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases),
-                         [](const testing::TestParamInfo<GroupCase>& row) {
-                           return std::string(row.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases), ZrCaseName());
 
 struct ThetaTextCase {
   long double degrees;

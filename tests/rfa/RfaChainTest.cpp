@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <map>
-#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,44 +14,16 @@
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
-#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestScreens.h"
+#include "tests/common/ZrTestUtil.h"
 
 namespace {
 
-bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  return a.ColSize == b.ColSize && a.RowSize == b.RowSize && a.ColBegin == b.ColBegin &&
-         a.RowBegin == b.RowBegin &&
-         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
-}
-
-// A 200 x 200 screen off the image centre, with the parameters that suit it.
+// A 200 x 200 screen off the image centre, with the parameters that suit it (the dip after
+// the move by (+7, -8) is at (117, 87)).
 struct ChainFixture : testing::Test {
   ChainFixture() {
-    RfaSyntheticScreenOptions o;
-    o.width = 200;
-    o.height = 200;
-    o.cx = 93.0;
-    o.cy = 108.0;
-    o.radius = 80.0;
-    o.dipCx = 110.0;
-    o.dipCy = 95.0;
-    o.dipRadius = 8.0;
-    o.seed = 21;
-    screen = RfaMakeSyntheticScreen(o);
-    p.Sx = 93.0;
-    p.Sy = 108.0;
-    p.Sr = 80.0;
-    p.SMargin = 5;
-    p.Size_l = 4;
-    p.Ax = 100.0;
-    p.Ay = 100.0;
-    p.McpDipCx = 117.0;  // the dip after the move by (+7, -8)
-    p.McpDipCy = 87.0;
-    p.McpDipR = 9.0;
-    p.MaskCx = 100.0;
-    p.MaskCy = 100.0;
-    p.MaskRx = 76.0;
-    p.MaskRy = 76.0;
     p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = false;
   }
 
@@ -64,8 +34,9 @@ struct ChainFixture : testing::Test {
     return groups;
   }
 
-  ZrFloatMatrix screen;
-  RfaParameters p;
+  const RfaSyntheticScreenOptions options = RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21);
+  const ZrFloatMatrix screen = RfaMakeSyntheticScreen(options);
+  RfaParameters p = RfaGeometry(93, 108, 80, 5, 4, 100, 100, 117, 87, 9, 100, 100, 76, 76);
   std::map<std::string, double> doubles{{"log/entry", 1.0}};
   std::map<std::string, std::string> texts{{"log/text", "earlier"}};
   RfaKeyWriter keys{doubles, texts};
@@ -74,7 +45,7 @@ struct ChainFixture : testing::Test {
 TEST_F(ChainFixture, NothingCheckedLeavesImageAndKeysAlone) {
   ZrFloatMatrix image = screen;
   RfaApplyCheckedOperations(image, p, keys);
-  EXPECT_TRUE(SameBits(image, screen));
+  EXPECT_TRUE(ZrSameBits(image, screen));
   EXPECT_EQ(doubles.size(), 1u);
   EXPECT_EQ(texts.size(), 1u);
 }
@@ -91,7 +62,7 @@ TEST_F(ChainFixture, HostFreeStepsRunInTheirFixedOrder) {
                                                                  static_cast<float>(p.Ay), 1.0f));
   RfaMaskMcpDip(expected, p.McpDipCx, p.McpDipCy, p.McpDipR);
   RfaMaskOutside(expected, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
-  EXPECT_TRUE(SameBits(image, expected));
+  EXPECT_TRUE(ZrSameBits(image, expected));
   EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "AverageAlong", "MaskMcpDip",
                                              "MaskOutside"}));
 }
@@ -123,10 +94,6 @@ struct SingleStepCase {
   const char* group;
 };
 
-void PrintTo(const SingleStepCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class RfaChainSingleStepTest : public ChainFixture,
                                public testing::WithParamInterface<SingleStepCase> {};
 
@@ -135,7 +102,7 @@ TEST_P(RfaChainSingleStepTest, WritesOnlyItsGroupAndChangesTheImage) {
   ZrFloatMatrix image = screen;
   RfaApplyCheckedOperations(image, p, keys);
   EXPECT_EQ(Groups(), (std::set<std::string>{"log", GetParam().group}));
-  EXPECT_FALSE(SameBits(image, screen));
+  EXPECT_FALSE(ZrSameBits(image, screen));
   EXPECT_EQ(image.ColSize, screen.ColSize);
   EXPECT_EQ(image.RowSize, screen.RowSize);
 }
@@ -147,22 +114,13 @@ INSTANTIATE_TEST_SUITE_P(
                     SingleStepCase{"AverageAlong", &RfaParameters::IsBgAz, "AverageAlong"},
                     SingleStepCase{"MaskMcpDip", &RfaParameters::IsMaskMcpDip, "MaskMcpDip"},
                     SingleStepCase{"MaskOutside", &RfaParameters::IsMaskOutside, "MaskOutside"}),
-    [](const testing::TestParamInfo<SingleStepCase>& row) { return std::string(row.param.name); });
+    ZrCaseName());
 
 TEST_F(ChainFixture, SphericalHarmonicsDivisionFlattensTheScreen) {
   // Without fine structure, noise and dip the screen is the smooth background itself; after
   // moving it to the centre the fit of degree 4 explains it to within a few per cent, and the
   // quotient is zero outside the fitted disc.
-  RfaSyntheticScreenOptions o;
-  o.width = 200;
-  o.height = 200;
-  o.cx = 93.0;
-  o.cy = 108.0;
-  o.radius = 80.0;
-  o.fineAmplitude = 0.0;
-  o.dipDepth = 0.0;
-  o.noise = 0.0;
-  ZrFloatMatrix image = RfaMakeSyntheticScreen(o);
+  ZrFloatMatrix image = RfaMakeSyntheticScreen(RfaSmoothScreen(options));
   p.IsMoveCenter = p.IsBgSh = true;
   RfaApplyCheckedOperations(image, p, keys);
   const double fitted = p.Sr - p.SMargin;

@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <limits>
-#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -95,10 +94,6 @@ struct AzimuthalCase {
   uint32_t seed;
 };
 
-void PrintTo(const AzimuthalCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class RfaAzimuthalBackgroundBruteForce : public testing::TestWithParam<AzimuthalCase> {};
 
 TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
@@ -129,10 +124,7 @@ const AzimuthalCase kAzimuthalCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaAzimuthalBackgroundBruteForce,
-                         testing::ValuesIn(kAzimuthalCases),
-                         [](const testing::TestParamInfo<AzimuthalCase>& row) {
-                           return std::string(row.param.name);
-                         });
+                         testing::ValuesIn(kAzimuthalCases), ZrCaseName());
 
 TEST(RfaAzimuthalBackground, HolesReceiveTheValueOfTheirRadius) {
   // A constant image punched with holes: the background is the constant everywhere.

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <limits>
-#include <ostream>
 #include <string>
 
 #include "tests/common/ZrTestUtil.h"
@@ -29,10 +28,6 @@ struct RollCase {
   double sx, sy;
   int32_t dx, dy;  // the expected roll, worked out by hand from trunc(size / 2 - centre)
 };
-
-void PrintTo(const RollCase& c, std::ostream* os) {
-  *os << c.name;
-}
 
 class RfaMoveToCenterRoll : public testing::TestWithParam<RollCase> {};
 
@@ -65,10 +60,7 @@ const RollCase kRollCases[] = {
     {"SingleColumn", 1, 5, 0, 0, 7.0, 0.5, -7, 1},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMoveToCenterRoll, testing::ValuesIn(kRollCases),
-                         [](const testing::TestParamInfo<RollCase>& row) {
-                           return std::string(row.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, RfaMoveToCenterRoll, testing::ValuesIn(kRollCases), ZrCaseName());
 
 TEST(RfaMoveToCenter, RefusesNonFiniteCentreAndIgnoresEmptyImage) {
   ZrFloatMatrix image = Numbered(4, 4);
@@ -103,10 +95,6 @@ struct ShapeCase {
   const char* message;
 };
 
-void PrintTo(const ShapeCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class RfaDivideByBackgroundShape : public testing::TestWithParam<ShapeCase> {};
 
 TEST_P(RfaDivideByBackgroundShape, RefusesOtherShape) {
@@ -126,19 +114,13 @@ const ShapeCase kShapeCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaDivideByBackgroundShape, testing::ValuesIn(kShapeCases),
-                         [](const testing::TestParamInfo<ShapeCase>& row) {
-                           return std::string(row.param.name);
-                         });
+                         ZrCaseName());
 
 struct DipCase {
   const char* name;
   int32_t colBegin, rowBegin;
   double cx, cy, r;
 };
-
-void PrintTo(const DipCase& c, std::ostream* os) {
-  *os << c.name;
-}
 
 class RfaMaskMcpDipDisc : public testing::TestWithParam<DipCase> {};
 
@@ -176,10 +158,7 @@ const DipCase kDipCases[] = {
     {"CoversEverything", 2, 1, 8.0, 6.0, 100.0},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskMcpDipDisc, testing::ValuesIn(kDipCases),
-                         [](const testing::TestParamInfo<DipCase>& row) {
-                           return std::string(row.param.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskMcpDipDisc, testing::ValuesIn(kDipCases), ZrCaseName());
 
 TEST(RfaMaskMcpDip, NonFiniteParametersClearNothing) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -199,10 +178,6 @@ struct OutsideCase {
   int32_t cols, rows, colBegin, rowBegin;
   double cx, cy, rx, ry;
 };
-
-void PrintTo(const OutsideCase& c, std::ostream* os) {
-  *os << c.name;
-}
 
 class RfaMaskOutsideEllipse : public testing::TestWithParam<OutsideCase> {};
 
@@ -238,9 +213,7 @@ const OutsideCase kOutsideCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskOutsideEllipse, testing::ValuesIn(kOutsideCases),
-                         [](const testing::TestParamInfo<OutsideCase>& row) {
-                           return std::string(row.param.name);
-                         });
+                         ZrCaseName());
 
 TEST(RfaMaskOutside, TallImageRaisesRangeErrorAtFirstColumnBeyondTheMatrix) {
   ZrFloatMatrix image = Numbered(4, 6);

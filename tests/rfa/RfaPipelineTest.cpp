@@ -8,74 +8,38 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "hostlink/ZrPluginFuncVeldra.h"
-#include "refhost/ZrRefHost.h"
 #include "rfa/RfaParameters.h"
-#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/RfaRefHostFixture.h"
+#include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
 
 ZrFloatMatrix SmallScreen() {
-  RfaSyntheticScreenOptions o;
-  o.width = o.height = 64;
-  o.cx = 33;
-  o.cy = 31;
-  o.radius = 26;
-  o.dipCx = 40;
-  o.dipCy = 28;
-  o.dipRadius = 3;
-  return RfaMakeSyntheticScreen(o);
+  return RfaMakeSyntheticScreen(RfaScreenOptions(64, 64, 33, 31, 26, 40, 28, 3));
 }
 
 RfaParameters SmallParameters() {
-  RfaParameters p;
-  p.Sx = 33;
-  p.Sy = 31;
-  p.Sr = 26;
-  p.SMargin = 2;
-  p.Size_l = 2;
-  p.Ax = p.Ay = 32;
-  p.McpDipCx = 39;
-  p.McpDipCy = 29;
-  p.McpDipR = 3;
-  p.MaskCx = p.MaskCy = 32;
-  p.MaskRx = p.MaskRy = 27;
-  return p;
+  return RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
 }
 
-class RfaPipelineTest : public ::testing::Test {
+class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
  protected:
   void SetUp() override {
-    server_ = std::make_unique<ZrRefHostThread>(host_);
-    ASSERT_TRUE(server_->Start(0));
+    ASSERT_TRUE(StartHost());
     link_.SetPort(server_->Port());
     link_.SubConnect();
     sourceId_ = host_.AddImageWindow(SmallScreen(), "screen.rawf");
     host_.ClearRequests();
   }
 
-  void TearDown() override { server_->Stop(); }
+  void TearDown() override { StopHost(); }
 
-  // The host functions requested since the last ClearRequests, in order.
-  std::vector<std::string> Functions() const {
-    std::vector<std::string> names;
-    for (const std::string& request : host_.Requests()) {
-      const size_t begin = request.find("<cmd>");
-      const size_t end = request.find("</cmd>");
-      if (begin != std::string::npos && end != std::string::npos && end > begin) {
-        names.push_back(request.substr(begin + 5, end - begin - 5));
-      }
-    }
-    return names;
-  }
-
-  ZrRefHost host_;
-  std::unique_ptr<ZrRefHostThread> server_;
   ZrPluginFuncVeldra link_;
   int32_t sourceId_ = -1;
 };
@@ -162,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
                   },
                   {"WindowGetFocusedID", "FIImageGetBySharedMemory", "RegionClear", "RegionAdd",
                    "Update", "ImageNewWindow", "FIImageSetBySharedMemory", "RegionAdd", "Update"}}),
-    [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+    ZrCaseName());
 
 TEST_F(RfaPipelineTest, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
   std::map<std::string, std::string> texts{{"log", "old"}, {"sample", "Si"}};
@@ -220,6 +184,6 @@ INSTANTIATE_TEST_SUITE_P(Outlines, RfaRegionTest,
                          ::testing::Values(RegionCase{"Screen", RfaScreenRegion, 33, 31, 52, 52},
                                            RegionCase{"Dip", RfaDipRegion, 39, 29, 6, 6},
                                            RegionCase{"Mask", RfaMaskRegion, 32, 32, 54, 54}),
-                         [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+                         ZrCaseName());
 
 }  // namespace

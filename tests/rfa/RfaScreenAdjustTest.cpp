@@ -5,9 +5,8 @@
 
 #include <cmath>
 #include <limits>
-#include <ostream>
 
-#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -24,27 +23,17 @@ struct ScreenCase {
   uint32_t seed;
 };
 
-void PrintTo(const ScreenCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class RfaScreenAdjustAccuracy : public testing::TestWithParam<ScreenCase> {};
 
 TEST_P(RfaScreenAdjustAccuracy, FindsCentreAndRadius) {
   const ScreenCase& c = GetParam();
-  RfaSyntheticScreenOptions o;
-  o.width = c.width;
-  o.height = c.height;
-  o.cx = c.width / 2 + c.offX;
-  o.cy = c.width / 2 + c.offY;
-  o.radius = c.radius;
+  // The dip sits inside the screen, off its centre, as on a real analyser.
+  const double cx = c.width / 2 + c.offX, cy = c.width / 2 + c.offY;
+  RfaSyntheticScreenOptions o =
+      RfaScreenOptions(c.width, c.height, cx, cy, c.radius, cx + 0.3 * c.radius,
+                       cy - 0.2 * c.radius, 0.1 * c.radius, c.seed);
   o.rimWidth = c.rimWidth;
   o.noise = c.noise;
-  o.seed = c.seed;
-  // The dip sits inside the screen, off its centre, as on a real analyser.
-  o.dipCx = o.cx + 0.3 * c.radius;
-  o.dipCy = o.cy - 0.2 * c.radius;
-  o.dipRadius = 0.1 * c.radius;
   const ZrFloatMatrix screen = RfaMakeSyntheticScreen(o);
 
   const RfaScreenAdjustResult r = RfaAdjustScreen(screen, c.threshold, c.searchSize);
@@ -72,22 +61,11 @@ const ScreenCase kScreenCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaScreenAdjustAccuracy, testing::ValuesIn(kScreenCases),
-                         [](const testing::TestParamInfo<ScreenCase>& row) {
-                           return std::string(row.param.name);
-                         });
+                         ZrCaseName());
 
 ZrFloatMatrix SmallScreen(double cx, double cy, uint32_t seed) {
-  RfaSyntheticScreenOptions o;
-  o.width = 96;
-  o.height = 90;
-  o.cx = cx;
-  o.cy = cy;
-  o.radius = 33.0;
-  o.dipCx = cx - 8.0;
-  o.dipCy = cy + 5.0;
-  o.dipRadius = 4.0;
-  o.seed = seed;
-  return RfaMakeSyntheticScreen(o);
+  return RfaMakeSyntheticScreen(
+      RfaScreenOptions(96, 90, cx, cy, 33.0, cx - 8.0, cy + 5.0, 4.0, seed));
 }
 
 TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearch) {
@@ -153,10 +131,6 @@ TEST(RfaScreenAdjust, RefusesBadInput) {
                   "Adjust Screen: the search size must be at least 1");
   EXPECT_ZR_ERROR(RfaAdjustScreen(dark, 0.1, 10), "Adjust Screen: the image has no positive pixel");
 }
-
-}  // namespace
-
-namespace {
 
 TEST(RfaScreenAdjust, DegenerateImagesGiveAFiniteAnswer) {
   // Images far smaller than the candidate grid: every candidate and ring stays addressable.

@@ -4,28 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
 
-bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  return a.ColSize == b.ColSize && a.RowSize == b.RowSize &&
-         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
-}
-
+// The smooth background alone on a 120 x 100 image; the dip disc is placed but not deep.
 RfaSyntheticScreenOptions Plain() {
-  RfaSyntheticScreenOptions o;
-  o.width = 120;
-  o.height = 100;
-  o.cx = 57.5;
-  o.cy = 48.0;
-  o.radius = 40.0;
-  o.fineAmplitude = 0.0;
-  o.dipDepth = 0.0;
-  o.noise = 0.0;
-  return o;
+  return RfaSmoothScreen(RfaScreenOptions(120, 100, 57.5, 48.0, 40.0, 60.0, 40.0, 6.0));
 }
 
 TEST(RfaSyntheticScreen, SameOptionsGiveSameBits) {
@@ -33,21 +20,14 @@ TEST(RfaSyntheticScreen, SameOptionsGiveSameBits) {
   o.seed = 1234;
   const ZrFloatMatrix a = RfaMakeSyntheticScreen(o);
   const ZrFloatMatrix b = RfaMakeSyntheticScreen(o);
-  EXPECT_TRUE(SameBits(a, b));
+  EXPECT_TRUE(ZrSameBits(a, b));
   o.seed = 1235;
   const ZrFloatMatrix c = RfaMakeSyntheticScreen(o);
-  EXPECT_FALSE(SameBits(a, c));
+  EXPECT_FALSE(ZrSameBits(a, c));
 }
 
 TEST(RfaSyntheticScreen, ZeroOutsideTheScreenAndPositiveInside) {
-  RfaSyntheticScreenOptions o;
-  o.width = 90;
-  o.height = 70;
-  o.cx = 40.3;
-  o.cy = 36.8;
-  o.radius = 30.0;
-  o.dipCx = 45.0;
-  o.dipCy = 30.0;
+  const RfaSyntheticScreenOptions o = RfaScreenOptions(90, 70, 40.3, 36.8, 30.0, 45.0, 30.0, 10.0);
   const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
   ASSERT_EQ(m.ColSize, 90);
   ASSERT_EQ(m.RowSize, 70);
@@ -86,9 +66,6 @@ TEST(RfaSyntheticScreen, BackgroundFollowsTheEquidistantMapping) {
 TEST(RfaSyntheticScreen, DipScalesItsDisc) {
   RfaSyntheticScreenOptions o = Plain();
   const ZrFloatMatrix clear = RfaMakeSyntheticScreen(o);
-  o.dipCx = 60.0;
-  o.dipCy = 40.0;
-  o.dipRadius = 6.0;
   o.dipDepth = 0.75;
   const ZrFloatMatrix dipped = RfaMakeSyntheticScreen(o);
   for (int32_t y = 0; y < o.height; ++y) {
@@ -100,12 +77,8 @@ TEST(RfaSyntheticScreen, DipScalesItsDisc) {
 }
 
 TEST(RfaSyntheticScreen, NoiseIsGaussianOfTheRequestedWidth) {
-  RfaSyntheticScreenOptions o = Plain();
-  o.width = 300;
-  o.height = 300;
-  o.cx = 150.0;
-  o.cy = 150.0;
-  o.radius = 140.0;
+  RfaSyntheticScreenOptions o =
+      RfaSmoothScreen(RfaScreenOptions(300, 300, 150, 150, 140, 150, 140, 10));
   o.tilt = 0.0;
   o.polarFall = 0.0;
   o.noise = 0.1;

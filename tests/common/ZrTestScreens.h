@@ -1,0 +1,42 @@
+// The standard synthetic screens, the parameter sets that suit them and the image comparison
+// shared by the rfa, app and samples tests: one place for the geometry, so that a screen and
+// the parameters written for it cannot drift apart.
+#pragma once
+
+#include <cstring>
+
+#include "samples/RfaSyntheticScreen.h"
+
+// Bit-for-bit equality of two images, their sizes and begins included.
+inline bool ZrSameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
+  return a.ColSize == b.ColSize && a.RowSize == b.RowSize && a.ColBegin == b.ColBegin &&
+         a.RowBegin == b.RowBegin &&
+         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
+}
+
+// A width x height screen centred at (cx, cy) with its dip disc at (dipCx, dipCy); everything
+// else (background model, fine structure, noise) keeps the generator's defaults.
+inline RfaSyntheticScreenOptions RfaScreenOptions(int32_t width, int32_t height, double cx,
+                                                  double cy, double radius, double dipCx,
+                                                  double dipCy, double dipRadius,
+                                                  uint32_t seed = 1) {
+  RfaSyntheticScreenOptions o;
+  o.width = width;
+  o.height = height;
+  o.cx = cx;
+  o.cy = cy;
+  o.radius = radius;
+  o.dipCx = dipCx;
+  o.dipCy = dipCy;
+  o.dipRadius = dipRadius;
+  o.seed = seed;
+  return o;
+}
+
+// The same screen reduced to its smooth background: no fine structure, no dip, no noise.
+inline RfaSyntheticScreenOptions RfaSmoothScreen(RfaSyntheticScreenOptions o) {
+  o.fineAmplitude = 0.0;
+  o.dipDepth = 0.0;
+  o.noise = 0.0;
+  return o;
+}
