@@ -18,6 +18,7 @@
 #include "app/RfaParameterFiles.h"
 #include "app/RfaParametersBind.h"
 #include "tests/app/RfaAppTestUtil.h"
+#include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestUtil.h"
 #include "ui_MainWindow.h"
 
@@ -123,65 +124,21 @@ TEST(MainWindowForm, TitleMenuAndInitialChecks) {
 TEST_F(MainWindowTest, BindCopiesEveryFieldBothWays) {
   MainWindow window;
   RfaParameters& p = Params();
-  p.Sx = 11.5;
-  p.Sy = 12.5;
-  p.Sr = 130.5;
-  p.SMargin = 3;
-  p.MappingAzThetaMax_deg = 75.5L;
-  p.AdjThres = 0.25L;
-  p.AdjSize = 4;
-  p.Size_l = 7;
-  p.Ax = 64.5;
-  p.Ay = 65.5;
-  p.IsShowTmp = true;
-  p.McpDipCx = 1.5;
-  p.McpDipCy = 2.5;
-  p.McpDipR = 3.5;
-  p.MaskCx = 4;
-  p.MaskCy = 5;
-  p.MaskRx = 6;
-  p.MaskRy = 7;
-  p.IsMoveCenter = false;
-  p.IsBgSh = false;
-  p.IsBgAz = true;
-  p.IsMaskMcpDip = false;
-  p.IsMaskOutside = true;
+  p = RfaDistinctParameters();
   p.MappingIsAzM2 = false;
   window.FillPanel();
   EXPECT_TRUE(p.MappingIsAzM2);
   // Filling fires the value-changed slots; they must not read the half-filled panel back.
-  const RfaParameters filled = p;
-  EXPECT_EQ(filled.Sy, 12.5);
-  EXPECT_EQ(filled.MaskRy, 7);
-  EXPECT_FALSE(filled.IsMoveCenter);
+  EXPECT_EQ(RfaStoredText(p), RfaStoredText(RfaDistinctParameters()));
 
-  Params() = RfaParameters();
+  p = RfaParameters();
   p.MappingIsAzM2 = false;
   p.Bind(true, window.Form());
   EXPECT_TRUE(p.MappingIsAzM2);
-  EXPECT_EQ(p.Sx, 11.5);
-  EXPECT_EQ(p.Sy, 12.5);
-  EXPECT_EQ(p.Sr, 130.5);
-  EXPECT_EQ(p.SMargin, 3);
-  EXPECT_EQ(p.MappingAzThetaMax_deg, 75.5L);
-  EXPECT_EQ(p.AdjThres, 0.25L);
-  EXPECT_EQ(p.AdjSize, 4);
-  EXPECT_EQ(p.Size_l, 7);
-  EXPECT_EQ(p.Ax, 64.5);
-  EXPECT_EQ(p.Ay, 65.5);
-  EXPECT_TRUE(p.IsShowTmp);
-  EXPECT_EQ(p.McpDipCx, 1.5);
-  EXPECT_EQ(p.McpDipCy, 2.5);
-  EXPECT_EQ(p.McpDipR, 3.5);
-  EXPECT_EQ(p.MaskCx, 4);
-  EXPECT_EQ(p.MaskCy, 5);
-  EXPECT_EQ(p.MaskRx, 6);
-  EXPECT_EQ(p.MaskRy, 7);
-  EXPECT_FALSE(p.IsMoveCenter);
-  EXPECT_FALSE(p.IsBgSh);
-  EXPECT_TRUE(p.IsBgAz);
-  EXPECT_FALSE(p.IsMaskMcpDip);
-  EXPECT_TRUE(p.IsMaskOutside);
+  // The fields without a widget keep their defaults (see below); every other one is read.
+  RfaParameters expected = RfaDistinctParameters();
+  expected.MappingIsGnomonic = expected.MappingIsAz = expected.UseAllSphere = false;
+  EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected));
 }
 
 TEST_F(MainWindowTest, BindLeavesFieldsWithoutWidgetAlone) {
@@ -222,10 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Values, MainWindowRoundTest,
                                            RoundCase{-3.0, 0}, RoundCase{9999.7, 10000}));
 
 TEST_F(MainWindowTest, FractionalMaskFromFileShowsRoundedAndIsStoredRounded) {
-  QFile file(Path("m.rfa_bg"));
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write("<ini><MaskCx_>150.6</MaskCx_>\n</ini>\n");
-  file.close();
+  ASSERT_TRUE(WriteAll(Path("m.rfa_bg"), "<ini><MaskCx_>150.6</MaskCx_>\n</ini>\n"));
   MainWindow window;
   RfaSetOpenDialog([&](QWidget*, const QString&, const QString&, const QString&) {
     return QStringList{Path("m.rfa_bg")};
@@ -261,9 +215,7 @@ class MainWindowBadSettingsTest : public ::testing::TestWithParam<BadSettings>,
 
 TEST_P(MainWindowBadSettingsTest, StartupKeepsDefaultsAndShowsNothing) {
   if (GetParam().content != nullptr) {
-    QFile file("settings.ini");
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(GetParam().content);
+    ASSERT_TRUE(WriteAll("settings.ini", GetParam().content));
   }
   RfaModalBoxAnswerer answerer;
   MainWindow window;
@@ -278,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(Files, MainWindowBadSettingsTest,
                          ::testing::Values(BadSettings{"missing", nullptr},
                                            BadSettings{"unbalanced", "<ini><Sx_"},
                                            BadSettings{"empty", ""}),
-                         [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+                         ZrCaseName());
 
 TEST_F(MainWindowTest, EveryPanelChangeRewritesTheSettingsFile) {
   MainWindow window;
@@ -317,10 +269,7 @@ TEST_F(MainWindowTest, SaveParametersWritesThePanelThroughTheSaveDialog) {
 }
 
 TEST_F(MainWindowTest, LoadParametersStartsInTheRememberedDirectory) {
-  QFile ini("filepath.ini");
-  ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
-  ini.write("/some/where");
-  ini.close();
+  ASSERT_TRUE(WriteAll("filepath.ini", "/some/where"));
   RfaParameters stored;
   stored.Size_l = 8;
   RfaSaveParameterFile(stored, Path("p.rfa_bg"));
@@ -336,9 +285,7 @@ TEST_F(MainWindowTest, LoadParametersStartsInTheRememberedDirectory) {
   EXPECT_EQ(call.startPath, "/some/where");
   EXPECT_EQ(call.filter, "parameter (*.rfa_bg);;All Files (*.*)");
   EXPECT_EQ(window.Form()->spSizel->value(), 8);
-  QFile after("filepath.ini");
-  ASSERT_TRUE(after.open(QIODevice::ReadOnly));
-  EXPECT_EQ(after.readAll(), QFileInfo(Path("p.rfa_bg")).path().toUtf8());
+  EXPECT_EQ(ReadAll("filepath.ini"), QFileInfo(Path("p.rfa_bg")).path().toUtf8());
 }
 
 TEST_F(MainWindowTest, LoadParametersFailureIsShownInTheErrorBox) {
@@ -400,7 +347,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FrameCase{"std_empty", [] { throw std::runtime_error(""); },
                                 "Undefined error:Undefined error"},
                       FrameCase{"unknown", [] { throw 42; }, "Undefined error:Undefined error"}),
-    [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+    ZrCaseName());
 
 TEST(RfaButtonFrame, FrameWithoutButtonStillCatches) {
   RfaModalBoxAnswerer answerer;

@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
+#include <QFile>
 #include <QMessageBox>
 #include <QString>
 #include <QTemporaryDir>
@@ -14,6 +15,19 @@
 
 #include "app/RfaParameterFiles.h"
 #include "rfa/RfaParameters.h"
+
+// The whole content of a file, "<missing>" when it cannot be opened.
+inline QByteArray ReadAll(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return QByteArray("<missing>");
+  return file.readAll();
+}
+
+// Writes a file, or returns false.
+inline bool WriteAll(const QString& path, const QByteArray& bytes) {
+  QFile file(path);
+  return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
 
 // Arguments that a replaced file dialog received.
 struct DialogCall {

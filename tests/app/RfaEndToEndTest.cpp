@@ -8,13 +8,11 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QTest>
-#include <cstring>
 #include <memory>
 
 #include "app/MainWindow.h"
 #include "app/RfaParameterFiles.h"
 #include "imageio/ZrImageFile.h"
-#include "refhost/ZrRefHost.h"
 #include "refhost/ZrSeriesIndex.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaChain.h"
@@ -22,59 +20,31 @@
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaPipeline.h"
 #include "rfa/RfaScreenAdjust.h"
-#include "samples/RfaSyntheticScreen.h"
 #include "tests/app/RfaAppTestUtil.h"
+#include "tests/common/RfaRefHostFixture.h"
+#include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestScreens.h"
+#include "tests/common/ZrTestUtil.h"
 #include "ui_MainWindow.h"
 
 namespace {
 
 // A small screen, off-centre, with its dip; small enough to keep every click fast.
 ZrFloatMatrix TestScreen(uint32_t seed = 7) {
-  RfaSyntheticScreenOptions o;
-  o.width = 96;
-  o.height = 96;
-  o.cx = 50;
-  o.cy = 46;
-  o.radius = 40;
-  o.dipCx = 62;
-  o.dipCy = 40;
-  o.dipRadius = 4;
+  RfaSyntheticScreenOptions o = RfaScreenOptions(96, 96, 50, 46, 40, 62, 40, 4, seed);
   o.noise = 0.02;
-  o.seed = seed;
   return RfaMakeSyntheticScreen(o);
 }
 
 // Panel values that suit TestScreen; every value is representable by its widget.
 RfaParameters TestParameters() {
-  RfaParameters p;
-  p.Sx = 50;
-  p.Sy = 46;
-  p.Sr = 40;
-  p.SMargin = 3;
-  p.Size_l = 3;
-  p.Ax = 48;
-  p.Ay = 48;
-  p.McpDipCx = 60;
-  p.McpDipCy = 42;
-  p.McpDipR = 4.5;
-  p.MaskCx = 48;
-  p.MaskCy = 48;
-  p.MaskRx = 38;
-  p.MaskRy = 37;
-  return p;
+  return RfaGeometry(50, 46, 40, 3, 3, 48, 48, 60, 42, 4.5, 48, 48, 38, 37);
 }
 
-bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  return a.ColSize == b.ColSize && a.RowSize == b.RowSize && a.ColBegin == b.ColBegin &&
-         a.RowBegin == b.RowBegin &&
-         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
-}
-
-class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture {
+class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture, public RfaRefHostFixture {
  protected:
   void SetUp() override {
-    server_ = std::make_unique<ZrRefHostThread>(host_);
-    ASSERT_TRUE(server_->Start(0));
+    ASSERT_TRUE(StartHost());
     window_ = std::make_unique<MainWindow>();
     QTest::qWait(30);  // the start-up timer fills the panel
     window_->Host().SetPort(server_->Port());
@@ -84,7 +54,7 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture {
 
   void TearDown() override {
     window_.reset();
-    server_->Stop();
+    StopHost();
   }
 
   void SetPanel(const RfaParameters& p) {
@@ -98,26 +68,8 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture {
     QTest::mouseClick(b, Qt::LeftButton);
   }
 
-  ZrRefHostWindow Window(int32_t id) {
-    ZrRefHostWindow w;
-    EXPECT_TRUE(host_.GetWindow(id, w)) << id;
-    return w;
-  }
-
-  // The windows made since `before`, in creation order.
-  std::vector<int32_t> NewWindows(const std::vector<int32_t>& before) {
-    std::vector<int32_t> made;
-    for (int32_t id : host_.WindowIds()) {
-      if (std::find(before.begin(), before.end(), id) == before.end()) made.push_back(id);
-    }
-    return made;
-  }
-
   int32_t AddSource(const ZrFloatMatrix& image) {
-    const int32_t id = host_.AddImageWindow(image, "screen.rawf");
-    ZrRefHostWindow w;
-    host_.GetWindow(id, w);
-    return id;
+    return host_.AddImageWindow(image, "screen.rawf");
   }
 
   // A folder of `count` screens named s0.rawf, s1.rawf, ...
@@ -130,8 +82,6 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture {
     return Path("series");
   }
 
-  ZrRefHost host_;
-  std::unique_ptr<ZrRefHostThread> server_;
   std::unique_ptr<MainWindow> window_;
 };
 
@@ -161,7 +111,7 @@ TEST_F(RfaEndToEndTest, NewImageWithEveryBoxChecked) {
   ASSERT_EQ(made.size(), 1u);
   const ZrRefHostWindow result = Window(made[0]);
   const RfaImageRecord expected = ExpectedChain(source, RfaParameters::Instance());
-  EXPECT_TRUE(SameBits(result.image, expected.image));
+  EXPECT_TRUE(ZrSameBits(result.image, expected.image));
   EXPECT_EQ(result.keyDouble, expected.doubles);
   EXPECT_EQ(result.keyString, expected.texts);
   // Independent checks: every group is recorded, the dip group keeps the x centre as
@@ -170,7 +120,7 @@ TEST_F(RfaEndToEndTest, NewImageWithEveryBoxChecked) {
   EXPECT_EQ(result.keyDouble.at("MaskMcpDip/CenterY"), 60.0);
   EXPECT_EQ(result.keyDouble.at("AverageAlong/CenterX"), 48.0);
   EXPECT_EQ(result.image(2, 2), 0.0f);  // outside the mask ellipse
-  EXPECT_TRUE(SameBits(Window(sourceId).image, source));
+  EXPECT_TRUE(ZrSameBits(Window(sourceId).image, source));
   EXPECT_TRUE(window_->Form()->pushButton_8->isEnabled());
 }
 
@@ -188,7 +138,7 @@ TEST_F(RfaEndToEndTest, NewImageWithNoBoxCopiesTheSourceAndAddsTheLog) {
   const auto made = NewWindows(before);
   ASSERT_EQ(made.size(), 1u);
   const ZrRefHostWindow result = Window(made[0]);
-  EXPECT_TRUE(SameBits(result.image, source));
+  EXPECT_TRUE(ZrSameBits(result.image, source));
   EXPECT_EQ(result.keyDouble, (std::map<std::string, double>{{"exposure", 2.5}}));
   ASSERT_EQ(result.keyString.size(), 2u);
   EXPECT_EQ(result.keyString.at("sample"), "Si(111)");
@@ -197,17 +147,18 @@ TEST_F(RfaEndToEndTest, NewImageWithNoBoxCopiesTheSourceAndAddsTheLog) {
   EXPECT_NE(log.find("zr_app_tests"), std::string::npos) << log;
 }
 
-TEST_F(RfaEndToEndTest, NewImageOnANonImageWindowCreatesNothing) {
-  const int32_t wave = host_.LoadSeriesWindow(MakeSeriesFolder(1).toStdString(), "wave");
-  host_.SetFocus(wave);
-  const auto before = host_.WindowIds();
-  RfaModalBoxAnswerer answerer;
-  Click("pushButton_8");
-  ASSERT_EQ(answerer.Seen().size(), 1u);
-  EXPECT_EQ(answerer.Seen()[0].title, "ERROR");
-  EXPECT_EQ(answerer.Seen()[0].text, "Please select image window");
-  EXPECT_TRUE(NewWindows(before).empty());
-  EXPECT_TRUE(window_->Form()->pushButton_8->isEnabled());
+TEST_F(RfaEndToEndTest, ImageStepsOnANonImageWindowCreateNothing) {
+  host_.SetFocus(host_.LoadSeriesWindow(MakeSeriesFolder(1).toStdString(), "wave"));
+  for (const char* button : {"pushButton_8", "pushButton_9", "pushButton_11"}) {
+    const auto before = host_.WindowIds();
+    RfaModalBoxAnswerer answerer;
+    Click(button);
+    ASSERT_EQ(answerer.Seen().size(), 1u) << button;
+    EXPECT_EQ(answerer.Seen()[0].title, "ERROR") << button;
+    EXPECT_EQ(answerer.Seen()[0].text, "Please select image window") << button;
+    EXPECT_TRUE(NewWindows(before).empty()) << button;
+    EXPECT_TRUE(window_->findChild<QPushButton*>(button)->isEnabled()) << button;
+  }
 }
 
 TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
@@ -238,7 +189,7 @@ TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
     EXPECT_EQ(QFileInfo(QString::fromStdString(w.savedFiles[static_cast<size_t>(i)])),
               QFileInfo(saved));
     const RfaImageRecord expected = ExpectedChain(TestScreen(static_cast<uint32_t>(10 + i)), p);
-    EXPECT_TRUE(SameBits(ZrImageRead(saved.toStdString()), expected.image)) << i;
+    EXPECT_TRUE(ZrSameBits(ZrImageRead(saved.toStdString()), expected.image)) << i;
   }
   const ZrSeriesIndex index = ZrSeriesIndexRead(Path("out/_index.xmlsrs").toStdString());
   ASSERT_EQ(index.entries.size(), 3u);
@@ -261,7 +212,7 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageOnly) {
   const auto made = NewWindows(before);
   ASSERT_EQ(made.size(), 1u);
   const RfaImageRecord expected = ExpectedChain(TestScreen(10), RfaParameters::Instance());
-  EXPECT_TRUE(SameBits(Window(made[0]).image, expected.image));
+  EXPECT_TRUE(ZrSameBits(Window(made[0]).image, expected.image));
   EXPECT_TRUE(Window(series).savedFiles[0].empty());
 }
 
@@ -377,12 +328,12 @@ TEST_P(RfaStepButtonTest, CreatesItsWindowsWithSourceKeysAndItsGroup) {
   ASSERT_EQ(made.size(), expected.size());
   for (size_t i = 0; i < made.size(); ++i) {
     const ZrRefHostWindow w = Window(made[i]);
-    EXPECT_TRUE(SameBits(w.image, expected[i])) << i;
+    EXPECT_TRUE(ZrSameBits(w.image, expected[i])) << i;
     EXPECT_EQ(w.keyDouble.at("exposure"), 2.5);
     EXPECT_EQ(w.keyDouble.count(GetParam().group) + w.keyString.count(GetParam().group), 1u)
         << GetParam().group;
   }
-  EXPECT_TRUE(SameBits(Window(sourceId).image, source));
+  EXPECT_TRUE(ZrSameBits(Window(sourceId).image, source));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -393,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(
         StepCase{"RemoveAzBg", "pushButton", AzExpected, "AverageAlong/CenterY"},
         StepCase{"MaskDip", "pushButton_9", DipExpected, "MaskMcpDip/Radius"},
         StepCase{"MaskOutside", "pushButton_11", OutsideExpected, "MaskOutside/RadiusOfY"}),
-    [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+    ZrCaseName());
 
 TEST_F(RfaEndToEndTest, MoveToCenterOutlinesScreenAndFitDiscAtTheImageCentre) {
   host_.SetFocus(AddSource(TestScreen()));
@@ -413,15 +364,6 @@ TEST_F(RfaEndToEndTest, MoveToCenterOutlinesScreenAndFitDiscAtTheImageCentre) {
   }
   std::sort(widths.begin(), widths.end());
   EXPECT_EQ(widths, (std::vector<float>{74.0f, 80.0f}));  // 2 (Sr - SMargin), 2 Sr
-}
-
-TEST_F(RfaEndToEndTest, MaskStepsRefuseANonImageWindow) {
-  host_.SetFocus(host_.LoadSeriesWindow(MakeSeriesFolder(1).toStdString(), "wave"));
-  for (const char* button : {"pushButton_9", "pushButton_11"}) {
-    RfaModalBoxAnswerer answerer;
-    Click(button);
-    EXPECT_EQ(answerer.Texts(), QStringList{"Please select image window"}) << button;
-  }
 }
 
 // --- outlines ---
@@ -454,7 +396,7 @@ INSTANTIATE_TEST_SUITE_P(Buttons, RfaDrawButtonTest,
                          ::testing::Values(DrawCase{"Screen", "pushButton_6", 50, 46, 80, 80},
                                            DrawCase{"Dip", "pushButton_10", 60, 42, 9, 9},
                                            DrawCase{"Mask", "pushButton_4", 48, 48, 76, 74}),
-                         [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+                         ZrCaseName());
 
 TEST_F(RfaEndToEndTest, UpdateMaskTakesTheDipFromTheOnlyRegion) {
   const int32_t id = AddSource(TestScreen());
@@ -485,15 +427,8 @@ TEST_F(RfaEndToEndTest, UpdateMaskRefusesNoneOrSeveralRegions) {
 }
 
 TEST_F(RfaEndToEndTest, AdjustScreenFindsTheScreenAndShowsTheClippedImage) {
-  RfaSyntheticScreenOptions o;
-  o.width = o.height = 128;
-  o.cx = 70.5;
-  o.cy = 60;
-  o.radius = 50;
-  o.dipCx = 80;
-  o.dipCy = 50;
-  o.dipRadius = 5;
-  const ZrFloatMatrix screen = RfaMakeSyntheticScreen(o);
+  const ZrFloatMatrix screen =
+      RfaMakeSyntheticScreen(RfaScreenOptions(128, 128, 70.5, 60, 50, 80, 50, 5));
   const int32_t id = AddSource(screen);
   RfaParameters p = TestParameters();
   p.IsShowTmp = true;
@@ -514,7 +449,7 @@ TEST_F(RfaEndToEndTest, AdjustScreenFindsTheScreenAndShowsTheClippedImage) {
   EXPECT_NEAR(w.regions.begin()->second.w, 2 * direct.r, 1e-3);
   const auto made = NewWindows(before);
   ASSERT_EQ(made.size(), 1u);
-  EXPECT_TRUE(SameBits(Window(made[0]).image, direct.clipped));
+  EXPECT_TRUE(ZrSameBits(Window(made[0]).image, direct.clipped));
   EXPECT_EQ(Window(made[0]).regions.size(), 1u);
 }
 

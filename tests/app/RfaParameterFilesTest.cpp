@@ -6,87 +6,21 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QTextStream>
 
 #include "tests/app/RfaAppTestUtil.h"
+#include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
 
-QByteArray ReadAll(const QString& path) {
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) return QByteArray("<missing>");
-  return file.readAll();
-}
-
-void WriteAll(const QString& path, const QByteArray& bytes) {
-  QFile file(path);
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write(bytes);
-}
-
-// Every stored field set to a value that differs from its default.
+// Every stored field away from its default; the mask values fractional, as a file may hold them.
 RfaParameters NonDefaultParameters() {
-  RfaParameters p;
-  p.Sx = 11.5;
-  p.Sy = 12.5;
-  p.Sr = 130.25;
-  p.SMargin = 3;
-  p.MappingIsGnomonic = true;
-  p.MappingIsAz = true;
-  p.MappingAzThetaMax_deg = 75.5L;
-  p.Size_l = 7;
-  p.Ax = 64.5;
-  p.Ay = 65.5;
-  p.AdjThres = 0.25L;
-  p.AdjSize = 4;
-  p.UseAllSphere = true;
-  p.IsShowTmp = true;
-  p.McpDipCx = 1.5;
-  p.McpDipCy = 2.5;
-  p.McpDipR = 3.5;
+  RfaParameters p = RfaDistinctParameters();
   p.MaskCx = 4.5;
   p.MaskCy = 5.5;
   p.MaskRx = 6.5;
   p.MaskRy = 7.5;
-  p.IsMoveCenter = false;
-  p.IsBgSh = false;
-  p.IsBgAz = false;
-  p.IsMaskMcpDip = false;
-  p.IsMaskOutside = false;
   return p;
-}
-
-void ExpectSameStoredFields(const RfaParameters& a, const RfaParameters& b) {
-  EXPECT_EQ(a.Sx, b.Sx);
-  EXPECT_EQ(a.Sy, b.Sy);
-  EXPECT_EQ(a.Sr, b.Sr);
-  EXPECT_EQ(a.SMargin, b.SMargin);
-  EXPECT_EQ(a.MappingIsGnomonic, b.MappingIsGnomonic);
-  EXPECT_EQ(a.MappingIsAz, b.MappingIsAz);
-  // Long doubles travel as decimal text: "0.1" reads as the long double nearest 0.1, not as
-  // the widened double default, so they agree to double precision.
-  EXPECT_EQ(static_cast<double>(a.MappingAzThetaMax_deg),
-            static_cast<double>(b.MappingAzThetaMax_deg));
-  EXPECT_EQ(a.Size_l, b.Size_l);
-  EXPECT_EQ(a.Ax, b.Ax);
-  EXPECT_EQ(a.Ay, b.Ay);
-  EXPECT_EQ(static_cast<double>(a.AdjThres), static_cast<double>(b.AdjThres));
-  EXPECT_EQ(a.AdjSize, b.AdjSize);
-  EXPECT_EQ(a.UseAllSphere, b.UseAllSphere);
-  EXPECT_EQ(a.IsShowTmp, b.IsShowTmp);
-  EXPECT_EQ(a.McpDipCx, b.McpDipCx);
-  EXPECT_EQ(a.McpDipCy, b.McpDipCy);
-  EXPECT_EQ(a.McpDipR, b.McpDipR);
-  EXPECT_EQ(a.MaskCx, b.MaskCx);
-  EXPECT_EQ(a.MaskCy, b.MaskCy);
-  EXPECT_EQ(a.MaskRx, b.MaskRx);
-  EXPECT_EQ(a.MaskRy, b.MaskRy);
-  EXPECT_EQ(a.IsMoveCenter, b.IsMoveCenter);
-  EXPECT_EQ(a.IsBgSh, b.IsBgSh);
-  EXPECT_EQ(a.IsBgAz, b.IsBgAz);
-  EXPECT_EQ(a.IsMaskMcpDip, b.IsMaskMcpDip);
-  EXPECT_EQ(a.IsMaskOutside, b.IsMaskOutside);
 }
 
 class RfaParameterFilesTest : public ::testing::Test, public RfaWorkDirFixture {};
@@ -148,7 +82,7 @@ TEST_F(RfaParameterFilesTest, FilePathIniIsTruncatedOnEveryChoiceAndReadByItsFir
   RfaWriteFilePathIni("/a/very/long/directory/name/x");
   RfaWriteFilePathIni("/b/y");
   EXPECT_EQ(ReadAll("filepath.ini"), QByteArray("/b"));
-  WriteAll("filepath.ini", "/first\n/second\n");
+  ASSERT_TRUE(WriteAll("filepath.ini", "/first\n/second\n"));
   EXPECT_EQ(RfaReadFilePathIni(), QString("/first"));
 }
 
@@ -175,7 +109,7 @@ TEST_F(RfaParameterFilesTest, SaveHelperStartsInDefaultWithoutRememberedDirector
 }
 
 TEST_F(RfaParameterFilesTest, SaveHelperStartsInRememberedDirectoryAndRemembersTheChoice) {
-  WriteAll("filepath.ini", "/data/run1");
+  ASSERT_TRUE(WriteAll("filepath.ini", "/data/run1"));
   QString start;
   RfaSetSaveDialog([&](QWidget*, const QString&, const QString& s, const QString&) {
     start = s;
@@ -188,7 +122,7 @@ TEST_F(RfaParameterFilesTest, SaveHelperStartsInRememberedDirectoryAndRemembersT
 }
 
 TEST_F(RfaParameterFilesTest, SaveHelperKeepsAnExplicitDirectoryOfTheDefaultName) {
-  WriteAll("filepath.ini", "/ignored");
+  ASSERT_TRUE(WriteAll("filepath.ini", "/ignored"));
   QString start;
   RfaSetSaveDialog([&](QWidget*, const QString&, const QString& s, const QString&) {
     start = s;
@@ -205,28 +139,29 @@ TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredField) {
   RfaSaveParameterFile(written, Path("p.rfa_bg"));
   RfaParameters read;
   RfaLoadParameterFile(read, Path("p.rfa_bg"));
-  ExpectSameStoredFields(read, written);
+  EXPECT_EQ(RfaStoredText(read), RfaStoredText(written));
 
   RfaParameters defaults;
   RfaSaveParameterFile(defaults, Path("p.rfa_bg"));
   RfaLoadParameterFile(read, Path("p.rfa_bg"));
-  ExpectSameStoredFields(read, RfaParameters());
+  EXPECT_EQ(RfaStoredText(read), RfaStoredText(RfaParameters()));
 }
 
 TEST_F(RfaParameterFilesTest, FileWithOnlySxChangesOnlySx) {
-  WriteAll(Path("sx.rfa_bg"), "<ini><Sx_>42.5</Sx_>\n</ini>\n");
+  ASSERT_TRUE(WriteAll(Path("sx.rfa_bg"), "<ini><Sx_>42.5</Sx_>\n</ini>\n"));
   RfaParameters p = NonDefaultParameters();
   RfaLoadParameterFile(p, Path("sx.rfa_bg"));
   RfaParameters expected = NonDefaultParameters();
   expected.Sx = 42.5;
-  ExpectSameStoredFields(p, expected);
+  EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected));
 }
 
 TEST_F(RfaParameterFilesTest, OtherRootChangesNothingAndIsNoError) {
-  WriteAll(Path("other.rfa_bg"), "<other><Sx_>42.5</Sx_><IsBgSh_>false</IsBgSh_>\n</other>\n");
+  ASSERT_TRUE(
+      WriteAll(Path("other.rfa_bg"), "<other><Sx_>42.5</Sx_><IsBgSh_>false</IsBgSh_>\n</other>\n"));
   RfaParameters p;
   EXPECT_ZR_ERROR(RfaLoadParameterFile(p, Path("other.rfa_bg")), "<no ZrError>");
-  ExpectSameStoredFields(p, RfaParameters());
+  EXPECT_EQ(RfaStoredText(p), RfaStoredText(RfaParameters()));
 }
 
 TEST_F(RfaParameterFilesTest, OpeningErrorsCarryThePath) {
