@@ -82,6 +82,21 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture, public
     return Path("series");
   }
 
+  // A series window of `count` screens, focused.
+  int32_t FocusSeries(int count) {
+    const int32_t id = host_.LoadSeriesWindow(MakeSeriesFolder(count).toStdString());
+    host_.SetFocus(id);
+    return id;
+  }
+
+  // The save dialog answers with `name` in the working directory, whose folder is made.
+  void SaveIndexAs(const QString& name) {
+    QDir().mkpath(QFileInfo(Path(name)).path());
+    RfaSetSaveDialog([this, name](QWidget*, const QString&, const QString&, const QString&) {
+      return Path(name);
+    });
+  }
+
   std::unique_ptr<MainWindow> window_;
 };
 
@@ -162,8 +177,7 @@ TEST_F(RfaEndToEndTest, ImageStepsOnANonImageWindowCreateNothing) {
 }
 
 TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
-  const int32_t series = host_.LoadSeriesWindow(MakeSeriesFolder(3).toStdString());
-  host_.SetFocus(series);
+  const int32_t series = FocusSeries(3);
   QDir().mkpath(Path("out"));
   DialogCall call;
   RfaSetSaveDialog(
@@ -197,8 +211,7 @@ TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
 }
 
 TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageOnly) {
-  const int32_t series = host_.LoadSeriesWindow(MakeSeriesFolder(2).toStdString());
-  host_.SetFocus(series);
+  const int32_t series = FocusSeries(2);
   bool dialogShown = false;
   RfaSetSaveDialog([&](QWidget*, const QString&, const QString&, const QString&) {
     dialogShown = true;
@@ -217,12 +230,8 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageOnly) {
 }
 
 TEST_F(RfaEndToEndTest, CancellingTheBatchKeepsEarlierImagesSaved) {
-  const int32_t series = host_.LoadSeriesWindow(MakeSeriesFolder(4).toStdString());
-  host_.SetFocus(series);
-  QDir().mkpath(Path("out"));
-  RfaSetSaveDialog([&](QWidget*, const QString&, const QString&, const QString&) {
-    return Path("out/_index.xmlsrs");
-  });
+  const int32_t series = FocusSeries(4);
+  SaveIndexAs("out/_index.xmlsrs");
   // Presses the progress dialog's cancel button once the second image has begun.
   QTimer canceller;
   QObject::connect(&canceller, &QTimer::timeout, [&] {
@@ -243,13 +252,9 @@ TEST_F(RfaEndToEndTest, CancellingTheBatchKeepsEarlierImagesSaved) {
 }
 
 TEST_F(RfaEndToEndTest, BatchReportsAnImageThatCannotBeLoaded) {
-  const QString folder = MakeSeriesFolder(2);
-  const int32_t series = host_.LoadSeriesWindow(folder.toStdString());
-  host_.SetFocus(series);
-  QFile::remove(folder + "/s1.rawf");
-  RfaSetSaveDialog([&](QWidget*, const QString&, const QString&, const QString&) {
-    return Path("_index.xmlsrs");
-  });
+  const int32_t series = FocusSeries(2);
+  QFile::remove(Path("series/s1.rawf"));
+  SaveIndexAs("_index.xmlsrs");
   RfaModalBoxAnswerer answerer({QMessageBox::Yes, QMessageBox::Ok});
   Click("pushButton_8");
   ASSERT_EQ(answerer.Seen().size(), 2u);
@@ -258,8 +263,7 @@ TEST_F(RfaEndToEndTest, BatchReportsAnImageThatCannotBeLoaded) {
 }
 
 TEST_F(RfaEndToEndTest, CancellingTheOutputDialogDoesNothing) {
-  const int32_t series = host_.LoadSeriesWindow(MakeSeriesFolder(2).toStdString());
-  host_.SetFocus(series);
+  FocusSeries(2);
   host_.ClearRequests();
   const auto before = host_.WindowIds();
   RfaModalBoxAnswerer answerer({QMessageBox::Yes});

@@ -26,54 +26,43 @@ ZrFloatMatrix RandomImageWithHoles(int32_t cols, int32_t rows, int32_t colBegin,
   return m;
 }
 
-// Brute force: every ring's mean found by scanning the whole image for its members; empty
-// rings interpolated between the nearest filled ones on each side; each pixel then read off
-// the ring means at its radius, ring k standing at radius (k + 0.5) x step.
+// Brute force: every ring's mean over its non-zero, non-NaN pixels, ring k holding the pixels
+// at distances in [k, k + 1) x step; empty rings interpolated between the nearest filled ones
+// on each side (or copied from the one filled side). Ring k stands at radius (k + 0.5) x step.
 std::vector<double> BruteForceRingMeans(const ZrFloatMatrix& image, double cx, double cy,
                                         double step) {
-  double farthest = 0.0;
+  std::vector<double> sum, count;
   for (int32_t y = image.RowBegin; y < image.RowBegin + image.RowSize; ++y) {
     for (int32_t x = image.ColBegin; x < image.ColBegin + image.ColSize; ++x) {
-      farthest = std::max(farthest, std::hypot(x - cx, y - cy));
-    }
-  }
-  const int rings = static_cast<int>(std::floor(farthest / step)) + 1;
-  std::vector<double> mean(static_cast<size_t>(rings), 0.0);
-  std::vector<bool> filled(static_cast<size_t>(rings), false);
-  for (int k = 0; k < rings; ++k) {
-    double sum = 0.0;
-    int count = 0;
-    for (int32_t y = image.RowBegin; y < image.RowBegin + image.RowSize; ++y) {
-      for (int32_t x = image.ColBegin; x < image.ColBegin + image.ColSize; ++x) {
-        const float v = image(x, y);
-        if (v == 0.0f || std::isnan(v)) continue;
-        if (static_cast<int>(std::floor(std::hypot(x - cx, y - cy) / step)) != k) continue;
-        sum += v;
-        ++count;
+      const size_t k = static_cast<size_t>(std::floor(std::hypot(x - cx, y - cy) / step));
+      if (k >= sum.size()) {
+        sum.resize(k + 1, 0.0);
+        count.resize(k + 1, 0.0);
       }
-    }
-    if (count > 0) {
-      mean[static_cast<size_t>(k)] = sum / count;
-      filled[static_cast<size_t>(k)] = true;
+      const float v = image(x, y);
+      if (v == 0.0f || std::isnan(v)) continue;
+      sum[k] += v;
+      count[k] += 1;
     }
   }
-  std::vector<double> result = mean;
-  for (int k = 0; k < rings; ++k) {
-    if (filled[static_cast<size_t>(k)]) continue;
-    int below = k - 1;
-    while (below >= 0 && !filled[static_cast<size_t>(below)]) --below;
-    int above = k + 1;
-    while (above < rings && !filled[static_cast<size_t>(above)]) ++above;
-    if (below < 0 && above >= rings) continue;  // no data at all: zeros
-    if (below < 0) {
-      result[static_cast<size_t>(k)] = mean[static_cast<size_t>(above)];
-    } else if (above >= rings) {
-      result[static_cast<size_t>(k)] = mean[static_cast<size_t>(below)];
-    } else {
-      const double f = static_cast<double>(k - below) / (above - below);
-      result[static_cast<size_t>(k)] =
-          mean[static_cast<size_t>(below)] * (1.0 - f) + mean[static_cast<size_t>(above)] * f;
+  const auto mean = [&](size_t k) { return sum[k] / count[k]; };
+  std::vector<double> result(sum.size(), 0.0);
+  for (size_t k = 0; k < sum.size(); ++k) {
+    if (count[k] > 0) {
+      result[k] = mean(k);
+      continue;
     }
+    size_t below = k, above = k + 1;
+    while (below > 0 && count[below - 1] == 0) --below;  // below - 1: nearest filled below
+    while (above < sum.size() && count[above] == 0) ++above;
+    const bool hasBelow = below > 0, hasAbove = above < sum.size();
+    if (hasBelow && hasAbove) {
+      const double f =
+          static_cast<double>(k - (below - 1)) / static_cast<double>(above - (below - 1));
+      result[k] = mean(below - 1) * (1.0 - f) + mean(above) * f;
+    } else if (hasBelow || hasAbove) {
+      result[k] = hasBelow ? mean(below - 1) : mean(above);
+    }  // no data at all: zeros
   }
   return result;
 }
