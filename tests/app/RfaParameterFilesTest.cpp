@@ -92,45 +92,49 @@ TEST_F(RfaParameterFilesTest, MissingFilePathIniReadsEmpty) {
 
 // --- the save-dialog helper ---
 
-TEST_F(RfaParameterFilesTest, SaveHelperStartsInDefaultWithoutRememberedDirectory) {
+struct SaveHelperCase {
+  const char* name;
+  const char* remembered;  // content of "filepath.ini"; nullptr: no file
+  const char* defaultName;
+  const char* chosen;  // the dialog's answer; "" when cancelled
+  const char* start;   // where the dialog must start
+  const char* after;   // "filepath.ini" afterwards
+};
+
+class RfaSaveHelperTest : public ::testing::TestWithParam<SaveHelperCase>,
+                          public RfaWorkDirFixture {};
+
+TEST_P(RfaSaveHelperTest, StartsWhereItShouldAndRemembersTheChoice) {
+  const SaveHelperCase& c = GetParam();
+  if (c.remembered != nullptr) {
+    ASSERT_TRUE(WriteAll("filepath.ini", c.remembered));
+  }
   DialogCall call;
   RfaSetSaveDialog(
       [&](QWidget*, const QString& caption, const QString& start, const QString& filter) {
         call = {caption, start, filter};
-        return QString();
+        return QString(c.chosen);
       });
-  EXPECT_EQ(GetSaveFileName(nullptr, "paremeter.rfa_bg", "parameter (*.rfa_bg)", "Save paramtrs"),
-            QString());
-  EXPECT_EQ(call.caption, "Save paramtrs");
-  EXPECT_EQ(call.startPath, "default/paremeter.rfa_bg");
-  EXPECT_EQ(call.filter, "parameter (*.rfa_bg)");
-  // Cancelling writes nothing.
-  EXPECT_FALSE(QFile::exists("filepath.ini"));
+  EXPECT_EQ(GetSaveFileName(nullptr, c.defaultName, "index (*.xmlsrs *.*)", "Save here"),
+            QString(c.chosen));
+  EXPECT_EQ(call.caption, "Save here");
+  EXPECT_EQ(call.startPath, c.start);
+  EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
+  EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(c.after));
 }
 
-TEST_F(RfaParameterFilesTest, SaveHelperStartsInRememberedDirectoryAndRemembersTheChoice) {
-  ASSERT_TRUE(WriteAll("filepath.ini", "/data/run1"));
-  QString start;
-  RfaSetSaveDialog([&](QWidget*, const QString&, const QString& s, const QString&) {
-    start = s;
-    return QString("/data/run2/out/_index.xmlsrs");
-  });
-  EXPECT_EQ(GetSaveFileName(nullptr, "./_index.xmlsrs", "index (*.xmlsrs *.*)", "c"),
-            QString("/data/run2/out/_index.xmlsrs"));
-  EXPECT_EQ(start, "/data/run1/_index.xmlsrs");
-  EXPECT_EQ(ReadAll("filepath.ini"), QByteArray("/data/run2/out"));
-}
-
-TEST_F(RfaParameterFilesTest, SaveHelperKeepsAnExplicitDirectoryOfTheDefaultName) {
-  ASSERT_TRUE(WriteAll("filepath.ini", "/ignored"));
-  QString start;
-  RfaSetSaveDialog([&](QWidget*, const QString&, const QString& s, const QString&) {
-    start = s;
-    return QString();
-  });
-  GetSaveFileName(nullptr, "C:\\out\\p.rfa_bg", "f", "c");
-  EXPECT_EQ(start, "C:\\out/p.rfa_bg");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RfaSaveHelperTest,
+    ::testing::Values(
+        // Cancelling writes nothing.
+        SaveHelperCase{"DefaultWithoutRememberedDirectory", nullptr, "paremeter.rfa_bg", "",
+                       "default/paremeter.rfa_bg", "<missing>"},
+        SaveHelperCase{"RememberedDirectory", "/data/run1", "./_index.xmlsrs",
+                       "/data/run2/out/_index.xmlsrs", "/data/run1/_index.xmlsrs",
+                       "/data/run2/out"},
+        SaveHelperCase{"ExplicitDirectoryOfTheDefaultName", "/ignored", "C:\\out\\p.rfa_bg", "",
+                       "C:\\out/p.rfa_bg", "/ignored"}),
+    ZrCaseName());
 
 // --- parameter files ---
 

@@ -13,6 +13,7 @@
 
 #include "numerics/ZrSphericalHarmonics.h"
 #include "rfa/RfaParameters.h"
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -110,32 +111,13 @@ class RfaBackgroundFitTest : public ::testing::Test {
     return p;
   }
 
-  // A screen image: smooth background, a ring of bright spots, noise, a blanked dip inside
-  // the disc and zeros around the screen.
+  // A centred synthetic screen with its dip blanked (zeros) inside the disc, at (+9, -7) from
+  // the centre, and zeros around the screen.
   static ZrFloatMatrix ScreenImage(int32_t size, double radius, unsigned seed) {
-    ZrFloatMatrix image(size, size);
-    std::mt19937 random(seed);
-    std::normal_distribution<float> noise(0.0f, 3.0f);
     const double c = size / 2;
-    for (int32_t y = 0; y < size; ++y) {
-      for (int32_t x = 0; x < size; ++x) {
-        const double dx = x - c, dy = y - c;
-        const double r = std::sqrt(dx * dx + dy * dy) / radius;
-        float v = 0.0f;
-        if (r < 1.0) {
-          v = static_cast<float>(900.0 * (1.0 - 0.5 * r * r) + 70.0 * dy / radius);
-          for (int k = 0; k < 5; ++k) {
-            const double sx = c + 0.6 * radius * std::cos(k * 1.2566) - x;
-            const double sy = c + 0.6 * radius * std::sin(k * 1.2566) - y;
-            v += static_cast<float>(300.0 * std::exp(-(sx * sx + sy * sy) / 20.0));
-          }
-          v += noise(random);
-          if ((dx - 9) * (dx - 9) + (dy + 7) * (dy + 7) < 16) v = 0.0f;
-        }
-        image(x, y) = v;
-      }
-    }
-    return image;
+    RfaSyntheticScreenOptions o = RfaScreenOptions(size, size, c, c, radius, c + 9, c - 7, 4, seed);
+    o.dipDepth = 1.0;
+    return RfaMakeSyntheticScreen(o);
   }
 
   QStringList DebugLines;
