@@ -18,36 +18,19 @@
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaParameters.h"
 #include "rfa/RfaPipeline.h"
-#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestScreens.h"
 #include "ui_MainWindow.h"
 
 namespace {
 
 ZrFloatMatrix Screen() {
-  RfaSyntheticScreenOptions o;
-  o.width = o.height = 1024;
-  o.cx = 520;
-  o.cy = 505;
-  o.radius = 420;
-  o.dipCx = 600;
-  o.dipCy = 560;
-  o.dipRadius = 30;
-  return RfaMakeSyntheticScreen(o);
+  return RfaMakeSyntheticScreen(RfaScreenOptions(1024, 1024, 520, 505, 420, 600, 560, 30));
 }
 
+// Every operation checked, as by default.
 RfaParameters Parameters() {
-  RfaParameters p;
-  p.Sx = 520;
-  p.Sy = 505;
-  p.Sr = 420;
-  p.SMargin = 10;
-  p.Ax = p.Ay = 512;
-  p.McpDipCx = 592;
-  p.McpDipCy = 567;
-  p.McpDipR = 30;
-  p.MaskCx = p.MaskCy = 512;
-  p.MaskRx = p.MaskRy = 425;
-  return p;  // every operation checked by default
+  return RfaGeometry(520, 505, 420, 10, 5, 512, 512, 592, 567, 30, 512, 512, 425, 425);
 }
 
 // One host, one connected main window and the source image, shared by the benchmarks.

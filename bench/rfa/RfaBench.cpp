@@ -3,24 +3,13 @@
 
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaScreenAdjust.h"
-#include "samples/RfaSyntheticScreen.h"
+#include "tests/common/ZrTestScreens.h"
 
 namespace {
 
 const ZrFloatMatrix& Screen1024() {
-  static const ZrFloatMatrix screen = [] {
-    RfaSyntheticScreenOptions o;
-    o.width = 1024;
-    o.height = 1024;
-    o.cx = 521.5;
-    o.cy = 503.0;
-    o.radius = 440.0;
-    o.dipCx = 560.0;
-    o.dipCy = 470.0;
-    o.dipRadius = 40.0;
-    o.seed = 7;
-    return RfaMakeSyntheticScreen(o);
-  }();
+  static const ZrFloatMatrix screen = RfaMakeSyntheticScreen(
+      RfaScreenOptions(1024, 1024, 521.5, 503.0, 440.0, 560.0, 470.0, 40.0, 7));
   return screen;
 }
 

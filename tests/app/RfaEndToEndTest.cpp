@@ -68,6 +68,13 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture, public
     QTest::mouseClick(b, Qt::LeftButton);
   }
 
+  // Clicks the button and returns the windows it made, in creation order.
+  std::vector<int32_t> ClickForWindows(const char* button) {
+    const auto before = host_.WindowIds();
+    Click(button);
+    return NewWindows(before);
+  }
+
   int32_t AddSource(const ZrFloatMatrix& image) {
     return host_.AddImageWindow(image, "screen.rawf");
   }
@@ -101,13 +108,9 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture, public
 };
 
 // The chain run directly: what "New Image" must deliver for a source with these keys.
-RfaImageRecord ExpectedChain(const ZrFloatMatrix& source, const RfaParameters& p,
-                             std::map<std::string, double> doubles = {},
-                             std::map<std::string, std::string> texts = {}) {
+RfaImageRecord ExpectedChain(const ZrFloatMatrix& source, const RfaParameters& p) {
   RfaImageRecord r;
   r.image = source;
-  r.doubles = std::move(doubles);
-  r.texts = std::move(texts);
   RfaAddLogEntry(r.texts, p, "ApplyCheckedOperations");
   RfaKeyWriter keys(r.doubles, r.texts);
   RfaApplyCheckedOperations(r.image, p, keys);
@@ -118,11 +121,9 @@ TEST_F(RfaEndToEndTest, NewImageWithEveryBoxChecked) {
   const ZrFloatMatrix source = TestScreen();
   const int32_t sourceId = AddSource(source);
   host_.SetFocus(sourceId);
-  const auto before = host_.WindowIds();
   RfaModalBoxAnswerer answerer;
-  Click("pushButton_8");
+  const auto made = ClickForWindows("pushButton_8");
   EXPECT_TRUE(answerer.Seen().empty()) << answerer.Texts().join("|").toStdString();
-  const auto made = NewWindows(before);
   ASSERT_EQ(made.size(), 1u);
   const ZrRefHostWindow result = Window(made[0]);
   const RfaImageRecord expected = ExpectedChain(source, RfaParameters::Instance());
@@ -148,9 +149,7 @@ TEST_F(RfaEndToEndTest, NewImageWithNoBoxCopiesTheSourceAndAddsTheLog) {
   // Keys of the source travel along.
   window_->Host().ImageKeyDoubleSet(sourceId, {{"exposure", 2.5}});
   window_->Host().ImageKeyStringSet(sourceId, {{"sample", "Si(111)"}});
-  const auto before = host_.WindowIds();
-  Click("pushButton_8");
-  const auto made = NewWindows(before);
+  const auto made = ClickForWindows("pushButton_8");
   ASSERT_EQ(made.size(), 1u);
   const ZrRefHostWindow result = Window(made[0]);
   EXPECT_TRUE(ZrSameBits(result.image, source));
@@ -217,12 +216,10 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageOnly) {
     dialogShown = true;
     return QString();
   });
-  const auto before = host_.WindowIds();
   RfaModalBoxAnswerer answerer({QMessageBox::No});
-  Click("pushButton_8");
+  const auto made = ClickForWindows("pushButton_8");
   ASSERT_EQ(answerer.Seen().size(), 1u);
   EXPECT_FALSE(dialogShown);
-  const auto made = NewWindows(before);
   ASSERT_EQ(made.size(), 1u);
   const RfaImageRecord expected = ExpectedChain(TestScreen(10), RfaParameters::Instance());
   EXPECT_TRUE(ZrSameBits(Window(made[0]).image, expected.image));
@@ -322,11 +319,9 @@ TEST_P(RfaStepButtonTest, CreatesItsWindowsWithSourceKeysAndItsGroup) {
   const ZrFloatMatrix source = TestScreen();
   const int32_t sourceId = AddSource(source);
   window_->Host().ImageKeyDoubleSet(sourceId, {{"exposure", 2.5}});
-  const auto before = host_.WindowIds();
   RfaModalBoxAnswerer answerer;
-  Click(GetParam().button);
+  const auto made = ClickForWindows(GetParam().button);
   EXPECT_TRUE(answerer.Seen().empty()) << answerer.Texts().join("|").toStdString();
-  const auto made = NewWindows(before);
   const std::vector<ZrFloatMatrix> expected =
       GetParam().expected(source, RfaParameters::Instance());
   ASSERT_EQ(made.size(), expected.size());
@@ -352,9 +347,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(RfaEndToEndTest, MoveToCenterOutlinesScreenAndFitDiscAtTheImageCentre) {
   host_.SetFocus(AddSource(TestScreen()));
-  const auto before = host_.WindowIds();
-  Click("pushButton_7");
-  const auto made = NewWindows(before);
+  const auto made = ClickForWindows("pushButton_7");
   ASSERT_EQ(made.size(), 1u);
   const ZrRefHostWindow w = Window(made[0]);
   ASSERT_EQ(w.regions.size(), 2u);
