@@ -1,0 +1,70 @@
+#include "viewer/ZrViewerMain.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <cstring>
+#include <iostream>
+
+#include "numerics/ZrError.h"
+#include "viewer/ZrViewerMainWindow.h"
+
+bool ZrViewerWanted(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--gui") == 0) return true;
+  }
+  return false;
+}
+
+int ZrViewerMain(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QApplication::setApplicationName("veldra-refhost");
+  QCommandLineParser parser;
+  parser.setApplicationDescription("Reference host with windows: an image viewer for plug-ins.");
+  parser.addHelpOption();
+  const QCommandLineOption gui("gui", "Show the viewer (this mode).");
+  const QCommandLineOption port("port", "TCP port on 127.0.0.1 (0: any free port).", "port",
+                                "14112");
+  const QCommandLineOption localName("local-name", "Local-socket server name (empty: none).",
+                                     "name", "veldraimage");
+  const QCommandLineOption pluginDir("plugin-dir",
+                                     "Folder with the plug-ins' *.menu registration files.",
+                                     "folder", QCoreApplication::applicationDirPath());
+  parser.addOptions({gui, port, localName, pluginDir});
+  parser.addPositionalArgument("files", "Image files, folders or *.xmlsrs to open.", "[files...]");
+  parser.process(app);
+
+  bool portOk = false;
+  const int portValue = parser.value(port).toInt(&portOk);
+  if (!portOk || portValue < 0 || portValue > 65535) {
+    std::cerr << "veldra-refhost: bad port " << parser.value(port).toStdString() << "\n";
+    return 2;
+  }
+  ZrRefHost host;
+  ZrRefHostServer server(host);
+  if (!server.Listen(static_cast<uint16_t>(portValue), parser.value(localName).toStdString())) {
+    std::cerr << "veldra-refhost: " << server.ErrorText() << "\n";
+    return 2;
+  }
+  QObject::connect(&server, &ZrRefHostServer::QuitRequested, &app, &QCoreApplication::quit);
+  try {
+    for (const QString& file : parser.positionalArguments()) {
+      const QFileInfo info(file);
+      if (info.isDir() || info.suffix().compare("xmlsrs", Qt::CaseInsensitive) == 0) {
+        host.LoadSeriesWindow(file.toStdString());
+      } else {
+        host.LoadImageWindow(file.toStdString());
+      }
+    }
+  } catch (const ZrError& e) {
+    std::cerr << "veldra-refhost: " << e.Message << "\n";
+    return 2;
+  }
+
+  ZrViewerMainWindow window(host, server.Port(), &server);
+  window.LoadPlugins(parser.value(pluginDir).toStdString());
+  window.resize(1280, 820);
+  window.show();
+  std::cout << "veldra-refhost listening on 127.0.0.1:" << server.Port() << std::endl;
+  return QApplication::exec();
+}
