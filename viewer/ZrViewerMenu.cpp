@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include "formats/ZrBarnFile.h"
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "numerics/ZrError.h"
 
@@ -19,6 +20,8 @@ std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
     std::vector<ZrMenuEntry> entries;
     std::vector<std::string> extensions;
     try {
+      // Other programs' "*.menu" files are refused by their root before anything is read.
+      ZrBarnFile check(path, "r", "VELDRA-MENU", "Not a menu registration file:" + path);
       ZrPluginFuncVeldra::MenuFileRead(path, entries, extensions);
     } catch (const ZrError& e) {
       if (errors != nullptr) errors->push_back(e.Message);

@@ -17,8 +17,9 @@ struct ZrViewerMenuItem {
 };
 
 // Reads every "*.menu" file directly in folder (sorted by name; entries in file order) with the
-// routine that writes them. A file that cannot be read is skipped and its ZrError text is
-// appended to errors (when given). A missing folder gives no items.
+// routine that writes them. A file without the root "VELDRA-MENU" near its start fails with
+// "Not a menu registration file:" + path. A file that cannot be read is skipped and its ZrError
+// text is appended to errors (when given). A missing folder gives no items.
 std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
                                                std::vector<std::string>* errors = nullptr);
 
