@@ -41,7 +41,7 @@ void ZrBinaryDataToText::Encode(const void* data, uint32_t byteCount, std::strin
   const int64_t groups = GroupCount(n);
   const int64_t full = n / 3;  // groups with three real bytes
   unsigned char tail[3] = {0, 0, 0};
-  if (groups > full) std::memcpy(tail, in + full * 3, static_cast<size_t>(n - full * 3));
+  if (n > full * 3) std::memcpy(tail, in + full * 3, static_cast<size_t>(n - full * 3));
 
   if (standard) {
     text.resize(static_cast<size_t>(4 * groups));

@@ -10,9 +10,11 @@ constexpr qint64 kReadMax = 65535;
 
 // Writes the text up to its first zero byte; no terminator and no length go with it.
 template <class Socket>
-bool WriteText(Socket& socket, const std::string& text, int timeoutMs) {
+bool WriteText(Socket& socket, const std::string& text, int timeoutMs, bool connected) {
   const char* data = text.c_str();
   socket.write(data, static_cast<qint64>(std::strlen(data)));
+  // An unconnected socket cannot write; asking it to wait would only make Qt complain.
+  if (!connected) return false;
   return socket.waitForBytesWritten(timeoutMs);
 }
 
@@ -58,7 +60,7 @@ bool ZrCommonClientTcpSocket::Read() {
 }
 
 bool ZrCommonClientTcpSocket::Write(const std::string& text) {
-  return WriteText(*socket_, text, WriteTimeoutMs);
+  return WriteText(*socket_, text, WriteTimeoutMs, IsConnected());
 }
 
 void ZrCommonClientTcpSocket::MoveToThread(QThread* thread) {
@@ -88,7 +90,7 @@ bool ZrCommonClientLocalSocket::Read() {
 }
 
 bool ZrCommonClientLocalSocket::Write(const std::string& text) {
-  return WriteText(*socket_, text, WriteTimeoutMs);
+  return WriteText(*socket_, text, WriteTimeoutMs, IsConnected());
 }
 
 void ZrCommonClientLocalSocket::MoveToThread(QThread* thread) {

@@ -139,8 +139,10 @@ ZrFloatMatrix ZrDecodeMatrixXml(const std::string& bytes, const std::string& nam
       if (!probe.OpenRack(kXmlImage)) {
         throw ZrError(name + ": matrix XML image file has no \"" + kXmlImage + "\" element");
       }
+      bool found = false;
       for (const char* form : {"zr_matrix", "LDoubleMatrix", "ZrFloatMatrixBinary"}) {
         if (!probe.OpenRack(form)) continue;
+        found = true;
         int32_t cols = 0;
         int32_t rows = 0;
         probe.Value("ColSize", cols, 0);
@@ -153,6 +155,10 @@ ZrFloatMatrix ZrDecodeMatrixXml(const std::string& bytes, const std::string& nam
                         std::to_string(bytes.size()) + " bytes");
         }
         break;
+      }
+      if (!found) {
+        throw ZrError(name + ": matrix XML image file holds no float matrix under \"" + kXmlImage +
+                      "\"");
       }
     }
     ZrBarnXml tree("r");

@@ -546,7 +546,8 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         ZrSeriesIndex renewed = w.series;
         for (size_t i = 0; i < renewed.entries.size(); ++i) {
           const std::string source = w.savedFiles[i].empty() ? s.EntryPath(w, i) : w.savedFiles[i];
-          const QString absolute = QFileInfo(QString::fromStdString(source)).absoluteFilePath();
+          const QString absolute =
+              QDir::cleanPath(QFileInfo(QString::fromStdString(source)).absoluteFilePath());
           const QString relative = indexDir.relativeFilePath(absolute);
           renewed.entries[i].file = (relative.startsWith("..") ? absolute : relative).toStdString();
         }
@@ -595,15 +596,22 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         const ZrFloatMatrix& image = s.Window(id).image;
         const bool shortBlock =
             s.faults.shortBlock && (s.faults.onlyFunction.empty() || s.faults.onlyFunction == cmd);
-        const std::string key = "REFHOSTIMAGE" +
-                                std::to_string(QCoreApplication::applicationPid()) + "_" +
-                                std::to_string(++s.blockCounter);
+        std::string key = "REFHOSTIMAGE" + std::to_string(QCoreApplication::applicationPid()) +
+                          "_" + std::to_string(++s.blockCounter);
         int64_t size = ZrSharedImageBlock::BlockBytes(image.ColSize, image.RowSize);
         if (shortBlock) size = std::max<int64_t>(16, size - 4);
-        s.getBlock.reset();
-        auto block = std::make_unique<QSharedMemory>(QString::fromStdString(key));
-        if (size > std::numeric_limits<int>::max() || !block->create(static_cast<int>(size))) {
-          throw ZrError("Shared Memory cannot create");
+        std::unique_ptr<QSharedMemory> block;
+        if (s.getBlock && s.getBlock->size() == size && !shortBlock) {
+          // Same size as the last get: its block is rewritten and offered under its old key,
+          // sparing a fresh 16 MB segment per 2048 x 2048 get.
+          block = std::move(s.getBlock);
+          key = block->key().toStdString();
+        } else {
+          s.getBlock.reset();
+          block = std::make_unique<QSharedMemory>(QString::fromStdString(key));
+          if (size > std::numeric_limits<int>::max() || !block->create(static_cast<int>(size))) {
+            throw ZrError("Shared Memory cannot create");
+          }
         }
         block->lock();
         char* data = static_cast<char*>(block->data());
@@ -633,17 +641,16 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         if (!block.attach(QSharedMemory::ReadOnly)) {
           throw ZrError("Cannot attach to Shared Memory" + key);
         }
-        ZrFloatMatrix image;
         block.lock();
         try {
-          ZrSharedImageBlock::Decode(block.constData(), block.size(), image);
+          // Decode checks the block before it touches the window's image.
+          ZrSharedImageBlock::Decode(block.constData(), block.size(), w.image);
         } catch (...) {
           block.unlock();
           throw;
         }
         block.unlock();
         block.detach();
-        w.image = std::move(image);
         break;
       }
       case 104: {  // GetIsLoaded

@@ -4,6 +4,7 @@
 #include <QLocalSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <cctype>
 
 #include "refhost/ZrRefHost.h"
 
@@ -54,8 +55,8 @@ void ZrRefHostServer::Attach(QIODevice* device) {
   }
 }
 
-// A request ends with its closing root tag; the client sends a line feed after it, which
-// is skipped together with any other blank before the next request.
+// A request ends with its closing root tag; the line feed the client sends after it (and any
+// other blank) belongs to it, and blanks before a request are dropped.
 void ZrRefHostServer::Serve(QIODevice* device) {
   auto it = buffers_.find(device);
   if (it == buffers_.end()) return;
@@ -64,14 +65,19 @@ void ZrRefHostServer::Serve(QIODevice* device) {
     it = buffers_.find(device);
     if (it == buffers_.end() || !device->isOpen()) return;
     std::string& buffer = it->second;
+    size_t start = 0;
+    while (start < buffer.size() && std::isspace(static_cast<unsigned char>(buffer[start])))
+      ++start;
+    buffer.erase(0, start);
     const size_t end = buffer.find("</air>");
     if (end == std::string::npos) return;
     size_t next = end + 6;
-    const std::string request = buffer.substr(0, next);
     while (next < buffer.size() && (buffer[next] == '\n' || buffer[next] == '\r' ||
                                     buffer[next] == ' ' || buffer[next] == '\t')) {
       ++next;
     }
+    // Recorded as received, line feed included.
+    const std::string request = buffer.substr(0, next);
     buffer.erase(0, next);
     const ZrRefHostAnswer answer = host_.Handle(request);
     Send(device, answer);

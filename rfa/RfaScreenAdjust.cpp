@@ -58,23 +58,20 @@ class RingProfiles {
     return score;
   }
 
-  // Ring means with empty rings filled from their nearest filled neighbours.
+  // Ring means; an empty ring repeats the nearest filled ring inside it (the first filled
+  // ring for those before it), so a gap never reads as a drop.
   std::vector<double> Means() const {
     std::vector<double> mean(Sum.size(), 0.0);
-    int64_t previous = -1;
-    for (int64_t k = 0; k < static_cast<int64_t>(Sum.size()); ++k) {
-      if (Count[static_cast<size_t>(k)] == 0) continue;
-      mean[static_cast<size_t>(k)] =
-          Sum[static_cast<size_t>(k)] / static_cast<double>(Count[static_cast<size_t>(k)]);
-      for (int64_t j = previous + 1; j < k; ++j) {
-        mean[static_cast<size_t>(j)] =
-            previous < 0 ? mean[static_cast<size_t>(k)] : mean[static_cast<size_t>(previous)];
-      }
-      previous = k;
+    size_t filled = 0;
+    bool any = false;
+    for (size_t k = 0; k < Sum.size(); ++k) {
+      if (Count[k] == 0) continue;
+      mean[k] = Sum[k] / static_cast<double>(Count[k]);
+      for (size_t j = any ? filled + 1 : 0; j < k; ++j) mean[j] = any ? mean[filled] : mean[k];
+      filled = k;
+      any = true;
     }
-    for (size_t j = static_cast<size_t>(previous + 1); previous >= 0 && j < mean.size(); ++j) {
-      mean[j] = mean[static_cast<size_t>(previous)];
-    }
+    for (size_t j = filled + 1; any && j < mean.size(); ++j) mean[j] = mean[filled];
     return mean;
   }
 

@@ -15,6 +15,9 @@
 #include <thread>
 #include <variant>
 
+#include <QString>
+#include <QtGlobal>
+
 #include "formats/ZrBarnFile.h"
 #include "formats/ZrBarnXml.h"
 #include "hostlink/ZrPluginLog.h"
@@ -105,7 +108,16 @@ std::string FormatDouble(double v) {
   return text;
 }
 
+void DropDebugMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
+  if (type == QtDebugMsg || type == QtInfoMsg) return;
+  std::fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
+}
+
 }  // namespace
+
+void RfaSilenceDebugOutput() {
+  qInstallMessageHandler(DropDebugMessages);
+}
 
 std::string RfaProcessUsage() {
   return "Usage: rfa-process [options] INPUT...\n"
@@ -130,6 +142,7 @@ std::string RfaProcessUsage() {
          "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
          "      --count N           number of samples for --make-samples (default 3)\n"
          "      --size N            sample width and height in pixels (default 256)\n"
+         "  -v, --verbose           keep the diagnostic output of the background fit\n"
          "  -h, --help              show this text\n"
          "      --version           show the program version\n"
          "\n"
@@ -146,6 +159,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
     };
     if (a == "-h" || a == "--help") {
       options.help = true;
+    } else if (a == "-v" || a == "--verbose") {
+      options.verbose = true;
     } else if (a == "--version") {
       options.version = true;
     } else if (a == "-p" || a == "--parameters") {
@@ -197,7 +212,7 @@ void RfaSetParameter(RfaParameters& params, const std::string& key, const std::s
   long double number = 0;
   std::visit(
       [&](auto member) {
-        using T = std::remove_reference_t<decltype(params.*member)>;
+        using T = std::decay_t<decltype(params.*member)>;
         if constexpr (std::is_same_v<T, bool>) {
           if (value == "true" || value == "1") {
             params.*member = true;
@@ -286,6 +301,20 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   result.image = image;
   ZrPluginLog log;
   log.Open(kProgramName, params.version);
+  // The parameters that were used, so a result file documents how it was made.
+  log.LogOpenFunction("ApplyCheckedOperations");
+  for (const auto& [key, field] : ParameterFields()) {
+    std::visit(
+        [&, k = key](auto member) {
+          using T = std::decay_t<decltype(params.*member)>;
+          if constexpr (std::is_same_v<T, long double>) {
+            log.Add(k, static_cast<double>(params.*member));
+          } else {
+            log.Add(k, params.*member);
+          }
+        },
+        field);
+  }
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);
   RfaApplyCheckedOperations(result.image, params, keys);
@@ -460,6 +489,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
       return 0;
     }
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
+    if (!options.verbose) RfaSilenceDebugOutput();
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
     std::error_code ec;

@@ -11,6 +11,7 @@
 
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaParameters.h"
+#include "samples/RfaSyntheticScreen.h"
 
 // What the command line asks for.
 struct RfaProcessOptions {
@@ -22,6 +23,7 @@ struct RfaProcessOptions {
   bool pictures = false;  // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
   bool help = false;
+  bool verbose = false;  // keep the libraries' diagnostic output
   bool version = false;
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
   int sampleCount = 3;
@@ -89,9 +91,25 @@ std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
                                     const RfaParameters& params, int threads,
                                     const std::function<void(int, int)>& progress);
 
-// Writes count deterministic synthetic screens of size x size pixels ("sample-1.tif", ...)
-// into dir; returns their paths.
+// The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
+// every index (screen off the image centre, MCP dip), background tilt, fine structure and
+// noise seed varying with the index.
+RfaSyntheticScreenOptions RfaSampleOptions(int index, int size);
+
+// Parameters that fit every sample of that size: its screen, the dip where the move to the
+// centre puts it, the outside mask just inside the screen rim.
+RfaParameters RfaSampleParameters(int size);
+
+// Writes a parameter file (root "ini", the plug-in's format) atomically.
+void RfaWriteParameterFile(const std::string& path, RfaParameters& params);
+
+// Writes count samples ("sample-1.tif", ...) and their "default.rfa_bg" into dir (created if
+// missing); returns the image paths.
 std::vector<std::string> RfaMakeSamples(const std::string& dir, int count, int size);
+
+// Drops Qt debug and info messages for the rest of the process: the background fit prints
+// its normal matrix for every image, which on the command line buries what matters.
+void RfaSilenceDebugOutput();
 
 // The whole program: parses args, prints to out/err, returns the exit status (0 all done,
 // 1 some file failed, 2 usage or parameter error). showProgress draws a bar on out.

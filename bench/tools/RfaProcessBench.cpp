@@ -20,6 +20,7 @@ struct Batch {
 Batch& SharedBatch() {
   static Batch batch = [] {
     Batch b;
+    RfaSilenceDebugOutput();
     const fs::path dir = fs::temp_directory_path() / "zr_tools_bench";
     fs::remove_all(dir);
     RfaMakeSamples((dir / "in").string(), 8, 512);

@@ -355,6 +355,27 @@ const MalformedCase kMalformed[] = {
      "TIFF pixel data is truncated or corrupt"},
     {"TiffHugeHeader", "a.tif", HandTiff(100000, 100000, 32, 3, 1, kFloat4, 16),
      "TIFF image size 100000 x 100000 is inconsistent with the file length of 150 bytes"},
+    {"XmlNoRoot", "a.xml", "<other><image/></other>",
+     "not a matrix XML image file (no \"VELDRA-IMAGE-FILE\" element)"},
+    {"XmlNoImage", "a.xml", "<VELDRA-IMAGE-FILE><picture/></VELDRA-IMAGE-FILE>",
+     "matrix XML image file has no \"image\" element"},
+    {"XmlHugeSizes", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><ZrFloatMatrixBinary><ColSize>100000</ColSize><ColBegin>0"
+     "</ColBegin><RowSize>100000</RowSize><RowBegin>0</RowBegin><base64b>AAAA</base64b>"
+     "</ZrFloatMatrixBinary></image></VELDRA-IMAGE-FILE>",
+     "matrix sizes (ColSize 100000, RowSize 100000) do not match the file length of 214 bytes"},
+    {"XmlBadData", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><ZrFloatMatrixBinary><ColSize>1</ColSize><ColBegin>0"
+     "</ColBegin><RowSize>1</RowSize><RowBegin>0</RowBegin><base64b>A*</base64b>"
+     "</ZrFloatMatrixBinary></image></VELDRA-IMAGE-FILE>",
+     "Illigal Data"},
+    {"XmlTooManyValues", "a.xml",
+     "<VELDRA-IMAGE-FILE><image><zr_matrix><ColSize>1</ColSize><ColBegin>0</ColBegin>"
+     "<RowSize>1</RowSize><RowBegin>0</RowBegin><elements>1,2,</elements></zr_matrix></image>"
+     "</VELDRA-IMAGE-FILE>",
+     "Too manay data"},
+    {"XmlEmptyImage", "a.xml", "<VELDRA-IMAGE-FILE><image>",
+     "matrix XML image file holds no float matrix under \"image\""},
     {"PngGarbage", "a.png", std::string("\x89PNG\r\n\x1a\nxx", 10),
      "not a readable PNG file (Unable to read image data)"},
 };

@@ -2,6 +2,7 @@
 // error codes, re-entrant calls, cancelling, and no host at all.
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTcpServer>
 #include <QTimer>

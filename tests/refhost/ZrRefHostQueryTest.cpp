@@ -24,7 +24,7 @@ TEST_F(ZrRefHostQuery, WindowsFocusAndModes) {
 TEST_F(ZrRefHostQuery, KeyMapsWithCharactersNeedingEscapes) {
   const int32_t id = client_->ImageNewWindow();
   const std::map<std::string, double> doubles = {
-      {"a<b>", 0.5}, {"&amp;", -1.25e10}, {"\"q\"", 3}, {"plain", 0}};
+      {"a<b>", 0.5}, {"a & b", -1.25e10}, {"\"q\"", 3}, {"plain", 0}};
   const std::map<std::string, std::string> strings = {
       {"log", "<app><name>x</name>\n</app>\n"}, {"k&", "v < w > \"z\" & 'y'"}, {"e", ""}};
   client_->ImageKeyDoubleSet(id, doubles);

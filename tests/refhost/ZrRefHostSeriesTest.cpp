@@ -119,11 +119,14 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   client_->SeriesImageIndexSetWithLoadImage(id, 1);
   client_->SeriesIndexKeyDoubleGet(id, d);
   EXPECT_EQ(d.at("t"), 1.0);
-  // Nothing saved: the renewed index points at the original images.
+  // Nothing saved: the renewed index points at the original images, absolute when they lie
+  // outside the index's folder and relative when inside it.
   client_->SeriesSaveRenew(id, output_ + "/renewed.xmlsrs");
   const ZrSeriesIndex renewed = ZrSeriesIndexRead(output_ + "/renewed.xmlsrs");
   ASSERT_EQ(renewed.entries.size(), 2u);
-  EXPECT_EQ(renewed.entries[1].file, "../in/img1.rawf");
+  EXPECT_EQ(renewed.entries[1].file, folder_ + "/img1.rawf");
+  client_->SeriesSaveRenew(id, folder_ + "/inside.xmlsrs");
+  EXPECT_EQ(ZrSeriesIndexRead(folder_ + "/inside.xmlsrs").entries[0].file, "img0.rawf");
 }
 
 TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {
