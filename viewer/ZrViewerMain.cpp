@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QTimer>
 #include <cstring>
 #include <iostream>
 
@@ -65,6 +66,8 @@ int ZrViewerMain(int argc, char** argv) {
   window.LoadPlugins(parser.value(pluginDir).toStdString());
   window.resize(1280, 820);
   window.show();
+  if (!parser.positionalArguments().isEmpty())
+    QTimer::singleShot(0, &window, [&] { window.Tile(); });
   std::cout << "veldra-refhost listening on 127.0.0.1:" << server.Port() << std::endl;
   return QApplication::exec();
 }

@@ -80,19 +80,19 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
   for (QDoubleSpinBox* box : {profileX_, profileY_}) {
     box->setRange(-1e6, 1e6);
     box->setDecimals(2);
-    connect(box, qOverload<double>(&QDoubleSpinBox::valueChanged), this,
-            &ZrViewerMainWindow::ShowProfile);
+    connect(box, qOverload<double>(&QDoubleSpinBox::valueChanged), this, [this] {
+      profileCentreChosen_ = true;
+      ShowProfile();
+    });
   }
   profileSkipZeros_ = new QCheckBox("leave out zeros");
   profileSkipZeros_->setChecked(true);
   connect(profileSkipZeros_, &QCheckBox::toggled, this, &ZrViewerMainWindow::ShowProfile);
   auto* centre = new QPushButton("Image centre");
+  centre->setObjectName("profileImageCentre");
   connect(centre, &QPushButton::clicked, this, [this] {
-    if (ZrViewerWindow* window = ActiveWindow()) {
-      const ZrFloatMatrix& image = window->Window().image;
-      SetProfileCentre(image.ColBegin + (image.ColSize - 1) / 2.0,
-                       image.RowBegin + (image.RowSize - 1) / 2.0);
-    }
+    profileCentreChosen_ = false;  // follow the focused image's centre again
+    ShowProfile();
   });
   form->addRow("centre x", profileX_);
   form->addRow("centre y", profileY_);
@@ -207,6 +207,10 @@ void ZrViewerMainWindow::SaveFocused(const std::string& path) {
   ZrImageWrite(path, window.image);
 }
 
+void ZrViewerMainWindow::Tile() {
+  mdi_->tileSubWindows();
+}
+
 void ZrViewerMainWindow::PollRequests() {
   if (server_ != nullptr) {
     connections_->setText(
@@ -317,12 +321,20 @@ void ZrViewerMainWindow::SetProfileCentre(double cx, double cy) {
   const QSignalBlocker blockY(profileY_);
   profileX_->setValue(cx);
   profileY_->setValue(cy);
+  profileCentreChosen_ = true;
   ShowProfile();
 }
 
 void ZrViewerMainWindow::ShowProfile() {
   ZrViewerWindow* window = ActiveWindow();
   QList<QPointF> points;
+  if (window != nullptr && !profileCentreChosen_) {
+    const ZrFloatMatrix& image = window->Window().image;
+    const QSignalBlocker blockX(profileX_);
+    const QSignalBlocker blockY(profileY_);
+    profileX_->setValue(image.ColBegin + (image.ColSize - 1) / 2.0);
+    profileY_->setValue(image.RowBegin + (image.RowSize - 1) / 2.0);
+  }
   if (window != nullptr) {
     for (const QPointF& p :
          ZrViewerRadialProfile(window->Window().image, profileX_->value(), profileY_->value(),

@@ -44,6 +44,8 @@ class ZrViewerMainWindow : public QMainWindow {
   void SaveFocused(const std::string& path);
   // Brings every sub-window, the key panel and the profile up to the host's state.
   void Sync();
+  // Arranges the sub-windows side by side.
+  void Tile();
 
   // Plug-in menus from the "*.menu" files of folder (replacing earlier ones); the items.
   std::vector<ZrViewerMenuItem> LoadPlugins(const std::string& folder);
@@ -59,6 +61,7 @@ class ZrViewerMainWindow : public QMainWindow {
   QPlainTextEdit* LogView() const { return log_; }
   QLabel* CursorLabel() const { return cursor_; }
   QtCharts::QLineSeries* ProfileSeries() const { return profileSeries_; }
+  // Until a centre is chosen (here or in the spin boxes) the image's centre is used.
   void SetProfileCentre(double cx, double cy);
 
  private:
@@ -87,6 +90,7 @@ class ZrViewerMainWindow : public QMainWindow {
   QDoubleSpinBox* profileX_ = nullptr;
   QDoubleSpinBox* profileY_ = nullptr;
   QCheckBox* profileSkipZeros_ = nullptr;
+  bool profileCentreChosen_ = false;  // until then the centre follows the image's centre
   QtCharts::QChartView* chartView_ = nullptr;
   QtCharts::QLineSeries* profileSeries_ = nullptr;
   std::vector<QMenu*> pluginMenus_;

@@ -8,6 +8,7 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
@@ -287,6 +288,24 @@ TEST_F(ZrViewerWindowTest, RadialProfileOfTheFocusedImage) {
   ASSERT_EQ(shown.size(), static_cast<int>(expected.size()));
   for (int i = 0; i < shown.size(); ++i) EXPECT_EQ(shown[i], expected[static_cast<size_t>(i)]);
   EXPECT_DOUBLE_EQ(shown[0].y(), image(10, 7));
+}
+
+TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
+  viewer_->OpenFile(Write("a.rawf", Ramp(21, 15, 0, 0)));
+  // Centre (10, 7): ring 0 is that one pixel.
+  ASSERT_FALSE(viewer_->ProfileSeries()->pointsVector().isEmpty());
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 7010.5);
+  viewer_->SetProfileCentre(2, 3);
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 3002.5);
+  // A chosen centre stays for the next image; the button returns to the image's centre.
+  viewer_->OpenFile(Write("b.rawf", Ramp(5, 5, 10, 10)));
+  // Nearest to (2, 3) are (10, 10) at 10.6, (10, 11) at 11.3 and (11, 10) at 11.4: ring 11.
+  EXPECT_EQ(viewer_->ProfileSeries()->pointsVector()[0],
+            QPointF(11, (10010.5 + 11010.5 + 10011.5) / 3));
+  auto* button = viewer_->findChild<QPushButton*>("profileImageCentre");
+  ASSERT_NE(button, nullptr);
+  button->click();
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 12012.5);
 }
 
 }  // namespace
