@@ -39,7 +39,7 @@ trap cleanup EXIT
 mkdir -p "$work/plugins" "$work/result"
 cp "$build/app/rfa-bg" "$work/plugins/rfa-bg"
 cp "$root/tests/data/samples/sample-1.tif" "$work/sample-1.tif"
-"$build/tools/rfa-process" -p "$root/tests/data/samples/Default.rfa_bg" -o "$work/result" \
+"$build/tools/rfa-process" -p "$root/tests/data/samples/default.rfa_bg" -o "$work/result" \
   "$work/sample-1.tif" >/dev/null
 cp "$work/result/sample-1.tif" "$work/sample-1-result.tif"
 # A first start without a host only writes the registration file, then gives up.

@@ -29,12 +29,30 @@
 #include <cfloat>
 
 #include "hostlink/ZrCmdPackUnpack.h"
+#include "hostlink/ZrHostReplies.h"
 #include "imageio/ZrImageFile.h"
 #include "numerics/ZrError.h"
+#include "tools/RfaProcess.h"
 
 using namespace QtCharts;
 
 namespace {
+// One request to the host, built and answered exactly as for a plug-in; a "ReturnCode" other
+// than "ok" is thrown.
+template <class Build>
+void Ask(ZrRefHost& host, const char* function, Build build) {
+  ZrCmdPackUnpack request("w");
+  request.OpenCmd();
+  request.SetFunc(ZrCmdPackUnpack::FunctionNumber(function));
+  build(request);
+  request.CloseCmd();
+  std::string text;
+  request.GetText(text);
+  ZrCmdPackUnpack response("r");
+  response.SetText(host.Handle(text).text);
+  ZrHostReply::Open(response);
+}
+
 // Menu texts are shown as registered: "&" is not a mnemonic marker there.
 QString MenuText(const std::string& text) {
   return QString::fromStdString(text).replace("&", "&&");
@@ -192,6 +210,30 @@ void ZrViewerMainWindow::SaveDialog(const QString& filter, const QString& suffix
 
 int32_t ZrViewerMainWindow::OpenFile(const std::string& path) {
   const int32_t id = host_.LoadImageWindow(path);
+  const QFileInfo info(QString::fromStdString(path));
+  const std::string keysPath =
+      info.dir().filePath(info.completeBaseName() + ".keys.xml").toStdString();
+  if (QFileInfo::exists(QString::fromStdString(keysPath))) {
+    try {
+      std::map<std::string, double> doubles;
+      std::map<std::string, std::string> texts;
+      RfaReadKeysFile(keysPath, doubles, texts);
+      Ask(host_, "ImageKeyDoubleSet", [&](ZrCmdPackUnpack& request) {
+        int32_t window = id;
+        request.IDDocChildWindow(window);
+        request.Packer().KeyDoubleList("ImageKeyDouble", doubles);
+      });
+      Ask(host_, "ImageKeyStringSet", [&](ZrCmdPackUnpack& request) {
+        int32_t window = id;
+        request.IDDocChildWindow(window);
+        request.Packer().KeyStringList("ImageKeyString", texts);
+      });
+    } catch (const ZrError& e) {
+      // The image is open; only its record is missing.
+      statusBar()->showMessage(QString::fromStdString(e.Message), 10000);
+    }
+    host_.ClearRequests();
+  }
   Sync();
   return id;
 }
@@ -361,15 +403,14 @@ void ZrViewerMainWindow::ShowProfile() {
 
 void ZrViewerMainWindow::ChooseSeriesIndex(int32_t id, int32_t index) {
   // The same request a plug-in would send, so the host loads the image its own way.
-  ZrCmdPackUnpack request("w");
-  request.OpenCmd();
-  request.SetFunc(ZrCmdPackUnpack::FunctionNumber("SeriesImageIndexSetWithLoadImage"));
-  request.IDDocChildWindow(id);
-  request.Index(index);
-  request.CloseCmd();
-  std::string text;
-  request.GetText(text);
-  host_.Handle(text);
+  try {
+    Ask(host_, "SeriesImageIndexSetWithLoadImage", [&](ZrCmdPackUnpack& request) {
+      request.IDDocChildWindow(id);
+      request.Index(index);
+    });
+  } catch (const ZrError& e) {
+    ShowError(QString::fromStdString(e.Message));
+  }
   host_.ClearRequests();
   Sync();
 }

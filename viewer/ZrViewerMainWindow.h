@@ -38,7 +38,8 @@ class ZrViewerMainWindow : public QMainWindow {
                      QWidget* parent = nullptr);
   ~ZrViewerMainWindow() override;
 
-  // Image file into a new host window (throws the file's ZrError); its id.
+  // Image file into a new host window (throws the file's ZrError); its id. A key record side
+  // file "<name>.keys.xml" beside it (as rfa-process writes) becomes the window's keys.
   int32_t OpenFile(const std::string& path);
   // The focused window's image: ".tif"/".tiff" 32-bit float, ".xml" matrix XML, by extension.
   void SaveFocused(const std::string& path);

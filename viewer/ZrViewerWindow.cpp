@@ -101,7 +101,7 @@ ZrViewerWindow::ZrViewerWindow(int32_t id, QWidget* parent) : QWidget(parent), i
   for (QDoubleSpinBox* box : {lo_, hi_}) {
     box->setRange(-FLT_MAX, FLT_MAX);
     box->setDecimals(4);
-    box->setMinimumWidth(90);
+    box->setFixedWidth(96);  // the float range would make them very wide
   }
   lo_->setObjectName("displayMin");
   hi_->setObjectName("displayMax");

@@ -21,6 +21,7 @@
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrRefHost.h"
 #include "tests/common/ZrTestUtil.h"
+#include "tools/RfaProcess.h"
 #include "viewer/ZrViewerMainWindow.h"
 
 namespace {
@@ -163,6 +164,34 @@ TEST_F(ZrViewerWindowTest, KeysAndLogAPluginSetsAppearAfterItsUpdate) {
       [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
+}
+
+TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
+  const std::string image = Write("result.tif", Ramp(8, 8));
+  RfaWriteKeysFile(dir_.filePath("result.keys.xml").toStdString(),
+                   {{"MaskMcpDip", 1}, {"RFA_background", -0.125}},
+                   {{"log", "rfa-process\nOpen"}, {"source", "a b.tif"}});
+  const int32_t id = viewer_->OpenFile(image);
+  ZrRefHostWindow record;
+  ASSERT_TRUE(host_.GetWindow(id, record));
+  EXPECT_EQ(record.keyDouble.at("RFA_background"), -0.125);
+  EXPECT_EQ(record.keyString.at("source"), "a b.tif");
+  EXPECT_EQ(KeyRows("ImageKeyDouble"),
+            QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
+  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
+  EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
+}
+
+TEST_F(ZrViewerWindowTest, UnreadableKeyFileLeavesTheImageOpenWithoutKeys) {
+  const std::string image = Write("result.rawf", Ramp(8, 8));
+  QFile keys(dir_.filePath("result.keys.xml"));
+  ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
+  keys.write("not a key file\n");
+  keys.close();
+  const int32_t id = viewer_->OpenFile(image);
+  ASSERT_NE(viewer_->WindowWidget(id), nullptr);
+  EXPECT_TRUE(viewer_->WindowWidget(id)->Window().keyDouble.empty());
+  EXPECT_TRUE(KeyRows("ImageKeyDouble").isEmpty());
 }
 
 TEST_F(ZrViewerWindowTest, NewWindowOfAPluginTakesTheFocusAndUserFocusReachesTheHost) {
