@@ -38,16 +38,19 @@ trap cleanup EXIT
 # at every start (the viewer's plug-in menu is built from it).
 mkdir -p "$work/plugins" "$work/result"
 cp "$build/app/rfa-bg" "$work/plugins/rfa-bg"
+# Its automatic settings file: the parameters that suit the bundled samples.
+cp "$root/tests/data/samples/default.rfa_bg" "$work/plugins/rfa-bg.ini"
 cp "$root/tests/data/samples/sample-1.tif" "$work/sample-1.tif"
 "$build/tools/rfa-process" -p "$root/tests/data/samples/default.rfa_bg" -o "$work/result" \
   "$work/sample-1.tif" >/dev/null
 cp "$work/result/sample-1.tif" "$work/sample-1-result.tif"
+cp "$work/result/sample-1.keys.xml" "$work/sample-1-result.keys.xml"
 # A first start without a host only writes the registration file, then gives up.
-(cd "$work/plugins" && QT_QPA_PLATFORM=offscreen ./rfa-bg -P 1 >/dev/null 2>&1) || true
+sh -c 'cd "$1" && QT_QPA_PLATFORM=offscreen ./rfa-bg -P 1' sh "$work/plugins" >/dev/null 2>&1 || true
 [ -f "$work/plugins/rfa-bg.menu" ] || { echo "screenshot-viewer.sh: no rfa-bg.menu" >&2; exit 1; }
 
-"$build/refhost/veldra-refhost" --gui --port 0 --local-name "" -geometry 1000x880+0+0 \
-  --plugin-dir "$work/plugins" "$work/sample-1.tif" "$work/sample-1-result.tif" \
+"$build/refhost/veldra-refhost" --gui --port 0 --local-name "" -geometry 930x880+0+0 \
+  --plugin-dir "$work/plugins" "$work/sample-1-result.tif" "$work/sample-1.tif" \
   >"$work/viewer.out" 2>"$work/viewer.err" &
 viewer_pid=$!
 port=
@@ -59,10 +62,25 @@ done
 [ -n "$port" ] || { echo "screenshot-viewer.sh: the viewer did not start" >&2; cat "$work/viewer.err" >&2; exit 1; }
 
 # The tool, started with the registered parameter and the host's port, beside the viewer.
-(cd "$work/plugins" && exec ./rfa-bg -geometry +1005+0 -O -P "$port") >"$work/plugin.out" 2>&1 &
+(cd "$work/plugins" && exec ./rfa-bg -geometry +935+0 -O -P "$port") >"$work/plugin.out" 2>&1 &
 plugin_pid=$!
 sleep 4
 kill -0 "$plugin_pid" 2>/dev/null || { echo "screenshot-viewer.sh: rfa-bg ended" >&2; cat "$work/plugin.out" >&2; exit 1; }
+
+# With xdotool the tool does its job on the focused sample: its "New Image (Apply checked
+# operations)" button (bottom left of its window) makes a third window with the result and
+# its key record and log.
+if command -v xdotool >/dev/null; then
+  win=$(xdotool search --sync --onlyvisible --pid "$plugin_pid" | head -n 1)
+  eval "$(xdotool getwindowgeometry --shell "$win")"
+  echo "rfa-bg window: $WIDTH x $HEIGHT at $X, $Y" >&2
+  xdotool mousemove $((X + 130)) $((Y + HEIGHT - 35)) click 1
+  sleep 6
+  # Tile the viewer's windows (View > Tile, Ctrl+T).
+  viewer_win=$(xdotool search --onlyvisible --pid "$viewer_pid" | head -n 1)
+  xdotool windowfocus --sync "$viewer_win" key ctrl+t || true
+  sleep 1
+fi
 
 mkdir -p "$(dirname "$out")"
 import -window root "$out"

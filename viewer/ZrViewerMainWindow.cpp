@@ -76,7 +76,8 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
   keys_ = new QTreeWidget;
   keys_->setColumnCount(2);
   keys_->setHeaderLabels({"Key", "Value"});
-  keys_->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+  keys_->header()->setSectionResizeMode(0, QHeaderView::Interactive);
+  keys_->setColumnWidth(0, 190);
   log_ = new QPlainTextEdit;
   log_->setReadOnly(true);
   log_->setLineWrapMode(QPlainTextEdit::NoWrap);
@@ -168,7 +169,7 @@ void ZrViewerMainWindow::BuildMenus() {
   file->addAction("&Quit", this, &QWidget::close)->setShortcut(QKeySequence::Quit);
   QMenu* view = menuBar()->addMenu("&View");
   view->addAction("&Refresh", this, &ZrViewerMainWindow::Sync)->setShortcut(QKeySequence::Refresh);
-  view->addAction("&Tile", mdi_, &QMdiArea::tileSubWindows);
+  view->addAction("&Tile", mdi_, &QMdiArea::tileSubWindows)->setShortcut(Qt::CTRL + Qt::Key_T);
   view->addAction("&Cascade", mdi_, &QMdiArea::cascadeSubWindows);
 }
 
@@ -249,6 +250,15 @@ void ZrViewerMainWindow::SaveFocused(const std::string& path) {
   ZrImageWrite(path, window.image);
 }
 
+void ZrViewerMainWindow::FitToImage(QMdiSubWindow* sub) {
+  auto* widget = static_cast<ZrViewerWindow*>(sub->widget());
+  const QSize image = widget->View()->sizeHint();
+  const QSize room = mdi_->viewport()->size();
+  const QSize wanted = sub->sizeHint().expandedTo(image + QSize(40, 110));
+  sub->resize(std::max(200, std::min(wanted.width(), room.width())),
+              std::max(150, std::min(wanted.height(), room.height())));
+}
+
 void ZrViewerMainWindow::Tile() {
   mdi_->tileSubWindows();
 }
@@ -291,12 +301,15 @@ void ZrViewerMainWindow::Sync() {
       widget->Refresh(window);
       QMdiSubWindow* sub = mdi_->addSubWindow(widget);
       sub->setAttribute(Qt::WA_DeleteOnClose, false);
-      const QSize size = widget->View()->sizeHint();
-      sub->resize(std::min(size.width() + 40, 900), std::min(size.height() + 90, 800));
       sub->show();
       found = subs_.emplace(id, sub).first;
+      FitToImage(sub);
     } else {
-      static_cast<ZrViewerWindow*>(found->second->widget())->Refresh(window);
+      auto* widget = static_cast<ZrViewerWindow*>(found->second->widget());
+      const QSize before = widget->View()->sizeHint();
+      widget->Refresh(window);
+      // A plug-in's new window gets its image after it is made: fit it then.
+      if (before.isEmpty() && !widget->View()->sizeHint().isEmpty()) FitToImage(found->second);
     }
     found->second->setWindowTitle(static_cast<ZrViewerWindow*>(found->second->widget())->Title());
   }

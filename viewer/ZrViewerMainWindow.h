@@ -70,6 +70,7 @@ class ZrViewerMainWindow : public QMainWindow {
   void PollRequests();
   void ActivatedSubWindow(QMdiSubWindow* sub);
   void ShowKeys();
+  void FitToImage(QMdiSubWindow* sub);
   void ShowProfile();
   void ChooseSeriesIndex(int32_t id, int32_t index);
   void ShowError(const QString& text);

@@ -101,7 +101,7 @@ ZrViewerWindow::ZrViewerWindow(int32_t id, QWidget* parent) : QWidget(parent), i
   for (QDoubleSpinBox* box : {lo_, hi_}) {
     box->setRange(-FLT_MAX, FLT_MAX);
     box->setDecimals(4);
-    box->setFixedWidth(96);  // the float range would make them very wide
+    box->setFixedWidth(100);  // the float range would make them very wide
   }
   lo_->setObjectName("displayMin");
   hi_->setObjectName("displayMax");
@@ -115,17 +115,21 @@ ZrViewerWindow::ZrViewerWindow(int32_t id, QWidget* parent) : QWidget(parent), i
   slider_ = new QSlider(Qt::Horizontal);
   slider_->setObjectName("seriesIndex");
   index_ = new QLabel;
+  // Two rows keep the window narrow enough for several side by side.
   controls->addWidget(new QLabel("min"));
   controls->addWidget(lo_);
   controls->addWidget(new QLabel("max"));
   controls->addWidget(hi_);
-  controls->addWidget(auto_);
-  controls->addWidget(new QLabel("zoom"));
-  controls->addWidget(zoom_);
-  controls->addWidget(slider_, 1);
-  controls->addWidget(index_);
   controls->addStretch();
+  auto* second = new QHBoxLayout;
+  second->addWidget(auto_);
+  second->addWidget(new QLabel("zoom"));
+  second->addWidget(zoom_);
+  second->addWidget(slider_, 1);
+  second->addWidget(index_);
+  second->addStretch();
   layout->addLayout(controls);
+  layout->addLayout(second);
   view_ = new ZrImageView;
   scroll_ = new QScrollArea;
   scroll_->setWidget(view_);

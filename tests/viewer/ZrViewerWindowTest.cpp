@@ -124,6 +124,7 @@ TEST_F(ZrViewerWindowTest, CursorReadOutNamesThePixelUnderTheMouse) {
   const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(40, 30, -5, 100)));
   ZrImageView* view = viewer_->WindowWidget(id)->View();
   view->SetZoom(3);
+  QCoreApplication::processEvents();  // let the scroll area place the grown view
   QTest::mouseMove(view, QPoint(3 * 7 + 1, 3 * 4 + 2));  // pixel column 7, row 4 from the top
   EXPECT_EQ(viewer_->CursorLabel()->text(), "x=2  y=104  value=104002.5");
   QTest::mouseMove(view, QPoint(1, 1));  // (0, 0) would mean the centre to QTest
