@@ -50,7 +50,7 @@ sh -c 'cd "$1" && QT_QPA_PLATFORM=offscreen ./rfa-bg -P 1' sh "$work/plugins" >/
 [ -f "$work/plugins/rfa-bg.menu" ] || { echo "screenshot-viewer.sh: no rfa-bg.menu" >&2; exit 1; }
 
 "$build/refhost/veldra-refhost" --gui --port 0 --local-name "" -geometry 930x880+0+0 \
-  --plugin-dir "$work/plugins" "$work/sample-1-result.tif" "$work/sample-1.tif" \
+  --plugin-dir "$work/plugins" ${ZR_SCREENSHOT_LOG:+--log "$ZR_SCREENSHOT_LOG"} "$work/sample-1-result.tif" "$work/sample-1.tif" \
   >"$work/viewer.out" 2>"$work/viewer.err" &
 viewer_pid=$!
 port=
@@ -67,13 +67,16 @@ plugin_pid=$!
 sleep 4
 kill -0 "$plugin_pid" 2>/dev/null || { echo "screenshot-viewer.sh: rfa-bg ended" >&2; cat "$work/plugin.out" >&2; exit 1; }
 
-# With xdotool the tool does its job on the focused sample: its "New Image (Apply checked
-# operations)" button (bottom left of its window) makes a third window with the result and
-# its key record and log.
+# With xdotool the tool does its job on the focused sample: "Draw screen" (top right of
+# its window) adds the screen's outline as a region of the sample, then "New Image
+# (Apply checked operations)" (bottom left) makes a third window with the result and its key
+# record and log. The button places are those of the tool's window at its default size.
 if command -v xdotool >/dev/null; then
   win=$(xdotool search --sync --onlyvisible --pid "$plugin_pid" | head -n 1)
   eval "$(xdotool getwindowgeometry --shell "$win")"
   echo "rfa-bg window: $WIDTH x $HEIGHT at $X, $Y" >&2
+  xdotool mousemove $((X + WIDTH - 64)) $((Y + 100)) click 1
+  sleep 1
   xdotool mousemove $((X + 130)) $((Y + HEIGHT - 35)) click 1
   sleep 6
   # Tile the viewer's windows (View > Tile, Ctrl+T).

@@ -31,7 +31,8 @@ int ZrViewerMain(int argc, char** argv) {
   const QCommandLineOption pluginDir("plugin-dir",
                                      "Folder with the plug-ins' *.menu registration files.",
                                      "folder", QCoreApplication::applicationDirPath());
-  parser.addOptions({gui, port, localName, pluginDir});
+  const QCommandLineOption log("log", "Append every request text received to this file.", "file");
+  parser.addOptions({gui, port, localName, pluginDir, log});
   parser.addPositionalArgument("files", "Image files, folders or *.xmlsrs to open.", "[files...]");
   parser.process(app);
 
@@ -42,6 +43,7 @@ int ZrViewerMain(int argc, char** argv) {
     return 2;
   }
   ZrRefHost host;
+  if (parser.isSet(log)) host.SetRequestLog(parser.value(log).toStdString());
   ZrRefHostServer server(host);
   if (!server.Listen(static_cast<uint16_t>(portValue), parser.value(localName).toStdString())) {
     std::cerr << "veldra-refhost: " << server.ErrorText() << "\n";

@@ -6,6 +6,7 @@ bool ZrViewerWanted(int argc, char** argv);
 
 // Runs the viewer: the host served on --port (default 14112, 0: any free port) and the local
 // name --local-name (default "veldraimage"), plug-in menus from --plugin-dir (default: the
-// folder of this program), and every further argument opened as an image file (a folder or
+// folder of this program), every request text appended to --log FILE when given, and every further
+// argument opened as an image file (a folder or
 // "*.xmlsrs" as a series). Returns the exit code.
 int ZrViewerMain(int argc, char** argv);
