@@ -149,6 +149,10 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
 }
 
 ZrViewerMainWindow::~ZrViewerMainWindow() {
+  // The children are destroyed after this body, when this object is only a QMainWindow: none
+  // of their signals (the MDI area's activations above all) may reach it any more.
+  poll_->stop();
+  for (QObject* child : findChildren<QObject*>()) child->disconnect(this);
   // Plug-ins started here end with the viewer.
   for (QProcess* process : findChildren<QProcess*>()) {
     process->disconnect();
@@ -171,6 +175,8 @@ void ZrViewerMainWindow::BuildMenus() {
   view->addAction("&Refresh", this, &ZrViewerMainWindow::Sync)->setShortcut(QKeySequence::Refresh);
   view->addAction("&Tile", mdi_, &QMdiArea::tileSubWindows)->setShortcut(Qt::CTRL + Qt::Key_T);
   view->addAction("&Cascade", mdi_, &QMdiArea::cascadeSubWindows);
+  // A closed sub-window only hides: the host keeps the window, so it can come back.
+  view->addAction("Show &All Windows", this, &ZrViewerMainWindow::ShowAllWindows);
 }
 
 void ZrViewerMainWindow::ShowError(const QString& text) {
@@ -257,6 +263,13 @@ void ZrViewerMainWindow::FitToImage(QMdiSubWindow* sub) {
   const QSize wanted = sub->sizeHint().expandedTo(image + QSize(40, 110));
   sub->resize(std::max(200, std::min(wanted.width(), room.width())),
               std::max(150, std::min(wanted.height(), room.height())));
+}
+
+void ZrViewerMainWindow::ShowAllWindows() {
+  for (const auto& [id, sub] : subs_) {
+    (void)id;
+    sub->show();
+  }
 }
 
 void ZrViewerMainWindow::Tile() {

@@ -47,6 +47,8 @@ class ZrViewerMainWindow : public QMainWindow {
   void Sync();
   // Arranges the sub-windows side by side.
   void Tile();
+  // Shows the sub-windows the user closed (the host keeps every window).
+  void ShowAllWindows();
 
   // Plug-in menus from the "*.menu" files of folder (replacing earlier ones); the items.
   std::vector<ZrViewerMenuItem> LoadPlugins(const std::string& folder);

@@ -124,7 +124,7 @@ TEST_F(ZrViewerWindowTest, CursorReadOutNamesThePixelUnderTheMouse) {
   const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(40, 30, -5, 100)));
   ZrImageView* view = viewer_->WindowWidget(id)->View();
   view->SetZoom(3);
-  QCoreApplication::processEvents();  // let the scroll area place the grown view
+  QCoreApplication::processEvents();                     // let the scroll area place the grown view
   QTest::mouseMove(view, QPoint(3 * 7 + 1, 3 * 4 + 2));  // pixel column 7, row 4 from the top
   EXPECT_EQ(viewer_->CursorLabel()->text(), "x=2  y=104  value=104002.5");
   QTest::mouseMove(view, QPoint(1, 1));  // (0, 0) would mean the centre to QTest
@@ -177,8 +177,7 @@ TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
   ASSERT_TRUE(host_.GetWindow(id, record));
   EXPECT_EQ(record.keyDouble.at("RFA_background"), -0.125);
   EXPECT_EQ(record.keyString.at("source"), "a b.tif");
-  EXPECT_EQ(KeyRows("ImageKeyDouble"),
-            QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
+  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
 }
@@ -212,6 +211,19 @@ TEST_F(ZrViewerWindowTest, NewWindowOfAPluginTakesTheFocusAndUserFocusReachesThe
     if (sub->widget() == viewer_->WindowWidget(first)) mdi->setActiveSubWindow(sub);
   }
   EXPECT_EQ(client.WindowGetFocusedID(), first);
+}
+
+TEST_F(ZrViewerWindowTest, ClosedWindowStaysInTheHostAndComesBack) {
+  const int32_t id = viewer_->OpenFile(Write("a.rawf", Ramp(8, 8)));
+  QWidget* sub = viewer_->WindowWidget(id)->parentWidget();
+  ASSERT_TRUE(sub->isVisible());
+  sub->close();
+  EXPECT_FALSE(sub->isVisible());
+  viewer_->Sync();
+  EXPECT_FALSE(sub->isVisible());
+  EXPECT_EQ(host_.WindowIds(), std::vector<int32_t>({id}));
+  viewer_->ShowAllWindows();
+  EXPECT_TRUE(sub->isVisible());
 }
 
 TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
