@@ -139,6 +139,18 @@ void ZrBarnXml::Impl::Write(std::string& out) const {
     out += rack->value;
     stack.emplace_back(rack, 0);
   };
+  // Sized once: a first walk adds up the lengths, so large values are copied only once.
+  size_t total = out.size();
+  std::vector<ZrBarnXmlRack*> pending = {root->children.front().get()};
+  while (!pending.empty()) {
+    ZrBarnXmlRack* rack = pending.back();
+    pending.pop_back();
+    total += 2 * rack->Name().size() + rack->AttributeText().size() + rack->value.size() + 6;
+    for (const auto& child : rack->children) {
+      if (child) pending.push_back(child.get());
+    }
+  }
+  out.reserve(total);
   open(root->children.front().get());
   while (!stack.empty()) {
     auto& [rack, next] = stack.back();

@@ -78,6 +78,7 @@ class ZrBarnXml {
 
   struct Impl;
   std::unique_ptr<Impl> impl_;
+
  private:
   struct MatrixAccess;  // the matrix value accessors, formats/ZrMatrixXml.cpp
 };

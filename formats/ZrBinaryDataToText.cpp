@@ -96,7 +96,7 @@ uint64_t ZrBinaryDataToText::DecodedSize(std::string_view text, bool standard) c
   }
   // The header is read as "%08lx" would read it, from a bounded copy.
   char header[9] = {};
-  std::memcpy(header, text.data(), length < 8 ? length : 8);
+  if (length > 0) std::memcpy(header, text.data(), length < 8 ? length : 8);
   unsigned long n = 0;
   if (std::sscanf(header, "%08lx", &n) != 1 || n > 0xffffffffUL) throw ZrError("Size Error");
   if (GroupCount(static_cast<int64_t>(n)) != (static_cast<int64_t>(length) - 8) / 4) {

@@ -17,8 +17,10 @@ void Decode(const void* block, int64_t blockBytes, ZrFloatMatrix& image) {
   const int32_t cols = header[0];
   const int32_t rows = header[1];
   if (cols < 0 || rows < 0) throw ZrError("matrix creation Parameter Error");
-  const int64_t needed = BlockBytes(cols, rows);
-  if (blockBytes < needed) {
+  // In unsigned 64 bits: 16 + 4 x (2^31 - 1)^2 still fits, where a signed product would not.
+  const uint64_t needed = static_cast<uint64_t>(kHeaderBytes) +
+                          4u * static_cast<uint64_t>(cols) * static_cast<uint64_t>(rows);
+  if (static_cast<uint64_t>(blockBytes) < needed) {
     throw ZrError("Shared memory block is too small: its header claims " + std::to_string(cols) +
                   " x " + std::to_string(rows) + " pixels (" + std::to_string(needed) +
                   " bytes) but the block holds " + std::to_string(blockBytes) + " bytes");

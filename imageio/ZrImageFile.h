@@ -7,7 +7,8 @@
 
 // The format is chosen by the file extension (case-insensitive):
 //   ".tif", ".tiff"  TIFF. Reading: one channel of 8- or 16-bit unsigned integers or 32-bit
-//                    floats, first page only. Writing: 32-bit float, one channel, lossless.
+//                    floats, in strips or tiles, first page only. Writing: 32-bit float, one
+//                    channel, lossless.
 //                    The matrix begins are not kept (a read image has begins 0, 0).
 //   ".rawf"          raw float: a 16-byte little-endian header of four int32 values
 //                    ColSize, RowSize, ColBegin, RowBegin (the layout of the shared-memory

@@ -91,8 +91,9 @@ class TiffHandle {
     options_ = TIFFOpenOptionsAlloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options_, KeepFirstError, &stream);
     TIFFOpenOptionsSetWarningHandlerExtR(options_, IgnoreWarning, &stream);
-    // libtiff's own buffers (strip tables, codec state) stay bounded whatever a header says.
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options_, 64 << 20);
+    // libtiff's own buffers stay bounded whatever a header says; the bound still admits a
+    // whole 8192 x 8192 float image in a single strip, as some writers store it.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(options_, tmsize_t{512} << 20);
     tif_ = TIFFClientOpenExt(name.c_str(), mode, &stream, StreamRead, StreamWrite, StreamSeek,
                              StreamClose, StreamSize, StreamMap, StreamUnmap, options_);
   }
@@ -117,6 +118,85 @@ class TiffHandle {
 // Decoded data may exceed the file by at most this factor (above the best ratios of the LZW
 // and Deflate codecs); a larger claim is a hostile or broken header.
 constexpr uint64_t kMaxExpansion = 2048;
+
+// n samples of the given width (libtiff has already put them in host byte order) to floats.
+void ConvertSamples(const unsigned char* in, float* out, size_t n, uint16_t bits) {
+  if (bits == 8) {
+    for (size_t i = 0; i < n; ++i) out[i] = static_cast<float>(in[i]);
+  } else if (bits == 16) {
+    for (size_t i = 0; i < n; ++i) {
+      uint16_t v;
+      std::memcpy(&v, in + 2 * i, 2);
+      out[i] = static_cast<float>(v);
+    }
+  } else {
+    std::memcpy(out, in, n * sizeof(float));
+  }
+}
+
+void ReadStrips(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, const std::string& name) {
+  const auto width = static_cast<uint32_t>(image.ColSize);
+  const auto height = static_cast<uint32_t>(image.RowSize);
+  const tmsize_t stripSize = TIFFStripSize(tif);
+  uint32_t rowsPerStrip = height;
+  TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
+  rowsPerStrip = std::max<uint32_t>(1, std::min(rowsPerStrip, height));
+  const uint64_t rowBytes = static_cast<uint64_t>(width) * (bits / 8);
+  if (stripSize <= 0 || static_cast<uint64_t>(stripSize) < rowBytes * rowsPerStrip) {
+    throw ZrError(name + ": TIFF strip layout is corrupt");
+  }
+  std::vector<unsigned char> strip(static_cast<size_t>(stripSize));
+  float* out = image.Data;
+  for (uint32_t row = 0; row < height; row += rowsPerStrip) {
+    const uint32_t rows = std::min(rowsPerStrip, height - row);
+    const tmsize_t want = static_cast<tmsize_t>(rowBytes * rows);
+    const tmsize_t got =
+        TIFFReadEncodedStrip(tif, TIFFComputeStrip(tif, row, 0), strip.data(), want);
+    if (got < want) throw ZrError(name + ": TIFF pixel data is truncated or corrupt");
+    const size_t n = static_cast<size_t>(width) * rows;
+    ConvertSamples(strip.data(), out, n, bits);
+    out += n;
+  }
+}
+
+// Tiles cover the image in a grid; those on the right and bottom edges are padded, and only
+// their part inside the image is copied.
+void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize,
+               const std::string& name) {
+  const auto width = static_cast<uint32_t>(image.ColSize);
+  const auto height = static_cast<uint32_t>(image.RowSize);
+  uint32_t tileWidth = 0;
+  uint32_t tileLength = 0;
+  TIFFGetField(tif, TIFFTAG_TILEWIDTH, &tileWidth);
+  TIFFGetField(tif, TIFFTAG_TILELENGTH, &tileLength);
+  const tmsize_t tileSize = TIFFTileSize(tif);
+  const uint64_t bytesPerSample = bits / 8;
+  const uint64_t tileBytes = static_cast<uint64_t>(tileWidth) * tileLength * bytesPerSample;
+  const uint64_t tiles = tileWidth == 0 || tileLength == 0
+                             ? 0
+                             : static_cast<uint64_t>((width + tileWidth - 1) / tileWidth) *
+                                   ((height + tileLength - 1) / tileLength);
+  if (tileBytes == 0 || tileSize <= 0 || static_cast<uint64_t>(tileSize) < tileBytes ||
+      tiles * tileBytes > kMaxExpansion * fileSize) {
+    throw ZrError(name + ": TIFF tile layout is corrupt");
+  }
+  std::vector<unsigned char> tile(static_cast<size_t>(tileSize));
+  for (uint32_t y0 = 0; y0 < height; y0 += tileLength) {
+    for (uint32_t x0 = 0; x0 < width; x0 += tileWidth) {
+      const tmsize_t got = TIFFReadEncodedTile(tif, TIFFComputeTile(tif, x0, y0, 0, 0), tile.data(),
+                                               static_cast<tmsize_t>(tileBytes));
+      if (got < static_cast<tmsize_t>(tileBytes)) {
+        throw ZrError(name + ": TIFF pixel data is truncated or corrupt");
+      }
+      const uint32_t columns = std::min(tileWidth, width - x0);
+      const uint32_t rows = std::min(tileLength, height - y0);
+      for (uint32_t r = 0; r < rows; ++r) {
+        ConvertSamples(tile.data() + static_cast<size_t>(r) * tileWidth * bytesPerSample,
+                       image.Data + static_cast<size_t>(y0 + r) * width + x0, columns, bits);
+      }
+    }
+  }
+}
 
 }  // namespace
 
@@ -151,7 +231,6 @@ ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name) {
                   " samples per pixel); one channel of 8/16-bit unsigned or 32-bit float "
                   "expected");
   }
-  if (TIFFIsTiled(tif)) throw ZrError(name + ": tiled TIFF is not supported");
   const uint64_t pixels = static_cast<uint64_t>(width) * height;
   const uint64_t bytesPerSample = bits / 8;
   if (width > static_cast<uint32_t>(std::numeric_limits<int32_t>::max()) ||
@@ -165,35 +244,10 @@ ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name) {
 
   ZrFloatMatrix image(static_cast<int32_t>(width), static_cast<int32_t>(height));
   if (pixels == 0) return image;
-  const tmsize_t stripSize = TIFFStripSize(tif);
-  uint32_t rowsPerStrip = height;
-  TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
-  rowsPerStrip = std::max<uint32_t>(1, std::min(rowsPerStrip, height));
-  const uint64_t rowBytes = static_cast<uint64_t>(width) * bytesPerSample;
-  if (stripSize <= 0 || static_cast<uint64_t>(stripSize) < rowBytes * rowsPerStrip) {
-    throw ZrError(name + ": TIFF strip layout is corrupt");
-  }
-  std::vector<unsigned char> strip(static_cast<size_t>(stripSize));
-  float* out = image.Data;
-  for (uint32_t row = 0; row < height; row += rowsPerStrip) {
-    const uint32_t rows = std::min(rowsPerStrip, height - row);
-    const tmsize_t want = static_cast<tmsize_t>(rowBytes * rows);
-    const tmsize_t got =
-        TIFFReadEncodedStrip(tif, TIFFComputeStrip(tif, row, 0), strip.data(), want);
-    if (got < want) throw ZrError(name + ": TIFF pixel data is truncated or corrupt");
-    const size_t n = static_cast<size_t>(width) * rows;
-    if (bits == 8) {
-      for (size_t i = 0; i < n; ++i) out[i] = static_cast<float>(strip[i]);
-    } else if (bits == 16) {
-      for (size_t i = 0; i < n; ++i) {
-        uint16_t v;
-        std::memcpy(&v, &strip[2 * i], 2);  // libtiff has already put it in host order
-        out[i] = static_cast<float>(v);
-      }
-    } else {
-      std::memcpy(out, strip.data(), n * sizeof(float));
-    }
-    out += n;
+  if (TIFFIsTiled(tif)) {
+    ReadTiles(tif, image, bits, bytes.size(), name);
+  } else {
+    ReadStrips(tif, image, bits, name);
   }
   return image;
 }

@@ -15,8 +15,8 @@ namespace {
 
 constexpr long double kPi = 3.141592653589793238462643383279502884L;
 
-// Pixels per chunk of the tiled accumulation: the chunk's basis vectors (Chunk x K extended
-// values) stay in the first-level cache while every tile of M walks them.
+// Pixels per chunk of the tiled accumulation: the chunk's basis vectors (kChunk x K values,
+// with their double splits) stay in the nearest caches while every tile of M walks them.
 constexpr int32_t kChunk = 32;
 
 // Visits the fit's square of offsets row by row, calling visit(x, y, p) for every pixel whose

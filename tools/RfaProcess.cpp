@@ -97,7 +97,18 @@ int ParseCount(const std::string& option, const std::string& text, int lo, int h
   return static_cast<int>(v);
 }
 
-bool IsImageFile(const fs::path& p) {
+bool EndsWith(const std::string& s, const std::string& tail) {
+  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// Image files of a folder; the side files this program writes are not images to process,
+// so a folder of earlier results can be processed again.
+bool IsFolderImage(const fs::path& p) {
+  const std::string name = p.filename().string();
+  if (EndsWith(name, ".keys.xml") || EndsWith(name, ".before.png") ||
+      EndsWith(name, ".after.png")) {
+    return false;
+  }
   ZrImageFormat format{};
   return ZrImageFormatFromExtension(p.string(), format, false);
 }
@@ -260,7 +271,7 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
       for (const auto& entry : fs::directory_iterator(input, ec)) {
         const std::string name = entry.path().filename().string();
         if (!name.empty() && name[0] != '.' && entry.is_regular_file(ec) &&
-            IsImageFile(entry.path())) {
+            IsFolderImage(entry.path())) {
           found.push_back(entry.path().string());
         }
       }
@@ -514,6 +525,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     out << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
         << "/" << total << (done == total ? "\n" : "") << std::flush;
   };
+  bar(0, static_cast<int>(jobs.size()));
   const std::vector<std::string> failures = RfaRunJobs(jobs, params, options.jobs, bar);
   for (const std::string& f : failures) err << kProgramName << ": " << f << "\n";
   out << "processed " << (jobs.size() - failures.size()) << " of " << jobs.size() << " files into "

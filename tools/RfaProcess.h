@@ -52,7 +52,8 @@ struct RfaProcessJob {
   std::string afterPng;
 };
 
-// Expands folders (their image files, not recursive, sorted by name, hidden files skipped)
+// Expands folders (their image files, not recursive, sorted by name, hidden files and the
+// side files written here -- "*.keys.xml", "*.before.png", "*.after.png" -- skipped)
 // and names the outputs; two inputs with the same output name, or an output that would
 // replace its own input, throw ZrError.
 std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,

@@ -14,7 +14,7 @@ std::vector<char> Block(int32_t cols, int32_t rows, int32_t colBegin, int32_t ro
                         size_t bytes) {
   std::vector<char> block(bytes, 0);
   const int32_t header[4] = {cols, rows, colBegin, rowBegin};
-  std::memcpy(block.data(), header, std::min(bytes, sizeof(header)));
+  if (bytes > 0) std::memcpy(block.data(), header, std::min(bytes, sizeof(header)));
   return block;
 }
 
@@ -51,7 +51,10 @@ INSTANTIATE_TEST_SUITE_P(
                   "but the block holds 16 bytes"},
         GuardCase{65536, 65536, 1024,
                   "Shared memory block is too small: its header claims 65536 x 65536 pixels "
-                  "(17179869200 bytes) but the block holds 1024 bytes"}));
+                  "(17179869200 bytes) but the block holds 1024 bytes"},
+        GuardCase{2147483647, 2147483647, 64,
+                  "Shared memory block is too small: its header claims 2147483647 x 2147483647 "
+                  "pixels (18446744056529682452 bytes) but the block holds 64 bytes"}));
 
 TEST(ZrSharedImageBlock, EmptyHeaderOnlyBlockKeepsTheBegins) {
   std::vector<char> block = Block(0, 0, -4, 9, 16);

@@ -228,6 +228,35 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
   for (uint32_t i = 0; i < w * h; ++i) EXPECT_EQ(m8.Data[i], static_cast<float>(p8[i])) << i;
 }
 
+TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
+  const ZrFloatMatrix image = MakeTestImage(40, 23, 0, 0);  // 3 x 2 tiles of 16 x 16
+  TIFF* tif = TIFFOpen(Path("tiled.tif").c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 40);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 23);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 32);
+  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
+  TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16);
+  TIFFSetField(tif, TIFFTAG_TILELENGTH, 16);
+  std::vector<float> tile(16 * 16);
+  for (uint32_t y0 = 0; y0 < 23; y0 += 16) {
+    for (uint32_t x0 = 0; x0 < 40; x0 += 16) {
+      for (uint32_t r = 0; r < 16; ++r) {
+        for (uint32_t c = 0; c < 16; ++c) {
+          const bool inside = x0 + c < 40 && y0 + r < 23;
+          tile[r * 16 + c] = inside ? image.Data[(y0 + r) * 40 + x0 + c] : -99.0f;
+        }
+      }
+      ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
+    }
+  }
+  TIFFClose(tif);
+  EXPECT_TRUE(SameBits(ZrImageRead(Path("tiled.tif")), image));
+}
+
 TEST_F(ImageFileTest, HandMadeTiffIsRead) {
   std::string px;
   for (uint16_t v : {0, 1, 65535, 256, 513, 40000}) px.append({char(v & 0xff), char(v >> 8)});

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <omp.h>
+
 #include <QStringList>
 #include <QtGlobal>
 #include <cmath>
@@ -299,6 +301,28 @@ TEST(ZrShFits, DegreeByDegreeRemovesEachDegreeInTurn) {
   EXPECT_NEAR(static_cast<double>(c.At(2, 1)), 1.0, 1e-2);
   EXPECT_NEAR(static_cast<double>(c.At(1, 0)), 0.0, 1e-2);
   EXPECT_NEAR(static_cast<double>(c.At(2, -2)), 0.0, 1e-2);
+}
+
+TEST(ZrShFits, DegreeByDegreeIsIndependentOfTheThreadCount) {
+  // The static row split must cover every row exactly once whatever the team size.
+  const ZrFloatMatrix image = SphereImage(3, 2, 1.5f);
+  ZrSphericalHarmonics sh;
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(1);
+  const ZrShCoefficients one = sh.DegreeFit(image, 4, "EquidistantCylindrical");
+  omp_set_num_threads(6);  // more threads than cores; 91 rows = 6 x 15 + 1
+  const ZrShCoefficients six = sh.DegreeFit(image, 4, "EquidistantCylindrical");
+  omp_set_num_threads(threads);
+  EXPECT_EQ(one.Values, six.Values);
+  EXPECT_NEAR(static_cast<double>(one.At(3, 2)), 1.0, 1e-2);
+}
+
+TEST(ZrShFits, ProjectionPublishesRowProgress) {
+  ZrSphericalHarmonics sh;
+  ZrShFitControl control;
+  sh.ProjectionFit(SphereImage(0, 0, 0.0f), 2, "EquidistantCylindrical", &control);
+  EXPECT_EQ(control.Current.load(), 90);
+  EXPECT_EQ(control.Total.load(), 91);
 }
 
 TEST(ZrShFits, SizeLimitsAndCancel) {

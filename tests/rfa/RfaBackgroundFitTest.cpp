@@ -172,6 +172,10 @@ struct BitCase {
   long double ThetaMaxDeg;
 };
 
+void PrintTo(const BitCase& bc, std::ostream* os) {
+  *os << bc.Name;
+}
+
 class RfaNormalEquationsBits : public RfaBackgroundFitTest,
                                public ::testing::WithParamInterface<BitCase> {};
 

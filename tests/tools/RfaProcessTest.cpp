@@ -286,6 +286,32 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
 }
 
+TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
+  ZrImageWrite(Path("s.tif"), RfaTestScreen(32, 7));
+  ASSERT_EQ(Run({"--no-bg-sh", "--png", "-o", Path("first"), Path("s.tif")}), 0) << err_;
+  { std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run"; }
+  const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
+  ASSERT_EQ(jobs.size(), 1u);
+  EXPECT_EQ(jobs[0].input, Path("first/s.tif"));
+  EXPECT_EQ(jobs[0].outputImage, Path("second/s.tif"));
+  EXPECT_EQ(jobs[0].outputKeys, Path("second/s.keys.xml"));
+  QDir().mkpath(QString::fromStdString(Path("empty")));
+  { std::ofstream(Path("empty/notes.txt")) << "not an image"; }
+  EXPECT_ZR_ERROR(RfaCollectJobs({Path("empty")}, Path("x")),
+                  Path("empty") + ": folder holds no image files");
+}
+
+TEST_F(RfaProcessTest, NoOverwriteRefusesBeforeTouchingAnything) {
+  ZrImageWrite(Path("a.tif"), RfaTestScreen(32, 8));
+  ZrImageWrite(Path("b.tif"), RfaTestScreen(32, 9));
+  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out"), Path("b.tif")}), 0) << err_;
+  const std::string before = ZrReadFileBytes(Path("out/b.tif"));
+  EXPECT_EQ(Run({"--no-overwrite", "-o", Path("out"), Path("a.tif"), Path("b.tif")}), 2);
+  EXPECT_EQ(err_, "rfa-process: " + Path("out/b.tif") + ": output exists (--no-overwrite)\n");
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"b.keys.xml", "b.tif"}));
+  EXPECT_EQ(ZrReadFileBytes(Path("out/b.tif")), before);
+}
+
 TEST_F(RfaProcessTest, MissingInputAndCollidingOutputs) {
   EXPECT_EQ(Run({"-o", Path("out"), Path("none.tif")}), 1);
   EXPECT_EQ(err_,
@@ -317,6 +343,24 @@ TEST_F(RfaProcessTest, HelpAndPictures) {
             (std::vector<std::string>{"s.after.png", "s.before.png", "s.keys.xml", "s.tif"}));
 }
 
+TEST_F(RfaProcessTest, ProgressBarCountsEveryFileOnlyWhenAsked) {
+  QDir().mkpath(QString::fromStdString(Path("in")));
+  for (int i = 0; i < 3; ++i) {
+    ZrImageWrite(Path("in/s" + std::to_string(i) + ".rawf"), RfaTestScreen(32, i + 1));
+  }
+  std::ostringstream out;
+  std::ostringstream err;
+  ASSERT_EQ(
+      RfaProcessMain({"--no-bg-sh", "-j", "2", "-o", Path("out"), Path("in")}, out, err, true), 0)
+      << err.str();
+  const std::string bar = out.str();
+  for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
+    EXPECT_NE(bar.find(step), std::string::npos) << step << " in " << bar;
+  }
+  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out2"), Path("in")}), 0);
+  EXPECT_EQ(out_, "processed 3 of 3 files into " + Path("out2") + "\n");
+}
+
 TEST(DisplayRange, IgnoresZerosAndExtremes) {
   ZrFloatMatrix m(1000, 1);
   for (int i = 0; i < 1000; ++i) m.Data[i] = static_cast<float>(i);  // one zero
@@ -334,6 +378,15 @@ TEST_F(RfaProcessTest, MakeSamplesIsDeterministic) {
   EXPECT_EQ(ZrReadFileBytes(a[0]), ZrReadFileBytes(b[0]));
   EXPECT_EQ(ZrReadFileBytes(a[1]), ZrReadFileBytes(b[1]));
   EXPECT_NE(ZrReadFileBytes(a[0]), ZrReadFileBytes(a[1]));
+}
+
+TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakes) {
+  const auto made = RfaMakeSamples(Path("s"), 3, 256);
+  for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif", "default.rfa_bg"}) {
+    EXPECT_EQ(ZrReadFileBytes(Path("s/") + name),
+              ZrReadFileBytes(ZrTestDataDir() + "/samples/" + name))
+        << name << ": regenerate with rfa-process --make-samples tests/data/samples";
+  }
 }
 
 }  // namespace
