@@ -4,6 +4,7 @@
 #include <QCommandLineParser>
 #include <QFileInfo>
 #include <QTimer>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 
@@ -18,6 +19,13 @@ bool ZrViewerWanted(int argc, char** argv) {
 }
 
 int ZrViewerMain(int argc, char** argv) {
+  // Without a display Qt would abort with a long text about platform plug-ins.
+  if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr &&
+      std::getenv("QT_QPA_PLATFORM") == nullptr) {
+    std::cerr << "veldra-refhost: --gui needs a display (DISPLAY is not set); without one run "
+                 "it headless (no --gui)\n";
+    return 2;
+  }
   QApplication app(argc, argv);
   QApplication::setApplicationName("veldra-refhost");
   QCommandLineParser parser;

@@ -8,5 +8,6 @@ bool ZrViewerWanted(int argc, char** argv);
 // name --local-name (default "veldraimage"), plug-in menus from --plugin-dir (default: the
 // folder of this program), every request text appended to --log FILE when given, and every further
 // argument opened as an image file (a folder or
-// "*.xmlsrs" as a series). Returns the exit code.
+// "*.xmlsrs" as a series). Returns the exit code: 0, or 2 for no display, a bad option, a
+// port it cannot listen on or a file it cannot open.
 int ZrViewerMain(int argc, char** argv);
