@@ -15,6 +15,7 @@ function(zr_add_test_suite name)
   endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
+    NO_PRETTY_VALUES
     DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${ARG_TIMEOUT}
                ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ZR_TEST_DATA_DIR=${PROJECT_SOURCE_DIR}/tests/data;ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1")

@@ -43,11 +43,15 @@ class ZrBarnXml {
   bool Value(const std::string& name, double& value, double def);
   bool Value(const std::string& name, long double& value, long double def);
   bool Value(const std::string& name, bool& value, bool def);
-  bool Value(const std::string& name, ZrADateTime& value, const ZrADateTime& def);
+  bool Value(const std::string& name, ZrADateTime& value,
+             const ZrADateTime& def);  // y/mm/dd hh:mm:ss
+  // Items are children "r", escaped twice; an item "ThisIsEndString[]" ends the list.
   bool Value(const std::string& name, std::vector<std::string>& value);
 
   // Matrix values (matrix XML): format "t" text, "b" binary with "base64", "bb" binary with
-  // "base64b". On reading the format is ignored and the form is recognised.
+  // "base64b". On reading the format is ignored and the form is recognised; data that does not
+  // fit the stored shape fails ("Data is short", "Too manay data") before the matrix is
+  // allocated, and a failed read leaves the cursor where the call found it.
   bool Value(const std::string& name, ZrFloatMatrix& value, const std::string& format);
   bool Value(const std::string& name, ZrDoubleMatrix& value, const std::string& format);
   bool Value(const std::string& name, ZrLongMatrix& value, const std::string& format);
