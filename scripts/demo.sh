@@ -35,7 +35,7 @@ fi
 # registration file rfa-bg.menu at every start. Started once here without a host (port 1 is
 # never served), it registers itself and ends, as it always does without a host.
 cp tests/data/samples/default.rfa_bg build/app/rfa-bg.ini
-(ulimit -c 0; build/app/rfa-bg -P 1 >/dev/null 2>&1) || true
+(ulimit -c 0; build/app/rfa-bg -P 1 >/dev/null 2>&1) 2>/dev/null || true
 
 echo
 echo "Viewer: choose PEH > \"RFA: Background: Spherical Harmonics\", then press"
