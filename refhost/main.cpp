@@ -9,6 +9,9 @@
 #include <iostream>
 
 #include "refhost/ZrRefHost.h"
+#ifdef ZR_WITH_VIEWER
+#include "viewer/ZrViewerMain.h"
+#endif
 
 namespace {
 
@@ -23,6 +26,10 @@ void OnSignal(int) {
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef ZR_WITH_VIEWER
+  // --gui: the same host with windows (viewer/).
+  if (ZrViewerWanted(argc, argv)) return ZrViewerMain(argc, argv);
+#endif
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName("veldra-refhost");
   QCommandLineParser parser;

@@ -10,7 +10,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libomp-dev clang-14 libclang-rt-14-dev clang-format
   libtiff-dev libpng-dev
-  xvfb xauth imagemagick fonts-dejavu-core
+  xvfb xauth imagemagick xdotool fonts-dejavu-core
 )
 
 missing=()

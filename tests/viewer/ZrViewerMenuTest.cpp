@@ -1,0 +1,215 @@
+// The plug-in menu: registration files written by the plug-in's own start-up code are read,
+// turned into menus, and their items start the registered program with the host's port.
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QMenuBar>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <string>
+#include <vector>
+
+#include "hostlink/ZrPluginFuncVeldra.h"
+#include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestUtil.h"
+#include "viewer/ZrViewerMainWindow.h"
+#include "viewer/ZrViewerMenu.h"
+
+namespace {
+
+const char kTitle[] = "RFA: Background: Spherical Harmonics";
+
+// Writes the registration file for a program at programPath exactly as the plug-in does at
+// start-up: its entries, its command line, then the file.
+void WriteRegistration(const std::string& programPath, const std::vector<ZrMenuEntry>& entries) {
+  ZrPluginFuncVeldra plugin;
+  for (const ZrMenuEntry& e : entries) {
+    plugin.InitMenuAdd(e.Title, e.TitleSubmenu, e.TitleMenu, e.Parameter);
+  }
+  std::string path = programPath;
+  char* argv[] = {path.data()};
+  plugin.InitSetCmdline(1, argv);
+  plugin.InitMenuFileWrite();
+}
+
+void WriteText(const QString& path, const QByteArray& text) {
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write(text);
+}
+
+QMenu* TopMenu(QMainWindow& window, const QString& title) {
+  for (QAction* action : window.menuBar()->actions()) {
+    if (action->menu() != nullptr && action->text() == title) return action->menu();
+  }
+  return nullptr;
+}
+
+QAction* Item(QMenu* menu, const QString& title) {
+  if (menu == nullptr) return nullptr;
+  for (QAction* action : menu->actions()) {
+    if (action->text() == title) return action;
+  }
+  return nullptr;
+}
+
+class ZrViewerMenuTest : public ::testing::Test {
+ protected:
+  QTemporaryDir dir_;
+  std::string Path(const char* name) const { return dir_.filePath(name).toStdString(); }
+};
+
+TEST_F(ZrViewerMenuTest, ReadsTheEntryThePluginRegisters) {
+  WriteRegistration(Path("rfa-bg"), {{kTitle, "", "PEH", "", "-O"}});
+  ASSERT_TRUE(QFile::exists(dir_.filePath("rfa-bg.menu")));
+  std::vector<std::string> errors;
+  const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
+  EXPECT_TRUE(errors.empty());
+  ASSERT_EQ(items.size(), 1u);
+  EXPECT_EQ(items[0].menuFile, QDir(dir_.path()).absoluteFilePath("rfa-bg.menu").toStdString());
+  EXPECT_EQ(items[0].entry.Title, kTitle);
+  EXPECT_EQ(items[0].entry.TitleSubmenu, "");
+  EXPECT_EQ(items[0].entry.TitleMenu, "PEH");
+  EXPECT_EQ(items[0].entry.Exe, "rfa-bg");
+  EXPECT_EQ(items[0].entry.Parameter, "-O");
+}
+
+TEST_F(ZrViewerMenuTest, FilesInNameOrderEntriesInFileOrderOtherFilesSkipped) {
+  WriteRegistration(Path("b-tool.x"), {{"B1", "", "M", "", "-1"}, {"B2", "S", "M", "", "-2"}});
+  WriteRegistration(Path("a-tool"), {{"A1", "", "N", "", ""}});
+  WriteText(dir_.filePath("c-other.menu"), "<OTHER-MENU><item>x</item></OTHER-MENU>\n");
+  WriteText(dir_.filePath("notes.txt"), "<VELDRA-MENU></VELDRA-MENU>\n");
+  ASSERT_TRUE(QDir(dir_.path()).mkdir("sub.menu"));  // a folder is not a file
+  std::vector<std::string> errors;
+  const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
+  ASSERT_EQ(items.size(), 3u);
+  EXPECT_EQ(items[0].entry.Title, "A1");
+  EXPECT_EQ(items[0].entry.Exe, "a-tool");
+  EXPECT_EQ(items[1].entry.Title, "B1");
+  EXPECT_EQ(items[1].entry.Exe, "b-tool.x");
+  EXPECT_EQ(items[2].entry.Title, "B2");
+  EXPECT_EQ(items[2].entry.TitleSubmenu, "S");
+  EXPECT_EQ(items[2].entry.Parameter, "-2");
+  ASSERT_EQ(errors.size(), 1u);
+  EXPECT_EQ(errors[0], "Not a menu registration file:" +
+                           QDir(dir_.path()).absoluteFilePath("c-other.menu").toStdString());
+}
+
+TEST_F(ZrViewerMenuTest, MissingFolderGivesNoItems) {
+  EXPECT_TRUE(ZrViewerMenuScan(Path("no-such-folder")).empty());
+}
+
+struct LaunchCase {
+  const char* parameter;
+  uint16_t port;
+  std::vector<QString> arguments;
+};
+
+class ZrViewerLaunchTest : public ::testing::TestWithParam<LaunchCase> {};
+
+TEST_P(ZrViewerLaunchTest, ProgramBesideTheFileWithParameterAndPort) {
+  const LaunchCase& c = GetParam();
+  ZrViewerMenuItem item{"/opt/plug ins/rfa-bg.menu", {kTitle, "", "PEH", "rfa-bg", c.parameter}};
+  const ZrViewerLaunch launch = ZrViewerMenuLaunch(item, c.port);
+  EXPECT_EQ(launch.program, "/opt/plug ins/rfa-bg");
+  EXPECT_EQ(launch.arguments, QStringList(c.arguments.begin(), c.arguments.end()));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Parameters, ZrViewerLaunchTest,
+    ::testing::Values(LaunchCase{"-O", 14112, {"-O", "-P", "14112"}},
+                      LaunchCase{"", 1, {"-P", "1"}},
+                      LaunchCase{"-a  -b", 65535, {"-a", "-b", "-P", "65535"}},
+                      LaunchCase{"-f \"a b.rfa_bg\"", 40000, {"-f", "a b.rfa_bg", "-P", "40000"}}));
+
+TEST(ZrViewerLaunch, EntryWithoutExeIsRefused) {
+  ZrViewerMenuItem item{"/x/y.menu", {kTitle, "", "PEH", "", "-O"}};
+  EXPECT_ZR_ERROR(ZrViewerMenuLaunch(item, 1), "Menu entry has no Exe:/x/y.menu");
+}
+
+TEST_F(ZrViewerMenuTest, MenusSubmenusAndItemsAsRegistered) {
+  WriteRegistration(Path("tool"), {{kTitle, "", "PEH", "", "-O"},
+                                   {"Fit & show", "More", "PEH", "", "-F"},
+                                   {"Other item", "", "Extra", "", ""}});
+  ZrRefHost host;
+  ZrViewerMainWindow window(host, 4321);
+  EXPECT_EQ(window.LoadPlugins(dir_.path().toStdString()).size(), 3u);
+  QMenu* peh = TopMenu(window, "PEH");
+  ASSERT_NE(peh, nullptr);
+  EXPECT_NE(Item(peh, kTitle), nullptr);
+  QAction* more = Item(peh, "More");
+  ASSERT_NE(more, nullptr);
+  ASSERT_NE(more->menu(), nullptr);
+  // "&" is shown as registered, not taken as a mnemonic.
+  EXPECT_NE(Item(more->menu(), "Fit && show"), nullptr);
+  EXPECT_NE(Item(TopMenu(window, "Extra"), "Other item"), nullptr);
+  // Loading again replaces the menus instead of adding a second set.
+  window.LoadPlugins(dir_.path().toStdString());
+  int pehMenus = 0;
+  for (QAction* action : window.menuBar()->actions()) pehMenus += action->text() == "PEH";
+  EXPECT_EQ(pehMenus, 1);
+}
+
+// A stand-in program that records its arguments shows the exact command line the menu gives.
+TEST_F(ZrViewerMenuTest, ChoosingTheItemStartsTheProgramWithParameterAndPort) {
+  const QString script = dir_.filePath("recorder.sh");
+  WriteText(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n");
+  QFile::setPermissions(script, QFile::permissions(script) | QFile::ExeOwner);
+  WriteRegistration(script.toStdString(), {{kTitle, "", "PEH", "", "-O"}});
+  ZrRefHost host;
+  ZrViewerMainWindow window(host, 23456);
+  window.LoadPlugins(dir_.path().toStdString());
+  QAction* item = Item(TopMenu(window, "PEH"), kTitle);
+  ASSERT_NE(item, nullptr);
+  item->trigger();
+  EXPECT_EQ(window.LastLaunch().program, script);
+  const QString record = dir_.filePath("args.txt");
+  ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(record).size() > 0; }, 10000));
+  QFile file(record);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  EXPECT_EQ(file.readAll(), QByteArray("-O\n-P\n23456\n"));
+}
+
+TEST_F(ZrViewerMenuTest, ProgramThatCannotStartIsReportedNotStarted) {
+  WriteRegistration(Path("missing-program"), {{kTitle, "", "PEH", "", "-O"}});
+  ZrRefHost host;
+  ZrViewerMainWindow window(host, 23456);
+  window.LoadPlugins(dir_.path().toStdString());
+  QProcess* process = window.StartPlugin(ZrViewerMenuScan(dir_.path().toStdString()).at(0));
+  ASSERT_NE(process, nullptr);
+  EXPECT_FALSE(process->waitForStarted(5000));
+  EXPECT_EQ(process->error(), QProcess::FailedToStart);
+}
+
+#ifdef RFA_BG_PATH
+// The real plug-in: its own registration file is read, its menu item starts it, and it
+// connects to the viewer's host (it ends at once when it cannot).
+TEST_F(ZrViewerMenuTest, ThePluginStartedFromItsMenuConnectsToTheHost) {
+  const QString program = dir_.filePath("rfa-bg");
+  ASSERT_TRUE(QFile::copy(RFA_BG_PATH, program));
+  WriteRegistration(program.toStdString(), {{kTitle, "", "PEH", "", "-O"}});
+  ZrRefHost host;
+  ZrRefHostServer server(host);
+  ASSERT_TRUE(server.Listen(0, ""));
+  ZrViewerMainWindow window(host, server.Port(), &server);
+  window.LoadPlugins(dir_.path().toStdString());
+  QAction* item = Item(TopMenu(window, "PEH"), kTitle);
+  ASSERT_NE(item, nullptr);
+  EXPECT_EQ(window.ClientCount(), 0);
+  item->trigger();
+  EXPECT_EQ(window.LastLaunch().program, program);
+  EXPECT_EQ(window.LastLaunch().arguments,
+            QStringList({"-O", "-P", QString::number(server.Port())}));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return window.ClientCount() == 1; }, 30000));
+  QProcess* process = window.findChild<QProcess*>();
+  ASSERT_NE(process, nullptr);
+  EXPECT_EQ(process->state(), QProcess::Running);
+  process->kill();
+  process->waitForFinished(5000);
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,353 @@
+// The viewer's windows against a reference host: files open in windows of the right size, the
+// cursor read-out and display range, keys, regions and new windows a plug-in makes through the
+// host protocol, focus, series, saving and the radial profile.
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QLabel>
+#include <QLineSeries>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSlider>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+
+#include <cstring>
+#include <memory>
+
+#include "hostlink/ZrPluginFuncVeldra.h"
+#include "imageio/ZrImageFile.h"
+#include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestUtil.h"
+#include "tools/RfaProcess.h"
+#include "viewer/ZrViewerMainWindow.h"
+
+namespace {
+
+// value(x, y) = 1000 * y + x + 0.5: every pixel tells where it is.
+ZrFloatMatrix Ramp(int32_t cols, int32_t rows, int32_t colBegin = 0, int32_t rowBegin = 0) {
+  ZrFloatMatrix image(cols, rows);
+  image.SetBegin(colBegin, rowBegin);
+  for (int32_t y = rowBegin; y < rowBegin + rows; ++y) {
+    for (int32_t x = colBegin; x < colBegin + cols; ++x) image(x, y) = 1000.0f * y + x + 0.5f;
+  }
+  return image;
+}
+
+bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
+  return a.ColSize == b.ColSize && a.RowSize == b.RowSize &&
+         std::memcmp(a.Data, b.Data, static_cast<size_t>(a.Count()) * sizeof(float)) == 0;
+}
+
+// A viewer over a host served on its own thread, and a plug-in client connected to it.
+class ZrViewerWindowTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    server_ = std::make_unique<ZrRefHostThread>(host_);
+    ASSERT_TRUE(server_->Start(0));
+    viewer_ = std::make_unique<ZrViewerMainWindow>(host_, server_->Port());
+    viewer_->resize(1200, 800);
+    viewer_->show();
+  }
+  void TearDown() override {
+    client_.reset();
+    viewer_.reset();
+    server_->Stop();
+  }
+  ZrPluginFuncVeldra& Client() {
+    if (!client_) {
+      client_ = std::make_unique<ZrPluginFuncVeldra>("localhost", server_->Port());
+      client_->SetPollCount(1000);
+      client_->SubConnect();
+    }
+    return *client_;
+  }
+  std::string Write(const char* name, const ZrFloatMatrix& image) {
+    const std::string path = dir_.filePath(name).toStdString();
+    ZrImageWrite(path, image);
+    return path;
+  }
+  QStringList KeyRows(const QString& group) const {
+    QStringList rows;
+    QTreeWidget* tree = viewer_->KeyTree();
+    for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+      QTreeWidgetItem* top = tree->topLevelItem(i);
+      if (top->text(0) != group) continue;
+      for (int k = 0; k < top->childCount(); ++k) {
+        rows << top->child(k)->text(0) + "=" + top->child(k)->text(1);
+      }
+    }
+    return rows;
+  }
+
+  QTemporaryDir dir_;
+  ZrRefHost host_;
+  std::unique_ptr<ZrRefHostThread> server_;
+  std::unique_ptr<ZrViewerMainWindow> viewer_;
+  std::unique_ptr<ZrPluginFuncVeldra> client_;
+};
+
+class ZrViewerOpenTest : public ZrViewerWindowTest,
+                         public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(ZrViewerOpenTest, EachFileInAWindowOfItsSize) {
+  const ZrFloatMatrix image = Ramp(37, 23);
+  const std::string path = Write(GetParam(), image);
+  const int32_t id = viewer_->OpenFile(path);
+  ZrViewerWindow* window = viewer_->WindowWidget(id);
+  ASSERT_NE(window, nullptr);
+  EXPECT_EQ(window->View()->Picture().size(), QSize(37, 23));
+  EXPECT_EQ(window->View()->sizeHint(), QSize(37, 23));
+  EXPECT_TRUE(SameBits(window->Window().image, image));
+  EXPECT_EQ(host_.Focus(), id);
+  EXPECT_EQ(viewer_->ActiveWindow(), window);
+  EXPECT_EQ(window->Title(), QString("%1: %2 (37 x 23)").arg(id).arg(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, ZrViewerOpenTest, ::testing::Values("a.rawf", "b.tif", "c.xml"));
+
+TEST_F(ZrViewerWindowTest, UnreadableFileOpensNoWindow) {
+  const std::string path = dir_.filePath("broken.rawf").toStdString();
+  QFile file(QString::fromStdString(path));
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write("abc");
+  file.close();
+  EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(path); }), "<no ZrError>");
+  EXPECT_TRUE(host_.WindowIds().empty());
+  EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
+}
+
+TEST_F(ZrViewerWindowTest, CursorReadOutNamesThePixelUnderTheMouse) {
+  // Begins are kept by the raw float format: the read-out uses the image's own coordinates.
+  const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(40, 30, -5, 100)));
+  ZrImageView* view = viewer_->WindowWidget(id)->View();
+  view->SetZoom(3);
+  QCoreApplication::processEvents();                     // let the scroll area place the grown view
+  QTest::mouseMove(view, QPoint(3 * 7 + 1, 3 * 4 + 2));  // pixel column 7, row 4 from the top
+  EXPECT_EQ(viewer_->CursorLabel()->text(), "x=2  y=104  value=104002.5");
+  QTest::mouseMove(view, QPoint(1, 1));  // (0, 0) would mean the centre to QTest
+  EXPECT_EQ(viewer_->CursorLabel()->text(), "x=-5  y=100  value=99995.5");
+  EXPECT_EQ(view->PixelAt(QPoint(3 * 39 + 2, 3 * 29 + 2)), QPoint(34, 129));
+  EXPECT_EQ(view->ToScreen(-5, 100), QPointF(1.5, 1.5));
+}
+
+TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
+  const int32_t id = viewer_->OpenFile(Write("ramp.tif", Ramp(11, 3)));
+  ZrViewerWindow* window = viewer_->WindowWidget(id);
+  // Auto: 0.5 (black) .. 2010.5 (white).
+  EXPECT_FLOAT_EQ(window->Range().lo, 0.5f);
+  EXPECT_FLOAT_EQ(window->Range().hi, 2010.5f);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 2)), 255);
+  // Row 1 lies between 1000.5 and 1010.5: set the range to it.
+  window->SetRange(1000.5f, 1010.5f);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(5, 1)), 128);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 1)), 255);
+  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 2)), 255);
+  // A set range stays when the host changes the image; auto follows it again.
+  host_.SetWindowImage(id, Ramp(11, 3, 0, 5));
+  viewer_->Sync();
+  EXPECT_FLOAT_EQ(window->Range().lo, 1000.5f);
+  window->SetAutoRange(true);
+  EXPECT_FLOAT_EQ(window->Range().lo, 5000.5f);
+}
+
+TEST_F(ZrViewerWindowTest, KeysAndLogAPluginSetsAppearAfterItsUpdate) {
+  const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(8, 8)));
+  ZrPluginFuncVeldra& client = Client();
+  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
+  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
+  client.UpdateAll();
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
+  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
+  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
+}
+
+TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
+  const std::string image = Write("result.tif", Ramp(8, 8));
+  RfaWriteKeysFile(dir_.filePath("result.keys.xml").toStdString(),
+                   {{"MaskMcpDip", 1}, {"RFA_background", -0.125}},
+                   {{"log", "rfa-process\nOpen"}, {"source", "a b.tif"}});
+  const int32_t id = viewer_->OpenFile(image);
+  ZrRefHostWindow record;
+  ASSERT_TRUE(host_.GetWindow(id, record));
+  EXPECT_EQ(record.keyDouble.at("RFA_background"), -0.125);
+  EXPECT_EQ(record.keyString.at("source"), "a b.tif");
+  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
+  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
+  EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
+}
+
+TEST_F(ZrViewerWindowTest, UnreadableKeyFileLeavesTheImageOpenWithoutKeys) {
+  const std::string image = Write("result.rawf", Ramp(8, 8));
+  QFile keys(dir_.filePath("result.keys.xml"));
+  ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
+  keys.write("not a key file\n");
+  keys.close();
+  const int32_t id = viewer_->OpenFile(image);
+  ASSERT_NE(viewer_->WindowWidget(id), nullptr);
+  EXPECT_TRUE(viewer_->WindowWidget(id)->Window().keyDouble.empty());
+  EXPECT_TRUE(KeyRows("ImageKeyDouble").isEmpty());
+}
+
+TEST_F(ZrViewerWindowTest, NewWindowOfAPluginTakesTheFocusAndUserFocusReachesTheHost) {
+  const int32_t first = viewer_->OpenFile(Write("a.rawf", Ramp(8, 8)));
+  ZrPluginFuncVeldra& client = Client();
+  const int32_t second = client.ImageNewWindow();
+  client.ImageSet(second, Ramp(5, 4));
+  client.UpdateAll();
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] { return viewer_->ActiveWindow() != nullptr && viewer_->ActiveWindow()->Id() == second; },
+      5000));
+  EXPECT_EQ(viewer_->ActiveWindow()->View()->Picture().size(), QSize(5, 4));
+  // The user activates the first window: the plug-in's next query sees it focused.
+  auto* mdi = viewer_->findChild<QMdiArea*>();
+  ASSERT_NE(mdi, nullptr);
+  for (QMdiSubWindow* sub : mdi->subWindowList()) {
+    if (sub->widget() == viewer_->WindowWidget(first)) mdi->setActiveSubWindow(sub);
+  }
+  EXPECT_EQ(client.WindowGetFocusedID(), first);
+}
+
+TEST_F(ZrViewerWindowTest, ClosedWindowStaysInTheHostAndComesBack) {
+  const int32_t id = viewer_->OpenFile(Write("a.rawf", Ramp(8, 8)));
+  QWidget* sub = viewer_->WindowWidget(id)->parentWidget();
+  ASSERT_TRUE(sub->isVisible());
+  sub->close();
+  EXPECT_FALSE(sub->isVisible());
+  viewer_->Sync();
+  EXPECT_FALSE(sub->isVisible());
+  EXPECT_EQ(host_.WindowIds(), std::vector<int32_t>({id}));
+  viewer_->ShowAllWindows();
+  EXPECT_TRUE(sub->isVisible());
+}
+
+TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
+  ZrFloatMatrix black(64, 48);
+  black.Fill(0.0f);
+  const int32_t id = viewer_->OpenFile(Write("black.rawf", black));
+  ZrRegion ellipse;
+  ellipse.regionType = "ELLIPSE";
+  ellipse.cx = 30;
+  ellipse.cy = 20;
+  ellipse.w = 40;
+  ellipse.h = 20;
+  ellipse.color = {255, 0, 0};
+  ZrRegion box = ellipse;
+  box.regionType = "RECTANGLE";
+  box.cx = 50;
+  box.cy = 40;
+  box.w = 10;
+  box.h = 6;
+  box.color = {0, 255, 0};
+  ZrPluginFuncVeldra& client = Client();
+  client.RegionAdd(id, ellipse);
+  client.RegionAdd(id, box);
+  client.UpdateAll();
+  ZrViewerWindow* window = viewer_->WindowWidget(id);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return window->Window().regions.size() == 2; }, 5000));
+  window->View()->SetZoom(2);
+  const QImage shot = window->View()->grab().toImage();
+  // Near a widget point: is there a pixel of this colour within 2 pixels?
+  auto near = [&](QPointF p, QColor colour) {
+    for (int dy = -2; dy <= 2; ++dy) {
+      for (int dx = -2; dx <= 2; ++dx) {
+        const QColor c = shot.pixelColor(int(p.x()) + dx, int(p.y()) + dy);
+        if (std::abs(c.red() - colour.red()) < 90 && std::abs(c.green() - colour.green()) < 90 &&
+            c.blue() < 90 && (c.red() > 120 || c.green() > 120)) {
+          return true;
+        }
+      }
+    }
+    return false;
+  };
+  ZrImageView* view = window->View();
+  // Ellipse ends at cx +- w/2 and cy +- h/2; nothing drawn at its centre.
+  EXPECT_TRUE(near(view->ToScreen(10, 20), Qt::red));
+  EXPECT_TRUE(near(view->ToScreen(50, 20), Qt::red));
+  EXPECT_TRUE(near(view->ToScreen(30, 10), Qt::red));
+  EXPECT_TRUE(near(view->ToScreen(30, 30), Qt::red));
+  EXPECT_FALSE(near(view->ToScreen(30, 20), Qt::red));
+  EXPECT_FALSE(near(view->ToScreen(10, 10), Qt::red));  // the bounding box's corner
+  // Rectangle corners at (45, 37) and (55, 43).
+  EXPECT_TRUE(near(view->ToScreen(45, 37), Qt::green));
+  EXPECT_TRUE(near(view->ToScreen(55, 43), Qt::green));
+  EXPECT_FALSE(near(view->ToScreen(50, 40), Qt::green));
+}
+
+TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
+  ASSERT_TRUE(QDir(dir_.path()).mkdir("series"));
+  for (int i = 0; i < 3; ++i) {
+    ZrImageWrite(dir_.filePath(QString("series/img%1.rawf").arg(i)).toStdString(),
+                 Ramp(6 + i, 4, 0, i));
+  }
+  const int32_t id = host_.LoadSeriesWindow(dir_.filePath("series").toStdString());
+  viewer_->Sync();
+  ZrViewerWindow* window = viewer_->WindowWidget(id);
+  ASSERT_NE(window, nullptr);
+  QSlider* slider = window->SeriesSlider();
+  EXPECT_TRUE(slider->isVisible());
+  EXPECT_EQ(slider->maximum(), 2);
+  slider->setValue(2);
+  ZrRefHostWindow record;
+  ASSERT_TRUE(host_.GetWindow(id, record));
+  EXPECT_EQ(record.currentIndex, 2);
+  EXPECT_TRUE(SameBits(window->Window().image, Ramp(8, 4, 0, 2)));
+  EXPECT_EQ(window->View()->Picture().size(), QSize(8, 4));
+  EXPECT_EQ(window->Title(), QString("%1: img2.rawf (8 x 4)").arg(id));
+}
+
+TEST_F(ZrViewerWindowTest, SavesTheFocusedImageLosslessly) {
+  ZrFloatMatrix image = Ramp(9, 7);
+  image(3, 3) = 1.0e-30f;
+  image(4, 4) = -123456.789f;
+  viewer_->OpenFile(Write("src.rawf", image));
+  for (const char* name : {"out.tif", "out.tiff", "out.xml"}) {
+    const std::string path = dir_.filePath(name).toStdString();
+    viewer_->SaveFocused(path);
+    EXPECT_TRUE(SameBits(ZrImageRead(path), image)) << name;
+  }
+  const std::string png = dir_.filePath("out.png").toStdString();
+  EXPECT_ZR_ERROR(viewer_->SaveFocused(png), "Save as .tif, .tiff or .xml:" + png);
+  EXPECT_FALSE(QFile::exists(QString::fromStdString(png)));
+}
+
+TEST_F(ZrViewerWindowTest, NothingToSaveWithoutAWindow) {
+  EXPECT_ZR_ERROR(viewer_->SaveFocused(dir_.filePath("x.tif").toStdString()),
+                  "No window has the focus");
+}
+
+TEST_F(ZrViewerWindowTest, RadialProfileOfTheFocusedImage) {
+  const ZrFloatMatrix image = Ramp(21, 15, 0, 0);
+  viewer_->OpenFile(Write("ramp.rawf", image));
+  viewer_->SetProfileCentre(10, 7);
+  const std::vector<QPointF> expected = ZrViewerRadialProfile(image, 10, 7, true);
+  const QVector<QPointF> shown = viewer_->ProfileSeries()->pointsVector();
+  ASSERT_EQ(shown.size(), static_cast<int>(expected.size()));
+  for (int i = 0; i < shown.size(); ++i) EXPECT_EQ(shown[i], expected[static_cast<size_t>(i)]);
+  EXPECT_DOUBLE_EQ(shown[0].y(), image(10, 7));
+}
+
+TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
+  viewer_->OpenFile(Write("a.rawf", Ramp(21, 15, 0, 0)));
+  // Centre (10, 7): ring 0 is that one pixel.
+  ASSERT_FALSE(viewer_->ProfileSeries()->pointsVector().isEmpty());
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 7010.5);
+  viewer_->SetProfileCentre(2, 3);
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 3002.5);
+  // A chosen centre stays for the next image; the button returns to the image's centre.
+  viewer_->OpenFile(Write("b.rawf", Ramp(5, 5, 10, 10)));
+  // Nearest to (2, 3) are (10, 10) at 10.6, (10, 11) at 11.3 and (11, 10) at 11.4: ring 11.
+  EXPECT_EQ(viewer_->ProfileSeries()->pointsVector()[0],
+            QPointF(11, (10010.5 + 11010.5 + 10011.5) / 3));
+  auto* button = viewer_->findChild<QPushButton*>("profileImageCentre");
+  ASSERT_NE(button, nullptr);
+  button->click();
+  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 12012.5);
+}
+
+}  // namespace

@@ -1,0 +1,509 @@
+#include "viewer/ZrViewerMainWindow.h"
+
+#include <QAction>
+#include <QChart>
+#include <QChartView>
+#include <QCheckBox>
+#include <QDockWidget>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineSeries>
+#include <QLocalSocket>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <QValueAxis>
+#include <cfloat>
+
+#include "hostlink/ZrCmdPackUnpack.h"
+#include "hostlink/ZrHostReplies.h"
+#include "imageio/ZrImageFile.h"
+#include "numerics/ZrError.h"
+#include "tools/RfaProcess.h"
+
+using namespace QtCharts;
+
+namespace {
+// One request to the host, built and answered exactly as for a plug-in; a "ReturnCode" other
+// than "ok" is thrown.
+template <class Build>
+void Ask(ZrRefHost& host, const char* function, Build build) {
+  ZrCmdPackUnpack request("w");
+  request.OpenCmd();
+  request.SetFunc(ZrCmdPackUnpack::FunctionNumber(function));
+  build(request);
+  request.CloseCmd();
+  std::string text;
+  request.GetText(text);
+  ZrCmdPackUnpack response("r");
+  response.SetText(host.Handle(text).text);
+  ZrHostReply::Open(response);
+}
+
+// Menu texts are shown as registered: "&" is not a mnemonic marker there.
+QString MenuText(const std::string& text) {
+  return QString::fromStdString(text).replace("&", "&&");
+}
+}  // namespace
+
+ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHostServer* server,
+                                       QWidget* parent)
+    : QMainWindow(parent), host_(host), server_(server), port_(port) {
+  setWindowTitle(QString("VELDRA-IMAGE reference host (port %1)").arg(port));
+  mdi_ = new QMdiArea;
+  mdi_->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+  mdi_->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+  setCentralWidget(mdi_);
+  connect(mdi_, &QMdiArea::subWindowActivated, this, &ZrViewerMainWindow::ActivatedSubWindow);
+
+  // Key records and log of the focused window.
+  auto* keyPanel = new QWidget;
+  auto* keyLayout = new QVBoxLayout(keyPanel);
+  keyLayout->setContentsMargins(2, 2, 2, 2);
+  keys_ = new QTreeWidget;
+  keys_->setColumnCount(2);
+  keys_->setHeaderLabels({"Key", "Value"});
+  keys_->header()->setSectionResizeMode(0, QHeaderView::Interactive);
+  keys_->setColumnWidth(0, 190);
+  log_ = new QPlainTextEdit;
+  log_->setReadOnly(true);
+  log_->setLineWrapMode(QPlainTextEdit::NoWrap);
+  keyLayout->addWidget(keys_, 2);
+  keyLayout->addWidget(new QLabel("log"));
+  keyLayout->addWidget(log_, 1);
+  auto* keyDock = new QDockWidget("Keys", this);
+  keyDock->setObjectName("keysDock");
+  keyDock->setWidget(keyPanel);
+  addDockWidget(Qt::RightDockWidgetArea, keyDock);
+
+  // Radial profile of the focused image.
+  auto* profilePanel = new QWidget;
+  auto* profileLayout = new QVBoxLayout(profilePanel);
+  profileLayout->setContentsMargins(2, 2, 2, 2);
+  auto* form = new QFormLayout;
+  profileX_ = new QDoubleSpinBox;
+  profileY_ = new QDoubleSpinBox;
+  for (QDoubleSpinBox* box : {profileX_, profileY_}) {
+    box->setRange(-1e6, 1e6);
+    box->setDecimals(2);
+    connect(box, qOverload<double>(&QDoubleSpinBox::valueChanged), this, [this] {
+      profileCentreChosen_ = true;
+      ShowProfile();
+    });
+  }
+  profileSkipZeros_ = new QCheckBox("leave out zeros");
+  profileSkipZeros_->setChecked(true);
+  connect(profileSkipZeros_, &QCheckBox::toggled, this, &ZrViewerMainWindow::ShowProfile);
+  auto* centre = new QPushButton("Image centre");
+  centre->setObjectName("profileImageCentre");
+  connect(centre, &QPushButton::clicked, this, [this] {
+    profileCentreChosen_ = false;  // follow the focused image's centre again
+    ShowProfile();
+  });
+  form->addRow("centre x", profileX_);
+  form->addRow("centre y", profileY_);
+  form->addRow(profileSkipZeros_, centre);
+  profileLayout->addLayout(form);
+  profileSeries_ = new QLineSeries;
+  auto* chart = new QChart;
+  chart->addSeries(profileSeries_);
+  chart->createDefaultAxes();
+  chart->legend()->hide();
+  chart->setMargins(QMargins(2, 2, 2, 2));
+  chartView_ = new QChartView(chart);
+  chartView_->setRenderHint(QPainter::Antialiasing);
+  chartView_->setMinimumSize(280, 200);
+  profileLayout->addWidget(chartView_, 1);
+  auto* profileDock = new QDockWidget("Radial profile", this);
+  profileDock->setObjectName("profileDock");
+  profileDock->setWidget(profilePanel);
+  addDockWidget(Qt::RightDockWidgetArea, profileDock);
+
+  cursor_ = new QLabel;
+  cursor_->setMinimumWidth(260);
+  connections_ = new QLabel;
+  statusBar()->addWidget(cursor_, 1);
+  statusBar()->addPermanentWidget(connections_);
+
+  BuildMenus();
+
+  poll_ = new QTimer(this);
+  poll_->setInterval(100);
+  connect(poll_, &QTimer::timeout, this, &ZrViewerMainWindow::PollRequests);
+  poll_->start();
+  host_.ClearRequests();
+  Sync();
+}
+
+ZrViewerMainWindow::~ZrViewerMainWindow() {
+  // The children are destroyed after this body, when this object is only a QMainWindow: none
+  // of their signals (the MDI area's activations above all) may reach it any more.
+  poll_->stop();
+  for (QObject* child : findChildren<QObject*>()) child->disconnect(this);
+  // Plug-ins started here end with the viewer.
+  for (QProcess* process : findChildren<QProcess*>()) {
+    process->disconnect();
+    process->kill();
+    process->waitForFinished(2000);
+  }
+}
+
+void ZrViewerMainWindow::BuildMenus() {
+  QMenu* file = menuBar()->addMenu("&File");
+  QAction* open = file->addAction("&Open...", this, &ZrViewerMainWindow::OpenDialog);
+  open->setShortcut(QKeySequence::Open);
+  file->addAction("Save As &TIFF (32-bit float)...", this,
+                  [this] { SaveDialog("TIFF (*.tif *.tiff)", ".tif"); });
+  file->addAction("Save As Matrix &XML...", this,
+                  [this] { SaveDialog("Matrix XML (*.xml)", ".xml"); });
+  file->addSeparator();
+  file->addAction("&Quit", this, &QWidget::close)->setShortcut(QKeySequence::Quit);
+  QMenu* view = menuBar()->addMenu("&View");
+  view->addAction("&Refresh", this, &ZrViewerMainWindow::Sync)->setShortcut(QKeySequence::Refresh);
+  view->addAction("&Tile", mdi_, &QMdiArea::tileSubWindows)->setShortcut(Qt::CTRL + Qt::Key_T);
+  view->addAction("&Cascade", mdi_, &QMdiArea::cascadeSubWindows);
+  // A closed sub-window only hides: the host keeps the window, so it can come back.
+  view->addAction("Show &All Windows", this, &ZrViewerMainWindow::ShowAllWindows);
+}
+
+void ZrViewerMainWindow::ShowError(const QString& text) {
+  statusBar()->showMessage(text, 10000);
+  auto* box = new QMessageBox(QMessageBox::Critical, "ERROR", text, QMessageBox::Ok, this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setModal(false);
+  box->show();
+}
+
+void ZrViewerMainWindow::OpenDialog() {
+  const QStringList files = QFileDialog::getOpenFileNames(
+      this, "Open image", QString(), "Images (*.tif *.tiff *.png *.rawf *.xml);;All files (*)");
+  for (const QString& file : files) {
+    try {
+      OpenFile(file.toStdString());
+    } catch (const ZrError& e) {
+      ShowError(QString::fromStdString(e.Message));
+    }
+  }
+}
+
+void ZrViewerMainWindow::SaveDialog(const QString& filter, const QString& suffix) {
+  if (ActiveWindow() == nullptr) return;
+  QString file = QFileDialog::getSaveFileName(this, "Save image", QString(), filter);
+  if (file.isEmpty()) return;
+  if (!file.endsWith(suffix, Qt::CaseInsensitive) &&
+      !(suffix == ".tif" && file.endsWith(".tiff", Qt::CaseInsensitive))) {
+    file += suffix;
+  }
+  try {
+    SaveFocused(file.toStdString());
+    statusBar()->showMessage("Saved " + file, 5000);
+  } catch (const ZrError& e) {
+    ShowError(QString::fromStdString(e.Message));
+  }
+}
+
+int32_t ZrViewerMainWindow::OpenFile(const std::string& path) {
+  const int32_t id = host_.LoadImageWindow(path);
+  const QFileInfo info(QString::fromStdString(path));
+  const std::string keysPath =
+      info.dir().filePath(info.completeBaseName() + ".keys.xml").toStdString();
+  if (QFileInfo::exists(QString::fromStdString(keysPath))) {
+    try {
+      std::map<std::string, double> doubles;
+      std::map<std::string, std::string> texts;
+      RfaReadKeysFile(keysPath, doubles, texts);
+      Ask(host_, "ImageKeyDoubleSet", [&](ZrCmdPackUnpack& request) {
+        int32_t window = id;
+        request.IDDocChildWindow(window);
+        request.Packer().KeyDoubleList("ImageKeyDouble", doubles);
+      });
+      Ask(host_, "ImageKeyStringSet", [&](ZrCmdPackUnpack& request) {
+        int32_t window = id;
+        request.IDDocChildWindow(window);
+        request.Packer().KeyStringList("ImageKeyString", texts);
+      });
+    } catch (const ZrError& e) {
+      // The image is open; only its record is missing.
+      statusBar()->showMessage(QString::fromStdString(e.Message), 10000);
+    }
+    host_.ClearRequests();
+  }
+  Sync();
+  return id;
+}
+
+void ZrViewerMainWindow::SaveFocused(const std::string& path) {
+  ZrRefHostWindow window;
+  if (!host_.GetWindow(host_.Focus(), window)) throw ZrError("No window has the focus");
+  const std::string extension =
+      QFileInfo(QString::fromStdString(path)).suffix().toLower().toStdString();
+  if (extension != "tif" && extension != "tiff" && extension != "xml") {
+    throw ZrError("Save as .tif, .tiff or .xml:" + path);
+  }
+  ZrImageWrite(path, window.image);
+}
+
+void ZrViewerMainWindow::FitToImage(QMdiSubWindow* sub) {
+  auto* widget = static_cast<ZrViewerWindow*>(sub->widget());
+  const QSize image = widget->View()->sizeHint();
+  const QSize room = mdi_->viewport()->size();
+  const QSize wanted = sub->sizeHint().expandedTo(image + QSize(40, 110));
+  sub->resize(std::max(200, std::min(wanted.width(), room.width())),
+              std::max(150, std::min(wanted.height(), room.height())));
+}
+
+void ZrViewerMainWindow::ShowAllWindows() {
+  for (const auto& [id, sub] : subs_) {
+    (void)id;
+    sub->show();
+  }
+}
+
+void ZrViewerMainWindow::Tile() {
+  mdi_->tileSubWindows();
+}
+
+void ZrViewerMainWindow::PollRequests() {
+  if (server_ != nullptr) {
+    connections_->setText(
+        QString("port %1, %2 plug-in(s) connected").arg(port_).arg(ClientCount()));
+  } else {
+    connections_->setText(QString("port %1").arg(port_));
+  }
+  // Any request may have changed the model; the texts themselves are not needed here.
+  if (host_.Requests().empty()) return;
+  host_.ClearRequests();
+  Sync();
+}
+
+void ZrViewerMainWindow::Sync() {
+  if (syncing_) return;
+  syncing_ = true;
+  const std::vector<int32_t> ids = host_.WindowIds();
+  for (auto it = subs_.begin(); it != subs_.end();) {
+    if (std::find(ids.begin(), ids.end(), it->first) == ids.end()) {
+      it->second->close();
+      it->second->deleteLater();
+      it = subs_.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  for (int32_t id : ids) {
+    ZrRefHostWindow window;
+    if (!host_.GetWindow(id, window)) continue;
+    auto found = subs_.find(id);
+    if (found == subs_.end()) {
+      auto* widget = new ZrViewerWindow(id);
+      connect(widget, &ZrViewerWindow::CursorMoved, cursor_, &QLabel::setText);
+      connect(widget, &ZrViewerWindow::SeriesIndexChosen, this,
+              &ZrViewerMainWindow::ChooseSeriesIndex);
+      widget->Refresh(window);
+      QMdiSubWindow* sub = mdi_->addSubWindow(widget);
+      sub->setAttribute(Qt::WA_DeleteOnClose, false);
+      sub->show();
+      found = subs_.emplace(id, sub).first;
+      FitToImage(sub);
+    } else {
+      auto* widget = static_cast<ZrViewerWindow*>(found->second->widget());
+      const QSize before = widget->View()->sizeHint();
+      widget->Refresh(window);
+      // A plug-in's new window gets its image after it is made: fit it then.
+      if (before.isEmpty() && !widget->View()->sizeHint().isEmpty()) FitToImage(found->second);
+    }
+    found->second->setWindowTitle(static_cast<ZrViewerWindow*>(found->second->widget())->Title());
+  }
+  // A window the host focused (a plug-in's new window) comes to the front.
+  const int32_t focus = host_.Focus();
+  if (focus != shownFocus_) {
+    auto found = subs_.find(focus);
+    if (found != subs_.end()) mdi_->setActiveSubWindow(found->second);
+    shownFocus_ = focus;
+  }
+  syncing_ = false;
+  ShowKeys();
+  ShowProfile();
+}
+
+void ZrViewerMainWindow::ActivatedSubWindow(QMdiSubWindow* sub) {
+  if (sub == nullptr) return;
+  auto* widget = qobject_cast<ZrViewerWindow*>(sub->widget());
+  if (widget == nullptr) return;
+  if (host_.Focus() != widget->Id()) host_.SetFocus(widget->Id());
+  shownFocus_ = widget->Id();
+  if (syncing_) return;
+  ShowKeys();
+  ShowProfile();
+}
+
+ZrViewerWindow* ZrViewerMainWindow::WindowWidget(int32_t id) const {
+  auto found = subs_.find(id);
+  return found == subs_.end() ? nullptr : static_cast<ZrViewerWindow*>(found->second->widget());
+}
+
+ZrViewerWindow* ZrViewerMainWindow::ActiveWindow() const {
+  return WindowWidget(host_.Focus());
+}
+
+void ZrViewerMainWindow::ShowKeys() {
+  keys_->clear();
+  log_->clear();
+  ZrViewerWindow* window = ActiveWindow();
+  if (window == nullptr) return;
+  const ZrRefHostWindow& record = window->Window();
+  auto* doubles = new QTreeWidgetItem(keys_, {"ImageKeyDouble"});
+  for (const auto& [key, value] : record.keyDouble) {
+    new QTreeWidgetItem(doubles, {QString::fromStdString(key), QString::number(value, 'g', 10)});
+  }
+  auto* strings = new QTreeWidgetItem(keys_, {"ImageKeyString"});
+  for (const auto& [key, value] : record.keyString) {
+    if (key == "log") continue;  // shown whole below
+    new QTreeWidgetItem(strings, {QString::fromStdString(key), QString::fromStdString(value)});
+  }
+  if (record.isSeries) {
+    auto* series = new QTreeWidgetItem(keys_, {"SeriesKeyDouble"});
+    for (const auto& [key, value] : record.series.keyDouble) {
+      new QTreeWidgetItem(series, {QString::fromStdString(key), QString::number(value, 'g', 10)});
+    }
+  }
+  keys_->expandAll();
+  auto log = record.keyString.find("log");
+  if (log != record.keyString.end()) log_->setPlainText(QString::fromStdString(log->second));
+}
+
+void ZrViewerMainWindow::SetProfileCentre(double cx, double cy) {
+  const QSignalBlocker blockX(profileX_);
+  const QSignalBlocker blockY(profileY_);
+  profileX_->setValue(cx);
+  profileY_->setValue(cy);
+  profileCentreChosen_ = true;
+  ShowProfile();
+}
+
+void ZrViewerMainWindow::ShowProfile() {
+  ZrViewerWindow* window = ActiveWindow();
+  QList<QPointF> points;
+  if (window != nullptr && !profileCentreChosen_) {
+    const ZrFloatMatrix& image = window->Window().image;
+    const QSignalBlocker blockX(profileX_);
+    const QSignalBlocker blockY(profileY_);
+    profileX_->setValue(image.ColBegin + (image.ColSize - 1) / 2.0);
+    profileY_->setValue(image.RowBegin + (image.RowSize - 1) / 2.0);
+  }
+  if (window != nullptr) {
+    for (const QPointF& p :
+         ZrViewerRadialProfile(window->Window().image, profileX_->value(), profileY_->value(),
+                               profileSkipZeros_->isChecked())) {
+      points.append(p);
+    }
+  }
+  profileSeries_->replace(points);
+  double xMax = 1, yMin = 0, yMax = 1;
+  if (!points.isEmpty()) {
+    xMax = std::max(1.0, points.back().x());
+    yMin = yMax = points.front().y();
+    for (const QPointF& p : points) {
+      yMin = std::min(yMin, p.y());
+      yMax = std::max(yMax, p.y());
+    }
+    if (yMin == yMax) yMax = yMin + 1;
+  }
+  const auto xAxes = chartView_->chart()->axes(Qt::Horizontal);
+  const auto yAxes = chartView_->chart()->axes(Qt::Vertical);
+  if (!xAxes.isEmpty()) xAxes.front()->setRange(0, xMax);
+  if (!yAxes.isEmpty()) yAxes.front()->setRange(yMin, yMax);
+}
+
+void ZrViewerMainWindow::ChooseSeriesIndex(int32_t id, int32_t index) {
+  // The same request a plug-in would send, so the host loads the image its own way.
+  try {
+    Ask(host_, "SeriesImageIndexSetWithLoadImage", [&](ZrCmdPackUnpack& request) {
+      request.IDDocChildWindow(id);
+      request.Index(index);
+    });
+  } catch (const ZrError& e) {
+    ShowError(QString::fromStdString(e.Message));
+  }
+  host_.ClearRequests();
+  Sync();
+}
+
+std::vector<ZrViewerMenuItem> ZrViewerMainWindow::LoadPlugins(const std::string& folder) {
+  for (QMenu* menu : pluginMenus_) {
+    menuBar()->removeAction(menu->menuAction());
+    menu->deleteLater();
+  }
+  pluginMenus_.clear();
+  std::vector<std::string> errors;
+  std::vector<ZrViewerMenuItem> items = ZrViewerMenuScan(folder, &errors);
+  for (const std::string& error : errors) {
+    statusBar()->showMessage(QString::fromStdString(error), 10000);
+  }
+  std::map<QString, QMenu*> menus;
+  std::map<std::pair<QString, QString>, QMenu*> submenus;
+  for (const ZrViewerMenuItem& item : items) {
+    const QString menuTitle = MenuText(item.entry.TitleMenu);
+    QMenu*& menu = menus[menuTitle];
+    if (menu == nullptr) {
+      menu = menuBar()->addMenu(menuTitle);
+      pluginMenus_.push_back(menu);
+    }
+    QMenu* target = menu;
+    if (!item.entry.TitleSubmenu.empty()) {
+      const QString subTitle = MenuText(item.entry.TitleSubmenu);
+      QMenu*& submenu = submenus[{menuTitle, subTitle}];
+      if (submenu == nullptr) submenu = menu->addMenu(subTitle);
+      target = submenu;
+    }
+    QAction* action = target->addAction(MenuText(item.entry.Title));
+    action->setToolTip(QString::fromStdString(item.menuFile));
+    connect(action, &QAction::triggered, this, [this, item] { StartPlugin(item); });
+  }
+  return items;
+}
+
+QProcess* ZrViewerMainWindow::StartPlugin(const ZrViewerMenuItem& item) {
+  try {
+    lastLaunch_ = ZrViewerMenuLaunch(item, port_);
+  } catch (const ZrError& e) {
+    ShowError(QString::fromStdString(e.Message));
+    return nullptr;
+  }
+  auto* process = new QProcess(this);
+  process->setProcessChannelMode(QProcess::ForwardedChannels);
+  process->setWorkingDirectory(QFileInfo(lastLaunch_.program).absolutePath());
+  connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError) {
+    ShowError(QString("Cannot start %1: %2").arg(process->program(), process->errorString()));
+  });
+  connect(process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), process,
+          &QObject::deleteLater);
+  process->start(lastLaunch_.program, lastLaunch_.arguments);
+  statusBar()->showMessage("Started " + lastLaunch_.program + " " + lastLaunch_.arguments.join(' '),
+                           5000);
+  return process;
+}
+
+int ZrViewerMainWindow::ClientCount() const {
+  if (server_ == nullptr) return 0;
+  int count = 0;
+  for (const QTcpSocket* socket : server_->findChildren<QTcpSocket*>()) {
+    if (socket->state() == QAbstractSocket::ConnectedState) ++count;
+  }
+  for (const QLocalSocket* socket : server_->findChildren<QLocalSocket*>()) {
+    if (socket->state() == QLocalSocket::ConnectedState) ++count;
+  }
+  return count;
+}
