@@ -16,6 +16,9 @@
 
 namespace {
 
+// How many numbers an image set tries when its key is taken by another process.
+constexpr int kImageSetKeyAttempts = 1000;
+
 const char* const kWindowModes[] = {"image", "image3D", "wave"};
 
 // Runs f; a ZrError passes unchanged, anything else becomes "undefined err:" + signature.
@@ -343,16 +346,23 @@ void ZrPluginFuncVeldra::ImageSet(int32_t id, const ZrFloatMatrix& image) {
       78, kSignature,
       [&](ZrCmdPackUnpack& request) {
         request.IDDocChildWindow(id);
-        request.Packer().Value("key", key);
         if (!writeBlock_) writeBlock_ = std::make_unique<QSharedMemory>();
         if (writeBlock_->isAttached()) writeBlock_->detach();
-        writeBlock_->setKey(QString::fromStdString(key));
         const int64_t size = ZrSharedImageBlock::BlockBytes(image.ColSize, image.RowSize);
-        if (writeBlock_->lock()) writeBlock_->unlock();
-        if (size > INT_MAX ||
-            !writeBlock_->create(static_cast<int>(size), QSharedMemory::ReadWrite)) {
-          throw ZrError("Shared Memory cannot create");
+        if (size > INT_MAX) throw ZrError("Shared Memory cannot create");
+        // The millisecond count is system-wide, so another client process may hold a block made
+        // in the same millisecond: then the next number is taken, and the key keeps its form.
+        bool created = false;
+        for (int attempt = 0; attempt < kImageSetKeyAttempts; ++attempt) {
+          writeBlock_->setKey(QString::fromStdString(key));
+          if (writeBlock_->lock()) writeBlock_->unlock();
+          created = writeBlock_->create(static_cast<int>(size), QSharedMemory::ReadWrite);
+          if (created || writeBlock_->error() != QSharedMemory::AlreadyExists) break;
+          lastKeyMs_ = ++ms;
+          key = "IMAGESET" + std::to_string(ms);
         }
+        if (!created) throw ZrError("Shared Memory cannot create");
+        request.Packer().Value("key", key);
         lastImageSetKey_ = key;
         writeBlock_->lock();
         ZrSharedImageBlock::Encode(image, writeBlock_->data(), writeBlock_->size());
