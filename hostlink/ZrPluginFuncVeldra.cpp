@@ -336,9 +336,9 @@ void ZrPluginFuncVeldra::ImageSet(int32_t id, const ZrFloatMatrix& image) {
         [](ZrCmdPackUnpack& r) { ZrHostReply::Open(r); });
     return;
   }
-  // Keys must differ from one image set to the next; a monotonic millisecond count does,
-  // bumped when two sets fall in the same millisecond.
-  int64_t ms = keyTimer_.msecsSinceReference();
+  // The key carries the milliseconds the link's counter shows now; they are bumped when two
+  // sets fall in the same millisecond, so keys differ from one image set to the next.
+  int64_t ms = keyTimer_.elapsed();
   if (ms <= lastKeyMs_) ms = lastKeyMs_ + 1;
   lastKeyMs_ = ms;
   std::string key = "IMAGESET" + std::to_string(ms);
@@ -350,8 +350,8 @@ void ZrPluginFuncVeldra::ImageSet(int32_t id, const ZrFloatMatrix& image) {
         if (writeBlock_->isAttached()) writeBlock_->detach();
         const int64_t size = ZrSharedImageBlock::BlockBytes(image.ColSize, image.RowSize);
         if (size > INT_MAX) throw ZrError("Shared Memory cannot create");
-        // The millisecond count is system-wide, so another client process may hold a block made
-        // in the same millisecond: then the next number is taken, and the key keeps its form.
+        // Another client process may hold a block whose key shows the same count: then the next
+        // number is taken, and the key keeps its form.
         bool created = false;
         for (int attempt = 0; attempt < kImageSetKeyAttempts; ++attempt) {
           writeBlock_->setKey(QString::fromStdString(key));

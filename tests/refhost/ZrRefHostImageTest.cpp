@@ -2,7 +2,6 @@
 // the message, over real loopback TCP.
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QSharedMemory>
 #include <cmath>
 #include <cstring>
@@ -124,24 +123,24 @@ TEST_F(ZrRefHostImage, TwoImageSetsUseTwoKeysAndReleaseTheFirstBlock) {
   EXPECT_NE(requests.back().find("<key>" + second + "</key>"), std::string::npos);
 }
 
-// Another client process may already hold the block of this millisecond's key: the set must
-// then take the next free number rather than fail.
+// Another client process may already hold the block of the key this client would make next:
+// the set must then take the next free number rather than fail.
 TEST_F(ZrRefHostImage, ImageSetSkipsKeysHeldByOtherProcesses) {
   const int32_t id = client_->ImageNewWindow();
-  QElapsedTimer clock;  // the monotonic clock the keys count
-  clock.start();
-  const int64_t now = clock.msecsSinceReference();
-  std::vector<std::unique_ptr<QSharedMemory>> taken;
-  for (int64_t ms = now; ms < now + 300; ++ms) {
-    auto block = std::make_unique<QSharedMemory>(QString("IMAGESET%1").arg(ms));
-    ASSERT_TRUE(block->create(16));
-    taken.push_back(std::move(block));
-  }
   ZrFloatMatrix image(3, 2);
   for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = 0.25f * static_cast<float>(i);
   client_->ImageSet(id, image);
+  const int64_t last = std::stoll(client_->LastImageSetKey().substr(8));
+  std::vector<std::unique_ptr<QSharedMemory>> taken;
+  for (int64_t n = last + 1; n <= last + 300; ++n) {
+    auto block = std::make_unique<QSharedMemory>(QString("IMAGESET%1").arg(n));
+    ASSERT_TRUE(block->create(16));
+    taken.push_back(std::move(block));
+  }
+  image.Data[0] = -1.0f;
+  client_->ImageSet(id, image);
   const std::string key = client_->LastImageSetKey();
-  EXPECT_GE(std::stoll(key.substr(8)), now + 300) << key;
+  EXPECT_GT(std::stoll(key.substr(8)), last + 300) << key;
   EXPECT_NE(host_.Requests().back().find("<key>" + key + "</key>"), std::string::npos);
   ZrFloatMatrix back;
   client_->ImageGet(id, back, false);
