@@ -141,7 +141,8 @@ static std::string ExactText(T value) {
   return out.str();
 }
 
-int32_t ZrPackUnpackXml::Value(const std::string& key, double& value) {
+template <class T>
+int32_t ZrPackUnpackXml::FloatingValue(const std::string& key, T& value) {
   if (document_->IsWriteMode()) {
     std::string text = ExactText(value);
     document_->Value(key, text, text);
@@ -152,15 +153,12 @@ int32_t ZrPackUnpackXml::Value(const std::string& key, double& value) {
   return found ? 1 : 0;
 }
 
+int32_t ZrPackUnpackXml::Value(const std::string& key, double& value) {
+  return FloatingValue(key, value);
+}
+
 int32_t ZrPackUnpackXml::Value(const std::string& key, float& value) {
-  if (document_->IsWriteMode()) {
-    std::string text = ExactText(value);
-    document_->Value(key, text, text);
-    return 1;
-  }
-  const bool found = document_->Value(key, value, value);
-  if (found) ConsumeChild(key);
-  return found ? 1 : 0;
+  return FloatingValue(key, value);
 }
 
 int32_t ZrPackUnpackXml::Value(const std::string& key, bool& value) {

@@ -69,6 +69,8 @@ class ZrPackUnpackXml : public ZrPackUnpackCustom {
 
  private:
   struct TagIndex;
+  template <class T>
+  int32_t FloatingValue(const std::string& key, T& value);
   template <class Map>
   bool KeyList(const std::string& key, Map& value);
   void ConsumeChild(const std::string& name);

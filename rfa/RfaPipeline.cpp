@@ -105,6 +105,26 @@ int32_t RfaMoveToCenterStep(const RfaParameters& params, ZrPluginFuncVeldra& hos
   return id;
 }
 
+namespace {
+
+// The background in a first new window and the image divided by it in a second, both with the
+// source's keys; then the host redraws.
+std::pair<int32_t, int32_t> ShowBackgroundAndQuotient(ZrPluginFuncVeldra& host,
+                                                      const ZrFloatMatrix& image,
+                                                      const ZrFloatMatrix& background,
+                                                      std::map<std::string, double>& doubles,
+                                                      std::map<std::string, std::string>& texts) {
+  const int32_t backgroundId = host.ImageNewWindow();
+  RfaSendImageRecord(host, backgroundId, background, doubles, texts);
+  const ZrFloatMatrix quotient = RfaDivideByBackground(image, background);
+  const int32_t quotientId = host.ImageNewWindow();
+  RfaSendImageRecord(host, quotientId, quotient, doubles, texts);
+  host.UpdateAll();
+  return {backgroundId, quotientId};
+}
+
+}  // namespace
+
 std::pair<int32_t, int32_t> RfaRemoveShBackgroundStep(const RfaParameters& params,
                                                       ZrPluginFuncVeldra& host) {
   // MappingIsAzM2 is always true after the panel binding, which selects this fit.
@@ -120,13 +140,7 @@ std::pair<int32_t, int32_t> RfaRemoveShBackgroundStep(const RfaParameters& param
   RfaAddLogEntry(texts, params, "RemoveBackgroundSphericalHarmonics");
   RfaKeyWriter keys(doubles, texts);
   RfaWriteBackgroundKeys(keys, params);
-  const int32_t backgroundId = host.ImageNewWindow();
-  RfaSendImageRecord(host, backgroundId, background, doubles, texts);
-  const ZrFloatMatrix quotient = RfaDivideByBackground(image, background);
-  const int32_t quotientId = host.ImageNewWindow();
-  RfaSendImageRecord(host, quotientId, quotient, doubles, texts);
-  host.UpdateAll();
-  return {backgroundId, quotientId};
+  return ShowBackgroundAndQuotient(host, image, background, doubles, texts);
 }
 
 std::pair<int32_t, int32_t> RfaRemoveAzBackgroundStep(const RfaParameters& params,
@@ -142,13 +156,7 @@ std::pair<int32_t, int32_t> RfaRemoveAzBackgroundStep(const RfaParameters& param
   host.ImageKeyStringGet(sourceId, texts);
   RfaKeyWriter keys(doubles, texts);
   RfaWriteAverageAlongKeys(keys, params);
-  const int32_t backgroundId = host.ImageNewWindow();
-  RfaSendImageRecord(host, backgroundId, background, doubles, texts);
-  const ZrFloatMatrix quotient = RfaDivideByBackground(image, background);
-  const int32_t quotientId = host.ImageNewWindow();
-  RfaSendImageRecord(host, quotientId, quotient, doubles, texts);
-  host.UpdateAll();
-  return {backgroundId, quotientId};
+  return ShowBackgroundAndQuotient(host, image, background, doubles, texts);
 }
 
 namespace {
