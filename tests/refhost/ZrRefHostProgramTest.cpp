@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 
 #include "imageio/ZrImageFile.h"
+#include "tests/common/ZrRefHostProcess.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -27,11 +28,9 @@ TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
                 {"--port", "0", "--local-name", "", "--image", imagePath, "--image", imagePath,
                  "--focus", "1", "--log", logPath, "--dump-at-exit", dumpDir});
   ASSERT_TRUE(program.waitForStarted(5000));
-  ASSERT_TRUE(program.waitForReadyRead(10000));
-  const std::string line = program.readLine().toStdString();
-  const std::string prefix = "veldra-refhost listening on 127.0.0.1:";
-  ASSERT_EQ(line.rfind(prefix, 0), 0u) << line;
-  const int32_t port = std::stoi(line.substr(prefix.size()));
+  std::string line;
+  const int32_t port = ZrReadRefHostPort(program, 10000, line);
+  ASSERT_GT(port, 0) << line;
 
   ZrPluginFuncVeldra client("localhost", port);
   client.SetPollCount(1000);

@@ -10,6 +10,7 @@
 
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "imageio/ZrImageFile.h"
+#include "tests/common/ZrRefHostProcess.h"
 
 #ifdef ZR_REFHOST_EXE
 namespace {
@@ -36,11 +37,9 @@ TEST(ZrViewerProgram, GuiModeServesTheHostAndQuitsOnRequest) {
   program.start(ZR_REFHOST_EXE, {"--gui", "--port", "0", "--local-name", "", "--plugin-dir",
                                  dir.path(), imagePath});
   ASSERT_TRUE(program.waitForStarted(5000));
-  ASSERT_TRUE(program.waitForReadyRead(20000));
-  const std::string line = program.readLine().toStdString();
-  const std::string prefix = "veldra-refhost listening on 127.0.0.1:";
-  ASSERT_EQ(line.rfind(prefix, 0), 0u) << line;
-  const int32_t port = std::stoi(line.substr(prefix.size()));
+  std::string line;
+  const int32_t port = ZrReadRefHostPort(program, 20000, line);
+  ASSERT_GT(port, 0) << line;
 
   {
     ZrPluginFuncVeldra client("localhost", port);
