@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/common/ZrTestUtil.h"
@@ -89,4 +91,21 @@ TEST(ZrSharedImageBlock, EncodeDecodeRoundTripIsBitExactAndLargerBlocksAreFine) 
   EXPECT_ZR_ERROR(ZrSharedImageBlock::Encode(image, block.data(), 39),
                   "Shared memory block is too small: the image needs 40 bytes but the block "
                   "holds 39 bytes");
+}
+
+// Images of 4 MiB and more are copied by several threads; every pixel must land once, in
+// place, also when the last share is not a whole number of pages.
+TEST(ZrSharedImageBlock, LargeImagesCopiedInSharesRoundTripBitExact) {
+  for (const auto& [cols, rows] : {std::pair{1024, 1024}, std::pair{1031, 1029}}) {
+    SCOPED_TRACE(std::to_string(cols) + " x " + std::to_string(rows));
+    ZrFloatMatrix image(cols, rows);
+    for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(i);
+    std::vector<char> block(ZrSharedImageBlock::BlockBytes(cols, rows), '\x5a');
+    ZrSharedImageBlock::Encode(image, block.data(), static_cast<int64_t>(block.size()));
+    ASSERT_EQ(std::memcmp(block.data() + 16, image.Data, 4 * image.Count()), 0);
+    ZrFloatMatrix read(7, 7);
+    ZrSharedImageBlock::Decode(block.data(), static_cast<int64_t>(block.size()), read);
+    ASSERT_EQ(read.Count(), image.Count());
+    EXPECT_EQ(std::memcmp(read.Data, image.Data, 4 * image.Count()), 0);
+  }
 }
