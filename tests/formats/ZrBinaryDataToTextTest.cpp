@@ -83,23 +83,6 @@ TEST(ZrBinaryDataToText, EveryLengthComesBackExactlyInEveryForm) {
   }
 }
 
-TEST(ZrBinaryDataToText, OwnLayoutsDifferOnlyByAlphabet) {
-  std::mt19937 rng(3);
-  const std::vector<unsigned char> bytes = RandomBytes(33, rng);
-  const std::string own = Encoded(bytes, kBinary);
-  const std::string standardAlphabet = Encoded(bytes, kBase64);
-  ZrBinaryDataToText coder;
-  ASSERT_EQ(own.size(), standardAlphabet.size());
-  EXPECT_EQ(own.substr(0, 8), standardAlphabet.substr(0, 8));
-  EXPECT_EQ(coder.ownReverse[static_cast<unsigned char>('+')], 0);  // outside the own alphabet
-  for (size_t k = 8; k < own.size(); ++k) {
-    EXPECT_EQ(coder.ownReverse[static_cast<unsigned char>(own[k])],
-              coder.base64Reverse[static_cast<unsigned char>(standardAlphabet[k])]);
-  }
-  // Reading with the wrong alphabet gives other bytes, no error.
-  EXPECT_NE(Decoded(own, kBase64), bytes);
-}
-
 // Decoding: the error text, or for none the bytes read.
 struct DecodeCase {
   const char* text;
