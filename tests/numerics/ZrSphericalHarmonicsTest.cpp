@@ -9,7 +9,6 @@
 #include <QStringList>
 #include <QtGlobal>
 #include <cmath>
-#include <functional>
 #include <vector>
 
 #include "numerics/ZrSphericalMapping.h"
@@ -19,47 +18,32 @@ namespace {
 
 constexpr long double kPi = 3.141592653589793238462643383279502884L;
 
-// Gauss-Legendre nodes and weights on [-1, 1] by Newton iteration on P_n.
-void GaussLegendre(int n, std::vector<long double>& nodes, std::vector<long double>& weights) {
-  nodes.resize(n);
-  weights.resize(n);
-  for (int i = 0; i < n; ++i) {
-    long double x = std::cos(kPi * (i + 0.75L) / (n + 0.5L));
-    long double derivative = 0;
-    for (int iteration = 0; iteration < 100; ++iteration) {
-      long double p0 = 1, p1 = x;
-      for (int k = 2; k <= n; ++k) {
-        const long double p2 = ((2 * k - 1) * x * p1 - (k - 1) * p0) / k;
-        p0 = p1;
-        p1 = p2;
-      }
-      derivative = n * (x * p1 - p0) / (x * x - 1);
-      const long double step = p1 / derivative;
-      x -= step;
-      if (std::fabs(step) < 1e-19L) break;
-    }
-    nodes[i] = x;
-    weights[i] = 2 / ((1 - x * x) * derivative * derivative);
-  }
-}
-
 TEST(ZrSphericalHarmonicsBasis, OrthonormalOverTheSphereUpToDegree10) {
-  const int32_t L = 11;
-  const int32_t K = L * L;
-  std::vector<long double> nodes, weights;
-  GaussLegendre(24, nodes, weights);  // exact for the polynomials in cos(theta) of degree <= 20
-  const int phiSteps = 48;            // exact for azimuthal orders up to 20
+  const int32_t L = 11, K = L * L;
+  const int nodes = 24;     // Gauss-Legendre in cos(theta): exact for degrees <= 47
+  const int phiSteps = 48;  // exact for azimuthal orders up to 20
   std::vector<long double> gram(static_cast<size_t>(K) * K, 0.0L);
   ZrSphericalHarmonics sh;
   ZrLDoubleMatrix Y;
-  for (size_t t = 0; t < nodes.size(); ++t) {
-    const long double theta = std::acos(nodes[t]);
+  for (int t = 0; t < nodes; ++t) {
+    // Node t is a root of P_nodes, found by Newton iteration from its usual first guess.
+    long double u = std::cos(kPi * (t + 0.75L) / (nodes + 0.5L)), derivative = 0, step = 1;
+    for (int iteration = 0; iteration < 100 && std::fabs(step) > 1e-19L; ++iteration) {
+      long double p0 = 1, p1 = u;
+      for (int k = 2; k <= nodes; ++k) {
+        const long double p2 = ((2 * k - 1) * u * p1 - (k - 1) * p0) / k;
+        p0 = p1;
+        p1 = p2;
+      }
+      derivative = nodes * (u * p1 - p0) / (u * u - 1);
+      step = p1 / derivative;
+      u -= step;
+    }
+    const long double weight = 2 / ((1 - u * u) * derivative * derivative) * 2 * kPi / phiSteps;
     for (int p = 0; p < phiSteps; ++p) {
-      const long double phi = 2 * kPi * p / phiSteps;
-      sh.Basis(Y, L, theta, phi);
-      const long double w = weights[t] * 2 * kPi / phiSteps;
+      sh.Basis(Y, L, std::acos(u), 2 * kPi * p / phiSteps);
       for (int32_t i = 0; i < K; ++i)
-        for (int32_t j = 0; j < K; ++j) gram[i * K + j] += w * Y.Data[i] * Y.Data[j];
+        for (int32_t j = 0; j < K; ++j) gram[i * K + j] += weight * Y.Data[i] * Y.Data[j];
     }
   }
   for (int32_t i = 0; i < K; ++i)
