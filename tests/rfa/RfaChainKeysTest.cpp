@@ -27,11 +27,10 @@ TEST(RfaKeyWriter, StoresEntriesUnderTheOpenGroup) {
   keys.OpenGroup("Second");
   keys.SetDouble("D", 1e300);
   keys.SetDouble("D", 3.0);  // replaces
-  const DoubleKeys expectedDoubles{{"log/previous", 4.0}, {"First/D", -2.5}, {"First/I", -7.0},
-                                   {"First/Yes", 1.0},    {"First/No", 0.0}, {"Second/D", 3.0}};
-  const TextKeys expectedTexts{{"First/T", "some text"}};
-  EXPECT_EQ(doubles, expectedDoubles);
-  EXPECT_EQ(texts, expectedTexts);
+  const DoubleKeys expected{{"log/previous", 4.0}, {"First/D", -2.5}, {"First/I", -7.0},
+                            {"First/Yes", 1.0},    {"First/No", 0.0}, {"Second/D", 3.0}};
+  EXPECT_EQ(doubles, expected);
+  EXPECT_EQ(texts, (TextKeys{{"First/T", "some text"}}));
 }
 
 TEST(RfaKeyWriter, RefusesEntriesBeforeAnyGroup) {
@@ -44,13 +43,6 @@ TEST(RfaKeyWriter, RefusesEntriesBeforeAnyGroup) {
   EXPECT_ZR_ERROR(keys.SetText("t", "x"), "Key writer: no group is open for key \"t\"");
   EXPECT_TRUE(doubles.empty());
   EXPECT_TRUE(texts.empty());
-}
-
-// Each field at a value of its own; the three mapping flags differ from each other too.
-RfaParameters DistinctParameters() {
-  RfaParameters p = RfaDistinctParameters();
-  p.MappingIsAz = false;
-  return p;
 }
 
 struct GroupCase {
@@ -67,7 +59,10 @@ TEST_P(RfaResultGroups, WritesExactlyItsEntries) {
   DoubleKeys doubles;
   TextKeys texts;
   RfaKeyWriter keys(doubles, texts);
-  c.write(keys, DistinctParameters());
+  // Each field at a value of its own; the three mapping flags differ from each other too.
+  RfaParameters p = RfaDistinctParameters();
+  p.MappingIsAz = false;
+  c.write(keys, p);
   EXPECT_EQ(doubles, c.doubles);
   EXPECT_EQ(texts, c.texts);
 }
@@ -105,29 +100,5 @@ const GroupCase kGroupCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases), ZrCaseName());
-
-struct ThetaTextCase {
-  long double degrees;
-  const char* text;
-};
-
-class RfaThetaMaxText : public testing::TestWithParam<ThetaTextCase> {};
-
-TEST_P(RfaThetaMaxText, SixSignificantDigits) {
-  RfaParameters p;
-  p.MappingAzThetaMax_deg = GetParam().degrees;
-  DoubleKeys doubles;
-  TextKeys texts;
-  RfaKeyWriter keys(doubles, texts);
-  RfaWriteBackgroundKeys(keys, p);
-  EXPECT_EQ(texts.at("RFA_background/MappingAzThetaMax_deg"), GetParam().text);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, RfaThetaMaxText,
-                         testing::Values(ThetaTextCase{90.0L, "90"},
-                                         ThetaTextCase{12.3456789L, "12.3457"},
-                                         ThetaTextCase{0.1L, "0.1"},
-                                         ThetaTextCase{1234567.0L, "1.23457e+06"},
-                                         ThetaTextCase{-45.5L, "-45.5"}));
 
 }  // namespace
