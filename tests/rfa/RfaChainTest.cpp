@@ -1,10 +1,12 @@
-// The host-free operation chain: order against the library calls, key groups, unchecked steps.
+// The host-free operation chain (order against the library calls, key groups, unchecked steps)
+// and the key writer that records its steps.
 #include "rfa/RfaChain.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "rfa/RfaBackgroundFit.h"
@@ -39,14 +41,6 @@ struct ChainFixture : testing::Test {
   RfaKeyWriter keys{doubles, texts};
 };
 
-TEST_F(ChainFixture, NothingCheckedLeavesImageAndKeysAlone) {
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
-  EXPECT_TRUE(ZrSameBits(image, screen));
-  EXPECT_EQ(doubles.size(), 1u);
-  EXPECT_EQ(texts.size(), 1u);
-}
-
 TEST_F(ChainFixture, AllStepsEqualTheLibraryCallsInTheirFixedOrder) {
   p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
   ZrFloatMatrix image = screen;
@@ -75,23 +69,97 @@ struct SingleStepCase {
 class RfaChainSingleStepTest : public ChainFixture,
                                public testing::WithParamInterface<SingleStepCase> {};
 
+// Each step alone writes its own group and changes the image (keeping its shape); no step
+// leaves image and keys alone.
 TEST_P(RfaChainSingleStepTest, WritesOnlyItsGroupAndChangesTheImage) {
-  p.*(GetParam().flag) = true;
+  const SingleStepCase& c = GetParam();
+  if (c.flag != nullptr) p.*(c.flag) = true;
   ZrFloatMatrix image = screen;
   RfaApplyCheckedOperations(image, p, keys);
-  EXPECT_EQ(Groups(), (std::set<std::string>{"log", GetParam().group}));
-  EXPECT_FALSE(ZrSameBits(image, screen));
+  std::set<std::string> expected{"log"};
+  if (c.group != nullptr) expected.insert(c.group);
+  EXPECT_EQ(Groups(), expected);
+  EXPECT_EQ(ZrSameBits(image, screen), c.flag == nullptr);
   EXPECT_EQ(image.ColSize, screen.ColSize);
   EXPECT_EQ(image.RowSize, screen.RowSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RfaChainSingleStepTest,
-    testing::Values(SingleStepCase{"MoveToCenter", &RfaParameters::IsMoveCenter, "MoveToCenter"},
+    testing::Values(SingleStepCase{"Nothing", nullptr, nullptr},
+                    SingleStepCase{"MoveToCenter", &RfaParameters::IsMoveCenter, "MoveToCenter"},
                     SingleStepCase{"Background", &RfaParameters::IsBgSh, "RFA_background"},
                     SingleStepCase{"AverageAlong", &RfaParameters::IsBgAz, "AverageAlong"},
                     SingleStepCase{"MaskMcpDip", &RfaParameters::IsMaskMcpDip, "MaskMcpDip"},
                     SingleStepCase{"MaskOutside", &RfaParameters::IsMaskOutside, "MaskOutside"}),
     ZrCaseName());
+
+// Both key maps as one text, "<key>=<number>" and "<key>="<text>"" separated by blanks.
+std::string KeysText(const std::map<std::string, double>& doubles,
+                     const std::map<std::string, std::string>& texts) {
+  std::ostringstream out;
+  for (const auto& entry : doubles) out << entry.first << "=" << entry.second << " ";
+  for (const auto& entry : texts) out << entry.first << "=\"" << entry.second << "\" ";
+  return out.str();
+}
+
+TEST(RfaKeyWriter, StoresEntriesUnderTheOpenGroupAndRefusesThemBeforeAny) {
+  std::map<std::string, double> doubles{{"log/previous", 4.0}};
+  std::map<std::string, std::string> texts;
+  RfaKeyWriter keys(doubles, texts);
+  EXPECT_ZR_ERROR(keys.SetDouble("Sx", 1.0), "Key writer: no group is open for key \"Sx\"");
+  EXPECT_ZR_ERROR(keys.SetInt("n", 1), "Key writer: no group is open for key \"n\"");
+  EXPECT_ZR_ERROR(keys.SetBool("b", true), "Key writer: no group is open for key \"b\"");
+  EXPECT_ZR_ERROR(keys.SetText("t", "x"), "Key writer: no group is open for key \"t\"");
+  keys.OpenGroup("First");
+  keys.SetDouble("D", -2.5);
+  keys.SetInt("I", -7);
+  keys.SetBool("Yes", true);
+  keys.SetBool("No", false);
+  keys.SetText("T", "some text");
+  keys.OpenGroup("Second");
+  keys.SetDouble("D", 1e300);
+  keys.SetDouble("D", 3.0);  // replaces
+  EXPECT_EQ(KeysText(doubles, texts),
+            "First/D=-2.5 First/I=-7 First/No=0 First/Yes=1 Second/D=3 log/previous=4 "
+            "First/T=\"some text\" ");
+}
+
+struct GroupCase {
+  const char* name;
+  void (*write)(RfaKeyWriter&, const RfaParameters&);
+  const char* keys;
+};
+
+class RfaResultGroups : public testing::TestWithParam<GroupCase> {};
+
+TEST_P(RfaResultGroups, WritesExactlyItsEntries) {
+  std::map<std::string, double> doubles;
+  std::map<std::string, std::string> texts;
+  RfaKeyWriter keys(doubles, texts);
+  // Each field at a value of its own; the three mapping flags differ from each other too.
+  RfaParameters p = RfaDistinctParameters();
+  p.MappingIsAz = false;
+  GetParam().write(keys, p);
+  EXPECT_EQ(KeysText(doubles, texts), GetParam().keys);
+}
+
+const GroupCase kGroupCases[] = {
+    {"MoveToCenter", RfaWriteMoveToCenterKeys, "MoveToCenter/Sx=101.5 MoveToCenter/Sy=102.5 "},
+    {"Background", RfaWriteBackgroundKeys,
+     "RFA_background/MappingIsAzM2_=1 RFA_background/MappingIsAz_=0 "
+     "RFA_background/MappingIsGnomonic=1 RFA_background/ScreenMargin=11 "
+     "RFA_background/ScreenRadius=103.5 RFA_background/Size_l=7 RFA_background/UseAllSphere=1 "
+     "RFA_background/MappingAzThetaMax_deg=\"85.5\" "},
+    {"AverageAlong", RfaWriteAverageAlongKeys,
+     "AverageAlong/CenterX=104.5 AverageAlong/CenterY=105.5 "},
+    {"MaskMcpDipCarriesXCentreAsCenterY", RfaWriteMaskMcpDipKeys,
+     "MaskMcpDip/CenterX=106.5 MaskMcpDip/CenterY=106.5 MaskMcpDip/Radius=108.5 "},
+    {"MaskOutsideCarriesXCentreAsCenterY", RfaWriteMaskOutsideKeys,
+     "MaskOutside/CenterX=109 MaskOutside/CenterY=109 MaskOutside/RadiusOfX=111 "
+     "MaskOutside/RadiusOfY=112 "},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases), ZrCaseName());
 
 }  // namespace
