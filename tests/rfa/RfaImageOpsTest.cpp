@@ -22,10 +22,6 @@ ZrFloatMatrix Numbered(int32_t cols, int32_t rows, int32_t colBegin = 0, int32_t
   return m;
 }
 
-int32_t Wrap(int64_t v, int32_t n) {
-  return static_cast<int32_t>(((v % n) + n) % n);
-}
-
 struct RollCase {
   const char* name;
   int32_t cols, rows, colBegin, rowBegin;
@@ -47,8 +43,8 @@ TEST_P(RfaMoveToCenterRoll, RollsCyclicallyKeepingShape) {
   for (int32_t y = 0; y < c.rows; ++y) {
     for (int32_t x = 0; x < c.cols; ++x) {
       const float moved = source(c.colBegin + x, c.rowBegin + y);
-      const int32_t tx = c.colBegin + Wrap(x + c.dx, c.cols);
-      const int32_t ty = c.rowBegin + Wrap(y + c.dy, c.rows);
+      const int32_t tx = c.colBegin + ((x + c.dx) % c.cols + c.cols) % c.cols;
+      const int32_t ty = c.rowBegin + ((y + c.dy) % c.rows + c.rows) % c.rows;
       ASSERT_EQ(image(tx, ty), moved) << "from (" << x << "," << y << ")";
     }
   }
@@ -113,99 +109,70 @@ TEST(RfaDivideByBackground, RefusesOtherShape) {
   }
 }
 
-struct DipCase {
+struct MaskCase {
   const char* name;
-  int32_t colBegin, rowBegin;
-  double cx, cy, r;
-};
-
-class RfaMaskMcpDipDisc : public testing::TestWithParam<DipCase> {};
-
-// Independent check: a pixel is cleared exactly when its distance from the centre is at most
-// r + 0.5 > 0 (the cases avoid distances within float rounding of that limit).
-TEST_P(RfaMaskMcpDipDisc, ZeroesTheDiscOnly) {
-  const DipCase& c = GetParam();
-  ZrFloatMatrix image = Numbered(12, 10, c.colBegin, c.rowBegin);
-  const ZrFloatMatrix source = image;
-  RfaMaskMcpDip(image, c.cx, c.cy, c.r);
-  for (int32_t y = c.rowBegin; y < c.rowBegin + 10; ++y) {
-    for (int32_t x = c.colBegin; x < c.colBegin + 12; ++x) {
-      // A radius of exactly 0 divides 0 by 0 at the centre: nothing is inside.
-      const bool inside = c.r + 0.5 > 0.0 && std::hypot(x - c.cx, y - c.cy) <= c.r + 0.5 + 1e-9;
-      EXPECT_EQ(image(x, y), inside ? 0.0f : source(x, y)) << "(" << x << "," << y << ")";
-    }
-  }
-}
-
-const DipCase kDipCases[] = {
-    {"RadiusZeroClearsCentrePixel", 0, 0, 5.0, 4.0, 0.0},
-    {"RadiusZeroBetweenTwoPixels", 0, 0, 5.5, 4.0, 0.0},
-    {"FractionalCentre", 0, 0, 6.4, 4.7, 2.5},
-    {"CrossesTopLeftCorner", 0, 0, 0.5, -1.0, 3.0},
-    {"CentreOutsideImage", 0, 0, 14.0, 5.0, 3.0},
-    {"FarOutside", 0, 0, -50.0, 300.0, 4.0},
-    {"NegativeBegins", -6, -3, -1.0, 1.0, 2.0},
-    {"NegativeRadiusClearsNothing", 0, 0, 5.0, 4.0, -1.0},
-    {"RadiusMinusHalfClearsNothing", 0, 0, 5.0, 4.0, -0.5},
-    {"CoversEverything", 2, 1, 8.0, 6.0, 100.0},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskMcpDipDisc, testing::ValuesIn(kDipCases), ZrCaseName());
-
-TEST(RfaMaskMcpDip, NonFiniteParametersClearNothing) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  for (const double* p : {&nan, &inf}) {
-    ZrFloatMatrix image = Numbered(6, 6);
-    const ZrFloatMatrix source = image;
-    RfaMaskMcpDip(image, *p, 3.0, 2.0);
-    RfaMaskMcpDip(image, 3.0, *p, 2.0);
-    RfaMaskMcpDip(image, 3.0, 3.0, *p);
-    for (int64_t i = 0; i < image.Count(); ++i) ASSERT_EQ(image.Data[i], source.Data[i]);
-  }
-}
-
-struct OutsideCase {
-  const char* name;
+  bool dip;  // RfaMaskMcpDip(cx, cy, rx), else RfaMaskOutside(cx, cy, rx, ry)
   int32_t cols, rows, colBegin, rowBegin;
   double cx, cy, rx, ry;
 };
 
-class RfaMaskOutsideEllipse : public testing::TestWithParam<OutsideCase> {};
+class RfaMask : public testing::TestWithParam<MaskCase> {};
 
-// Independent check: columns within the row extent are cleared outside the ellipse of radii
-// r + 0.5; columns beyond it are left alone; radii of -0.5 or less switch the mask off.
-TEST_P(RfaMaskOutsideEllipse, ZeroesOutsideWithinRowExtent) {
-  const OutsideCase& c = GetParam();
+// Independent check. The dip: a pixel is cleared exactly when its distance from the centre is
+// at most r + 0.5 > 0 (and every parameter is finite). Outside: columns within the row extent
+// are cleared outside the ellipse of radii r + 0.5, columns beyond it are left alone, radii of
+// -0.5 or less switch the mask off. The cases avoid distances within float rounding of a limit.
+TEST_P(RfaMask, ClearsExactlyItsPixels) {
+  const MaskCase& c = GetParam();
   ZrFloatMatrix image = Numbered(c.cols, c.rows, c.colBegin, c.rowBegin);
   const ZrFloatMatrix source = image;
-  RfaMaskOutside(image, c.cx, c.cy, c.rx, c.ry);
-  const double ax = c.rx + 0.5;
-  const double ay = c.ry + 0.5;
+  if (c.dip) {
+    RfaMaskMcpDip(image, c.cx, c.cy, c.rx);
+  } else {
+    RfaMaskOutside(image, c.cx, c.cy, c.rx, c.ry);
+  }
+  const double ax = c.rx + 0.5, ay = c.ry + 0.5;
   for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
     for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
-      const bool on = ax > 0 && ay > 0;
-      const bool reached = x < c.rowBegin + c.rows;
       const double e = (x - c.cx) * (x - c.cx) / (ax * ax) + (y - c.cy) * (y - c.cy) / (ay * ay);
-      const bool cleared = on && reached && e > 1.0;
+      // A dip radius of exactly 0 divides 0 by 0 at the centre: nothing is inside.
+      const bool cleared = c.dip ? std::isfinite(c.cx + c.cy + c.rx) && ax > 0 &&
+                                       std::hypot(x - c.cx, y - c.cy) <= ax + 1e-9
+                                 : ax > 0 && ay > 0 && x < c.rowBegin + c.rows && e > 1.0;
       EXPECT_EQ(image(x, y), cleared ? 0.0f : source(x, y)) << "(" << x << "," << y << ")";
     }
   }
 }
 
-const OutsideCase kOutsideCases[] = {
-    {"Circle", 11, 11, 0, 0, 5.0, 5.0, 3.0, 3.0},
-    {"Ellipse", 12, 12, 0, 0, 6.5, 5.0, 4.0, 2.0},
-    {"RadiusXZeroKeepsCentreColumn", 9, 9, 0, 0, 4.0, 4.0, 0.0, 10.0},
-    {"RadiusXMinusHalfIsOff", 9, 9, 0, 0, 4.0, 4.0, -0.5, 3.0},
-    {"RadiusYNegativeIsOff", 9, 9, 0, 0, 4.0, 4.0, 3.0, -2.0},
-    {"WideImageKeepsColumnsBeyondRowExtent", 14, 8, 0, 0, 4.0, 4.0, 2.0, 2.0},
-    {"EqualBeginsSquare", 8, 8, 3, 3, 7.0, 7.0, 2.0, 3.0},
-    {"LargeEllipseClearsNothing", 10, 10, 0, 0, 5.0, 5.0, 100.0, 100.0},
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+const MaskCase kMaskCases[] = {
+    {"DipRadiusZeroClearsCentrePixel", true, 12, 10, 0, 0, 5.0, 4.0, 0.0, 0},
+    {"DipRadiusZeroBetweenTwoPixels", true, 12, 10, 0, 0, 5.5, 4.0, 0.0, 0},
+    {"DipFractionalCentre", true, 12, 10, 0, 0, 6.4, 4.7, 2.5, 0},
+    {"DipCrossesTopLeftCorner", true, 12, 10, 0, 0, 0.5, -1.0, 3.0, 0},
+    {"DipCentreOutsideImage", true, 12, 10, 0, 0, 14.0, 5.0, 3.0, 0},
+    {"DipFarOutside", true, 12, 10, 0, 0, -50.0, 300.0, 4.0, 0},
+    {"DipNegativeBegins", true, 12, 10, -6, -3, -1.0, 1.0, 2.0, 0},
+    {"DipNegativeRadiusClearsNothing", true, 12, 10, 0, 0, 5.0, 4.0, -1.0, 0},
+    {"DipRadiusMinusHalfClearsNothing", true, 12, 10, 0, 0, 5.0, 4.0, -0.5, 0},
+    {"DipCoversEverything", true, 12, 10, 2, 1, 8.0, 6.0, 100.0, 0},
+    {"DipNaNCentreClearsNothing", true, 6, 6, 0, 0, kNaN, 3.0, 2.0, 0},
+    {"DipInfiniteCentreClearsNothing", true, 6, 6, 0, 0, 3.0, kInf, 2.0, 0},
+    {"DipInfiniteRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kInf, 0},
+    {"DipNaNRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kNaN, 0},
+    {"OutsideCircle", false, 11, 11, 0, 0, 5.0, 5.0, 3.0, 3.0},
+    {"OutsideEllipse", false, 12, 12, 0, 0, 6.5, 5.0, 4.0, 2.0},
+    {"OutsideRadiusXZeroKeepsCentreColumn", false, 9, 9, 0, 0, 4.0, 4.0, 0.0, 10.0},
+    {"OutsideRadiusXMinusHalfIsOff", false, 9, 9, 0, 0, 4.0, 4.0, -0.5, 3.0},
+    {"OutsideRadiusYNegativeIsOff", false, 9, 9, 0, 0, 4.0, 4.0, 3.0, -2.0},
+    {"OutsideWideImageKeepsColumnsBeyondRowExtent", false, 14, 8, 0, 0, 4.0, 4.0, 2.0, 2.0},
+    {"OutsideEqualBeginsSquare", false, 8, 8, 3, 3, 7.0, 7.0, 2.0, 3.0},
+    {"OutsideLargeEllipseClearsNothing", false, 10, 10, 0, 0, 5.0, 5.0, 100.0, 100.0},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskOutsideEllipse, testing::ValuesIn(kOutsideCases),
-                         ZrCaseName());
+INSTANTIATE_TEST_SUITE_P(Cases, RfaMask, testing::ValuesIn(kMaskCases), ZrCaseName());
 
 // On a tall image the column loop runs past the matrix: the first column beyond it that lies
 // outside the ellipse raises the range error; columns beyond it inside the ellipse do not.

@@ -22,21 +22,14 @@
 
 namespace {
 
-ZrFloatMatrix SmallScreen() {
-  return RfaMakeSyntheticScreen(RfaScreenOptions(64, 64, 33, 31, 26, 40, 28, 3));
-}
-
-RfaParameters SmallParameters() {
-  return RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
-}
-
 class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
  protected:
   void SetUp() override {
     ASSERT_TRUE(StartHost());
     link_.SetPort(server_->Port());
     link_.SubConnect();
-    sourceId_ = host_.AddImageWindow(SmallScreen(), "screen.rawf");
+    const auto options = RfaScreenOptions(64, 64, 33, 31, 26, 40, 28, 3);
+    sourceId_ = host_.AddImageWindow(RfaMakeSyntheticScreen(options), "screen.rawf");
     host_.ClearRequests();
   }
 
@@ -44,6 +37,8 @@ class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
 
   ZrPluginFuncVeldra link_;
   int32_t sourceId_ = -1;
+  // The parameters that suit the source screen.
+  RfaParameters p = RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
 };
 
 // Every operation as the table calls it: the parameters, the link and the source window.
@@ -83,7 +78,6 @@ TEST_P(RfaPipelineOrderTest, CallsTheHostInTheDescribedOrder) {
       expected.push_back(call);
     }
   }
-  RfaParameters p = SmallParameters();
   GetParam().run(p, link_, sourceId_);
   EXPECT_EQ(Functions(), expected);
 }
@@ -109,7 +103,7 @@ const OrderCase kOrderCases[] = {
 INSTANTIATE_TEST_SUITE_P(Operations, RfaPipelineOrderTest, ::testing::ValuesIn(kOrderCases),
                          ZrCaseName());
 
-TEST_F(RfaPipelineTest, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
+TEST(RfaPipeline, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
   std::map<std::string, std::string> texts{{"log", "old"}, {"sample", "Si"}};
   RfaParameters p;
   p.IsBgAz = false;
@@ -130,7 +124,6 @@ TEST_F(RfaPipelineTest, HostFailureMidChainKeepsTheNewWindow) {
   faults.onlyFunction = "FIImageSetBySharedMemory";
   host_.SetFaults(faults);
   const size_t windows = host_.WindowIds().size();
-  RfaParameters p = SmallParameters();
   EXPECT_ZR_ERROR(RfaNewImageFromWindow(p, link_, sourceId_), "Image window is locked");
   EXPECT_EQ(host_.WindowIds().size(), windows + 1);
   // Nothing after the failed call was sent.

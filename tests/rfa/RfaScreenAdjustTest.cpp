@@ -57,11 +57,6 @@ const ScreenCase kScreenCases[] = {
 INSTANTIATE_TEST_SUITE_P(Cases, RfaScreenAdjustAccuracy, testing::ValuesIn(kScreenCases),
                          ZrCaseName());
 
-ZrFloatMatrix SmallScreen(double cx, double cy, uint32_t seed) {
-  return RfaMakeSyntheticScreen(
-      RfaScreenOptions(96, 90, cx, cy, 33.0, cx - 8.0, cy + 5.0, 4.0, seed));
-}
-
 // The exhaustive search (search size 1) finds the screen; the coarse-to-fine search finds the
 // same candidate; begins move the answer with them.
 TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearchInBeginBasedCoordinates) {
@@ -69,7 +64,8 @@ TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearchInBeginBasedCoordina
   uint32_t seed = 30;
   for (const auto& c : centres) {
     SCOPED_TRACE(testing::Message() << "centre " << c[0] << "," << c[1]);
-    ZrFloatMatrix screen = SmallScreen(c[0], c[1], ++seed);
+    ZrFloatMatrix screen = RfaMakeSyntheticScreen(
+        RfaScreenOptions(96, 90, c[0], c[1], 33.0, c[0] - 8.0, c[1] + 5.0, 4.0, ++seed));
     const RfaScreenAdjustResult all = RfaAdjustScreen(screen, 0.1, 1);
     EXPECT_NEAR(all.cx, c[0], 0.5);
     EXPECT_NEAR(all.cy, c[1], 0.5);
