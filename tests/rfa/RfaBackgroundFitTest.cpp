@@ -261,6 +261,9 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureCase{"DiscWiderThanTheImage", 100, 101, 1.0f, 50, 0, 2,
                                   "Matrix over range. access=(100,0) size=(100,101) begin=(0,0)"
                                   "FastReturn=false"},
+                      FailureCase{"RadiusBeyondTheIntRange", 40, 40, 1.0f, 3e9, 0, 2,
+                                  "Matrix over range. access=(-2147483648,-2147483648) "
+                                  "size=(40,40) begin=(0,0)FastReturn=false"},
                       FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"}),
     ZrCaseName());
 

@@ -33,8 +33,8 @@ struct ChainFixture : testing::Test {
     return groups;
   }
 
-  const RfaSyntheticScreenOptions options = RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21);
-  const ZrFloatMatrix screen = RfaMakeSyntheticScreen(options);
+  const ZrFloatMatrix screen =
+      RfaMakeSyntheticScreen(RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21));
   RfaParameters p = RfaGeometry(93, 108, 80, 5, 4, 100, 100, 117, 87, 9, 100, 100, 76, 76);
   std::map<std::string, double> doubles{{"log/entry", 1.0}};
   std::map<std::string, std::string> texts{{"log/text", "earlier"}};
