@@ -222,8 +222,8 @@ TEST(ZrBarnXml, NumberValuesRoundTripUnparsableReadAsZeroMissingAsDefault) {
   EXPECT_EQ(missing, 9);
 }
 
-TEST(ZrBarnXml, OnlyTrueAndFalseAreRecognisedAsBools) {
-  // text, default, value read
+TEST(ZrBarnXml, BoolsAndDates) {
+  // Only "true" and "false" are recognised: text, default, value read.
   const std::tuple<const char*, bool, bool> cases[] = {{"true", false, true},
                                                        {"false", true, false},
                                                        {"TRUE", false, false},
@@ -234,14 +234,11 @@ TEST(ZrBarnXml, OnlyTrueAndFalseAreRecognisedAsBools) {
     EXPECT_TRUE(Read(std::string("<b>") + text + "</b>")->Value("b", v, def)) << text;
     EXPECT_EQ(v, expected) << text;
   }
-}
 
-TEST(ZrBarnXml, BoolAndDateWritten) {
   ZrBarnXml w("w");
   w.OpenRack("x");
-  bool t = true;
-  bool f = false;
-  ZrADateTime date;
+  bool t = true, f = false;
+  ZrADateTime date, back, def;
   date.SetDate(2024, 1, 31);
   date.SetTime(9, 5, 0);
   w.Value("t", t, false);
@@ -252,8 +249,6 @@ TEST(ZrBarnXml, BoolAndDateWritten) {
   EXPECT_EQ(text, "<x><t>true</t>\n<f>false</f>\n<d>2024/01/31 09:05:00</d>\n</x>\n");
   auto r = Read(text);
   ASSERT_TRUE(r->OpenRack("x"));
-  ZrADateTime back;
-  ZrADateTime def;
   def.SetDate(1999, 9, 9);
   EXPECT_TRUE(r->Value("d", back, def));
   EXPECT_EQ(back.DateTimeString(), "2024/01/31 09:05:00");
