@@ -49,8 +49,7 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
     client_->SeriesImageIndexSetWithLoadImage(id, i);
     bool loaded = false, success = false;
     client_->GetIsLoaded(loaded, success);
-    EXPECT_TRUE(loaded);
-    EXPECT_TRUE(success);
+    EXPECT_TRUE(loaded && success);
     const std::string name = client_->GetFileName(id);
     EXPECT_EQ(name, "img" + std::to_string(i) + ".rawf");
     std::map<std::string, double> d;
@@ -74,13 +73,12 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
 
   const ZrSeriesIndex index = ZrSeriesIndexRead(output_ + "/_index.xmlsrs");
   ASSERT_EQ(index.entries.size(), 3u);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].file, "img" + std::to_string(i) + ".rawf");
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].keyDouble.at("Sx"), i + 0.5);
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].keyString.at("log"),
-              "<done & " + std::to_string(i) + ">");
-    const ZrFloatMatrix saved = ZrImageRead(output_ + "/img" + std::to_string(i) + ".rawf");
-    EXPECT_EQ(saved.Data[7], 10.0f * (i + 1));
+  for (size_t i = 0; i < 3; ++i) {
+    const std::string n = std::to_string(i);
+    EXPECT_EQ(index.entries[i].file, "img" + n + ".rawf");
+    EXPECT_EQ(index.entries[i].keyDouble.at("Sx"), i + 0.5);
+    EXPECT_EQ(index.entries[i].keyString.at("log"), "<done & " + n + ">");
+    EXPECT_EQ(ZrImageRead(output_ + "/img" + n + ".rawf").Data[7], 10.0f * (i + 1));
   }
 
   // The renewed index loads as a series of the processed images, keys included.

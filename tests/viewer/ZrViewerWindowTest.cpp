@@ -69,6 +69,11 @@ class ZrViewerWindowTest : public ::testing::Test {
     ZrImageWrite(path, image);
     return path;
   }
+  void WriteText(const char* name, const QByteArray& text) {
+    QFile file(dir_.filePath(name));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+  }
   QStringList KeyRows(const QString& group) const {
     QStringList rows;
     QTreeWidget* tree = viewer_->KeyTree();
@@ -107,17 +112,6 @@ TEST_P(ZrViewerOpenTest, EachFileInAWindowOfItsSize) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, ZrViewerOpenTest, ::testing::Values("a.rawf", "b.tif", "c.xml"));
-
-TEST_F(ZrViewerWindowTest, UnreadableFileOpensNoWindow) {
-  const std::string path = dir_.filePath("broken.rawf").toStdString();
-  QFile file(QString::fromStdString(path));
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write("abc");
-  file.close();
-  EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(path); }), "<no ZrError>");
-  EXPECT_TRUE(host_.WindowIds().empty());
-  EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
-}
 
 TEST_F(ZrViewerWindowTest, CursorReadOutNamesThePixelUnderTheMouse) {
   // Begins are kept by the raw float format: the read-out uses the image's own coordinates.
@@ -182,13 +176,15 @@ TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
 }
 
-TEST_F(ZrViewerWindowTest, UnreadableKeyFileLeavesTheImageOpenWithoutKeys) {
-  const std::string image = Write("result.rawf", Ramp(8, 8));
-  QFile keys(dir_.filePath("result.keys.xml"));
-  ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
-  keys.write("not a key file\n");
-  keys.close();
-  const int32_t id = viewer_->OpenFile(image);
+// An unreadable image opens no window; an unreadable key file beside an image leaves the image
+// open without keys.
+TEST_F(ZrViewerWindowTest, UnreadableFilesOpenNothingOrNoKeys) {
+  for (const char* name : {"broken.rawf", "result.keys.xml"}) WriteText(name, "abc");
+  const std::string broken = dir_.filePath("broken.rawf").toStdString();
+  EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(broken); }), "<no ZrError>");
+  EXPECT_TRUE(host_.WindowIds().empty());
+  EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
+  const int32_t id = viewer_->OpenFile(Write("result.rawf", Ramp(8, 8)));
   ASSERT_NE(viewer_->WindowWidget(id), nullptr);
   EXPECT_TRUE(viewer_->WindowWidget(id)->Window().keyDouble.empty());
   EXPECT_TRUE(KeyRows("ImageKeyDouble").isEmpty());
@@ -230,20 +226,8 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
   ZrFloatMatrix black(64, 48);
   black.Fill(0.0f);
   const int32_t id = viewer_->OpenFile(Write("black.rawf", black));
-  ZrRegion ellipse;
-  ellipse.regionType = "ELLIPSE";
-  ellipse.cx = 30;
-  ellipse.cy = 20;
-  ellipse.w = 40;
-  ellipse.h = 20;
-  ellipse.color = {255, 0, 0};
-  ZrRegion box = ellipse;
-  box.regionType = "RECTANGLE";
-  box.cx = 50;
-  box.cy = 40;
-  box.w = 10;
-  box.h = 6;
-  box.color = {0, 255, 0};
+  const ZrRegion ellipse{"ELLIPSE", 30, 20, 40, 20, {255, 0, 0}, false, ""};
+  const ZrRegion box{"RECTANGLE", 50, 40, 10, 6, {0, 255, 0}, false, ""};
   ZrPluginFuncVeldra& client = Client();
   client.RegionAdd(id, ellipse);
   client.RegionAdd(id, box);
@@ -302,6 +286,8 @@ TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
 }
 
 TEST_F(ZrViewerWindowTest, SavesTheFocusedImageLosslessly) {
+  EXPECT_ZR_ERROR(viewer_->SaveFocused(dir_.filePath("x.tif").toStdString()),
+                  "No window has the focus");
   ZrFloatMatrix image = Ramp(9, 7);
   image(3, 3) = 1.0e-30f;
   image(4, 4) = -123456.789f;
@@ -316,27 +302,15 @@ TEST_F(ZrViewerWindowTest, SavesTheFocusedImageLosslessly) {
   EXPECT_FALSE(QFile::exists(QString::fromStdString(png)));
 }
 
-TEST_F(ZrViewerWindowTest, NothingToSaveWithoutAWindow) {
-  EXPECT_ZR_ERROR(viewer_->SaveFocused(dir_.filePath("x.tif").toStdString()),
-                  "No window has the focus");
-}
-
-TEST_F(ZrViewerWindowTest, RadialProfileOfTheFocusedImage) {
+TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
   const ZrFloatMatrix image = Ramp(21, 15, 0, 0);
-  viewer_->OpenFile(Write("ramp.rawf", image));
-  viewer_->SetProfileCentre(10, 7);
+  viewer_->OpenFile(Write("a.rawf", image));
+  // Centre (10, 7): ring 0 is that one pixel.
   const std::vector<QPointF> expected = ZrViewerRadialProfile(image, 10, 7, true);
   const QVector<QPointF> shown = viewer_->ProfileSeries()->pointsVector();
-  ASSERT_EQ(shown.size(), static_cast<int>(expected.size()));
-  for (int i = 0; i < shown.size(); ++i) EXPECT_EQ(shown[i], expected[static_cast<size_t>(i)]);
-  EXPECT_DOUBLE_EQ(shown[0].y(), image(10, 7));
-}
-
-TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
-  viewer_->OpenFile(Write("a.rawf", Ramp(21, 15, 0, 0)));
-  // Centre (10, 7): ring 0 is that one pixel.
-  ASSERT_FALSE(viewer_->ProfileSeries()->pointsVector().isEmpty());
-  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 7010.5);
+  EXPECT_EQ(std::vector<QPointF>(shown.begin(), shown.end()), expected);
+  ASSERT_FALSE(shown.isEmpty());
+  EXPECT_DOUBLE_EQ(shown[0].y(), 7010.5);
   viewer_->SetProfileCentre(2, 3);
   EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 3002.5);
   // A chosen centre stays for the next image; the button returns to the image's centre.
