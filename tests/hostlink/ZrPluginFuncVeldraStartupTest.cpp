@@ -3,10 +3,9 @@
 
 #include <QDir>
 #include <QTemporaryDir>
-#include <fstream>
-#include <sstream>
 
 #include "hostlink/ZrPluginFuncVeldra.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -90,10 +89,7 @@ TEST(ZrMenuFile, WritesEveryEntryWithTheExecutableName) {
   host.InitSetCmdline(1, argv);
   const auto menuText = [&] {
     host.InitMenuFileWrite();
-    std::ifstream in(menuPath);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return ZrTestReadFile(menuPath);
   };
   EXPECT_EQ(menuText(),
             "<VELDRA-MENU><FileLoaderExtWithComma_></FileLoaderExtWithComma_>\n"

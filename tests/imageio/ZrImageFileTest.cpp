@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "imageio/ZrImageCodec.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -58,13 +59,6 @@ bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
 
 std::vector<float> Pixels(const ZrFloatMatrix& m) {
   return {m.Data, m.Data + m.Count()};
-}
-
-void WriteBytes(const std::string& path, const std::string& bytes) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
-  std::fclose(f);
 }
 
 // A minimal little-endian, uncompressed, single-strip TIFF assembled by hand, so that a header
@@ -241,7 +235,7 @@ TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
 
 TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {
   ZrImageWrite(Path("x.tif"), MakeTestImage(4, 4, 0, 0));
-  WriteBytes(Path("x.dat"), ZrReadFileBytes(Path("x.tif")));
+  ASSERT_TRUE(ZrTestWriteFile(Path("x.dat"), ZrReadFileBytes(Path("x.tif"))));
   EXPECT_TRUE(SameBits(ZrImageRead(Path("x.dat")), MakeTestImage(4, 4, 0, 0)));
 }
 
@@ -321,7 +315,7 @@ class MalformedImage : public ImageFileTest, public ::testing::WithParamInterfac
 
 TEST_P(MalformedImage, GivesClearErrorNamingTheFile) {
   const MalformedCase& c = GetParam();
-  WriteBytes(Path(c.fileName), c.bytes);
+  ASSERT_TRUE(ZrTestWriteFile(Path(c.fileName), c.bytes));
   EXPECT_ZR_ERROR(ZrImageRead(Path(c.fileName)), Path(c.fileName) + ": " + c.message);
 }
 

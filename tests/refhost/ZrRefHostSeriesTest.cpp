@@ -8,6 +8,7 @@
 
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrSeriesIndex.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -128,10 +129,7 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
 }
 
 TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {
-  QFile broken(QString::fromStdString(folder_ + "/img9.rawf"));
-  ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-  broken.write("xx");
-  broken.close();
+  ASSERT_TRUE(ZrTestWriteFile(folder_ + "/img9.rawf", "xx"));
   const int32_t id = client_->SeriesNewWindow(folder_, "image");
   ASSERT_EQ(client_->SeriesGetCount(id), 4);
   client_->SeriesImageIndexSetWithLoadImage(id, 3);

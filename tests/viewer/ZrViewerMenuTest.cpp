@@ -14,6 +14,7 @@
 
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "viewer/ZrViewerMainWindow.h"
 #include "viewer/ZrViewerMenu.h"
@@ -33,12 +34,6 @@ void WriteRegistration(const std::string& programPath, const std::vector<ZrMenuE
   char* argv[] = {path.data()};
   plugin.InitSetCmdline(1, argv);
   plugin.InitMenuFileWrite();
-}
-
-void WriteText(const QString& path, const QByteArray& text) {
-  QFile file(path);
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write(text);
 }
 
 QMenu* TopMenu(QMainWindow& window, const QString& title) {
@@ -67,8 +62,8 @@ TEST_F(ZrViewerMenuTest, ReadsTheEntriesThePluginsRegister) {
   WriteRegistration(Path("rfa-bg"), {{kTitle, "", "PEH", "", "-O"}});
   WriteRegistration(Path("b-tool.x"), {{"B1", "", "M", "", "-1"}, {"B2", "S", "M", "", "-2"}});
   WriteRegistration(Path("a-tool"), {{"A1", "", "N", "", ""}});
-  WriteText(dir_.filePath("c-other.menu"), "<OTHER-MENU><item>x</item></OTHER-MENU>\n");
-  WriteText(dir_.filePath("notes.txt"), "<VELDRA-MENU></VELDRA-MENU>\n");
+  ASSERT_TRUE(ZrTestWriteFile(Path("c-other.menu"), "<OTHER-MENU><item>x</item></OTHER-MENU>\n"));
+  ASSERT_TRUE(ZrTestWriteFile(Path("notes.txt"), "<VELDRA-MENU></VELDRA-MENU>\n"));
   ASSERT_TRUE(QDir(dir_.path()).mkdir("sub.menu"));  // a folder is not a file
   std::vector<std::string> errors;
   const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
@@ -143,7 +138,8 @@ TEST_F(ZrViewerMenuTest, MenusSubmenusAndItemsAsRegistered) {
 // a program that is missing is reported as not started.
 TEST_F(ZrViewerMenuTest, ChoosingTheItemStartsTheProgramWithParameterAndPort) {
   const QString script = dir_.filePath("recorder.sh");
-  WriteText(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n");
+  ASSERT_TRUE(ZrTestWriteFile(
+      script.toStdString(), "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n"));
   QFile::setPermissions(script, QFile::permissions(script) | QFile::ExeOwner);
   WriteRegistration(script.toStdString(), {{kTitle, "", "PEH", "", "-O"}});
   WriteRegistration(Path("missing-program"), {{"Missing", "", "PEH", "", "-O"}});
@@ -154,11 +150,8 @@ TEST_F(ZrViewerMenuTest, ChoosingTheItemStartsTheProgramWithParameterAndPort) {
   ASSERT_NE(item, nullptr);
   item->trigger();
   EXPECT_EQ(window.LastLaunch().program, script);
-  const QString record = dir_.filePath("args.txt");
-  ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(record).size() > 0; }, 10000));
-  QFile file(record);
-  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  EXPECT_EQ(file.readAll(), QByteArray("-O\n-P\n23456\n"));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(dir_.filePath("args.txt")).size() > 0; }, 10000));
+  EXPECT_EQ(ZrTestReadFile(Path("args.txt")), "-O\n-P\n23456\n");
 
   QProcess* process = window.StartPlugin(ZrViewerMenuScan(dir_.path().toStdString()).at(0));
   ASSERT_NE(process, nullptr);

@@ -20,6 +20,7 @@
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tools/RfaProcess.h"
 #include "viewer/ZrViewerMainWindow.h"
@@ -68,11 +69,6 @@ class ZrViewerWindowTest : public ::testing::Test {
     const std::string path = dir_.filePath(name).toStdString();
     ZrImageWrite(path, image);
     return path;
-  }
-  void WriteText(const char* name, const QByteArray& text) {
-    QFile file(dir_.filePath(name));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(text);
   }
   QStringList KeyRows(const QString& group) const {
     QStringList rows;
@@ -133,14 +129,12 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   // Auto: 0.5 (black) .. 2010.5 (white).
   EXPECT_FLOAT_EQ(window->Range().lo, 0.5f);
   EXPECT_FLOAT_EQ(window->Range().hi, 2010.5f);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 2)), 255);
+  const auto grey = [&](int x, int y) { return qGray(window->View()->Picture().pixel(x, y)); };
+  EXPECT_EQ(std::vector<int>({grey(0, 0), grey(10, 2)}), std::vector<int>({0, 255}));
   // Row 1 lies between 1000.5 and 1010.5: set the range to it.
   window->SetRange(1000.5f, 1010.5f);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(5, 1)), 128);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 1)), 255);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 2)), 255);
+  EXPECT_EQ(std::vector<int>({grey(0, 0), grey(5, 1), grey(10, 1), grey(0, 2)}),
+            std::vector<int>({0, 128, 255, 255}));
   // A set range stays when the host changes the image; auto follows it again.
   host_.SetWindowImage(id, Ramp(11, 3, 0, 5));
   viewer_->Sync();
@@ -149,19 +143,9 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   EXPECT_FLOAT_EQ(window->Range().lo, 5000.5f);
 }
 
-TEST_F(ZrViewerWindowTest, KeysAndLogAPluginSetsAppearAfterItsUpdate) {
-  const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(8, 8)));
-  ZrPluginFuncVeldra& client = Client();
-  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
-  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
-  client.UpdateAll();
-  ASSERT_TRUE(QTest::qWaitFor(
-      [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
-  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
-  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
-}
-
-TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
+// The key record side file of a result becomes the window's keys; keys and log a plug-in sets
+// replace them after its update.
+TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   const std::string image = Write("result.tif", Ramp(8, 8));
   RfaWriteKeysFile(dir_.filePath("result.keys.xml").toStdString(),
                    {{"MaskMcpDip", 1}, {"RFA_background", -0.125}},
@@ -174,13 +158,23 @@ TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
+
+  ZrPluginFuncVeldra& client = Client();
+  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
+  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
+  client.UpdateAll();
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
+  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
+  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
 }
 
 // An unreadable image opens no window; an unreadable key file beside an image leaves the image
 // open without keys.
 TEST_F(ZrViewerWindowTest, UnreadableFilesOpenNothingOrNoKeys) {
-  for (const char* name : {"broken.rawf", "result.keys.xml"}) WriteText(name, "abc");
   const std::string broken = dir_.filePath("broken.rawf").toStdString();
+  ASSERT_TRUE(ZrTestWriteFile(broken, "abc"));
+  ASSERT_TRUE(ZrTestWriteFile(dir_.filePath("result.keys.xml").toStdString(), "abc"));
   EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(broken); }), "<no ZrError>");
   EXPECT_TRUE(host_.WindowIds().empty());
   EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
@@ -250,17 +244,18 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
     return false;
   };
   ZrImageView* view = window->View();
-  // Ellipse ends at cx +- w/2 and cy +- h/2; nothing drawn at its centre.
-  EXPECT_TRUE(near(view->ToScreen(10, 20), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(50, 20), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(30, 10), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(30, 30), Qt::red));
-  EXPECT_FALSE(near(view->ToScreen(30, 20), Qt::red));
-  EXPECT_FALSE(near(view->ToScreen(10, 10), Qt::red));  // the bounding box's corner
-  // Rectangle corners at (45, 37) and (55, 43).
-  EXPECT_TRUE(near(view->ToScreen(45, 37), Qt::green));
-  EXPECT_TRUE(near(view->ToScreen(55, 43), Qt::green));
-  EXPECT_FALSE(near(view->ToScreen(50, 40), Qt::green));
+  // Ellipse ends at cx +- w/2 and cy +- h/2, nothing drawn at its centre nor at the corner of
+  // its bounding box; rectangle corners at (45, 37) and (55, 43), nothing at its centre.
+  const struct {
+    float x, y;
+    QColor colour;
+    bool drawn;
+  } points[] = {{10, 20, Qt::red, true},   {50, 20, Qt::red, true},   {30, 10, Qt::red, true},
+                {30, 30, Qt::red, true},   {30, 20, Qt::red, false},  {10, 10, Qt::red, false},
+                {45, 37, Qt::green, true}, {55, 43, Qt::green, true}, {50, 40, Qt::green, false}};
+  for (const auto& p : points) {
+    EXPECT_EQ(near(view->ToScreen(p.x, p.y), p.colour), p.drawn) << p.x << ", " << p.y;
+  }
 }
 
 TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
