@@ -38,6 +38,10 @@ ZrFloatMatrix Pattern(const Shape& s, uint32_t seed) {
   return m;
 }
 
+std::vector<float> Pixels(const ZrFloatMatrix& m) {
+  return {m.Data, m.Data + m.Count()};
+}
+
 void ExpectSameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
   ASSERT_EQ(a.ColSize, b.ColSize);
   ASSERT_EQ(a.RowSize, b.RowSize);
@@ -81,10 +85,11 @@ INSTANTIATE_TEST_SUITE_P(
 using ZrRefHostImage = ZrRefHostFixture;
 
 TEST_F(ZrRefHostImage, ClearNaNZeroesNaNAndKeepsInfinities) {
+  const float inf = std::numeric_limits<float>::infinity();
   ZrFloatMatrix image(4, 1);
   image.Data[0] = std::numeric_limits<float>::quiet_NaN();
-  image.Data[1] = std::numeric_limits<float>::infinity();
-  image.Data[2] = -std::numeric_limits<float>::infinity();
+  image.Data[1] = inf;
+  image.Data[2] = -inf;
   image.Data[3] = -2.5f;
   const int32_t id = host_.AddImageWindow(image);
   for (const bool shm : {true, false}) {
@@ -92,12 +97,8 @@ TEST_F(ZrRefHostImage, ClearNaNZeroesNaNAndKeepsInfinities) {
     ZrFloatMatrix cleared, kept;
     client_->ImageGet(id, cleared, true);
     client_->ImageGet(id, kept, false);
-    ASSERT_EQ(cleared.Count(), 4);
-    EXPECT_EQ(cleared.Data[0], 0.0f);
+    EXPECT_EQ(Pixels(cleared), std::vector<float>({0.0f, inf, -inf, -2.5f}));
     EXPECT_FALSE(std::signbit(cleared.Data[0]));
-    EXPECT_EQ(cleared.Data[1], std::numeric_limits<float>::infinity());
-    EXPECT_EQ(cleared.Data[2], -std::numeric_limits<float>::infinity());
-    EXPECT_EQ(cleared.Data[3], -2.5f);
     EXPECT_TRUE(std::isnan(kept.Data[0]));
   }
 }
