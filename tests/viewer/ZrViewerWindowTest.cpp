@@ -319,4 +319,28 @@ TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
   EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 12012.5);
 }
 
+// The viewer follows the host's changes as the host reports them, and draws again only the
+// windows that changed; gets change nothing, so nothing is drawn again.
+TEST_F(ZrViewerWindowTest, APluginsChangeRedrawsOnlyTheWindowItChanged) {
+  const int32_t kept = host_.AddImageWindow(ZrFloatMatrix(8, 6));
+  const int32_t changed = host_.AddImageWindow(ZrFloatMatrix(8, 6));
+  QTRY_VERIFY(viewer_->WindowWidget(kept) != nullptr && viewer_->WindowWidget(changed) != nullptr);
+  const auto picture = [&](int32_t id) {
+    return viewer_->WindowWidget(id)->View()->Picture().cacheKey();
+  };
+  const qint64 keptPicture = picture(kept), changedPicture = picture(changed);
+  ZrFloatMatrix image(8, 6);
+  image.Fill(3.0f);
+  Client().ImageSet(changed, image);
+  Client().ImageKeyStringSet(changed, {{"note", "a<b"}});
+  QTRY_COMPARE(viewer_->WindowWidget(changed)->Window().keyString.count("note"), size_t{1});
+  EXPECT_EQ(viewer_->WindowWidget(changed)->Window().image.Data[0], 3.0f);
+  EXPECT_NE(picture(changed), changedPicture);
+  EXPECT_EQ(picture(kept), keptPicture);
+  const qint64 settled = picture(changed);
+  Client().ImageGet(changed, image, false);
+  QTest::qWait(50);
+  EXPECT_EQ(picture(changed), settled);
+}
+
 }  // namespace
