@@ -21,6 +21,11 @@ TEST_F(ZrRefHostQuery, WindowsFocusAndModes) {
   EXPECT_FALSE(client_->GetIsModeSeries(a));
   EXPECT_FALSE(client_->GetIsModeImage(12345));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "ImageNewWindow()\n");
+  // A series window's mode is checked before anything is sent.
+  const size_t before = host_.Requests().size();
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", "Image"), "Error:Please set right windowMode");
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", ""), "Error:Please set right windowMode");
+  EXPECT_EQ(host_.Requests().size(), before);
 }
 
 TEST_F(ZrRefHostQuery, KeyMapsWithCharactersNeedingEscapes) {
@@ -93,11 +98,4 @@ TEST_F(ZrRefHostQuery, LinesAreKeptWithTheirProperties) {
   EXPECT_EQ(
       std::make_tuple(l.x0, l.y0, l.x1, l.y1, l.width, l.color.r, l.color.b, l.isMovable, l.name),
       std::make_tuple(1.5f, 2.0f, 3.0f, 4.25f, 0.5f, 9, 7, true, "a&b"));
-}
-
-TEST_F(ZrRefHostQuery, SeriesWindowModeIsCheckedBeforeSending) {
-  const size_t before = host_.Requests().size();
-  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", "Image"), "Error:Please set right windowMode");
-  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", ""), "Error:Please set right windowMode");
-  EXPECT_EQ(host_.Requests().size(), before);
 }
