@@ -1,16 +1,27 @@
-// Request texts byte for byte, response reading, and the host function table.
+// Request texts byte for byte, response reading, round trips, the host function table, the
+// reading of host answers and the processing log document.
 #include "hostlink/ZrCmdPackUnpack.h"
 
+#include "hostlink/ZrHostReplies.h"
+#include "hostlink/ZrPluginLog.h"
+
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <tuple>
 
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
 
-std::string RequestText(int32_t function, void (*arguments)(ZrCmdPackUnpack&)) {
+using Arguments = std::function<void(ZrCmdPackUnpack&)>;
+
+// The text of a request for `function` (none when negative) whose arguments `arguments` packs.
+std::string RequestText(int32_t function, const Arguments& arguments) {
   ZrCmdPackUnpack request("w");
   request.OpenCmd();
-  request.SetFunc(function);
+  if (function >= 0) request.SetFunc(function);
   arguments(request);
   request.CloseCmd();
   std::string text;
@@ -24,71 +35,69 @@ ZrCmdPackUnpack Response(const std::string& text) {
   return response;
 }
 
+// What `arguments` packs, read back as a response with its command opened.
+ZrCmdPackUnpack RoundTrip(const Arguments& arguments) {
+  ZrCmdPackUnpack response = Response(RequestText(-1, arguments));
+  EXPECT_TRUE(response.OpenCmd());
+  return response;
+}
+
+auto Fields(const ZrRegion& r) {
+  return std::make_tuple(r.regionType, r.cx, r.cy, r.w, r.h, r.color.r, r.color.g, r.color.b,
+                         r.isMovable, r.name);
+}
+
 }  // namespace
 
-TEST(ZrCmdPackUnpack, RequestWithoutArgumentsIsRootCommandAndName) {
-  EXPECT_EQ(RequestText(7, [](ZrCmdPackUnpack&) {}),
-            "<air><i0><cmd>ImageNewWindow</cmd>\n</i0>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, RequestValuesFollowTheNameEachEndTagWithLineFeed) {
-  const std::string text = RequestText(21, [](ZrCmdPackUnpack& r) {
-    int32_t id = -12;
-    r.IDDocChildWindow(id);
-    bool flag = true;
-    r.Packer().Value("isMovable", flag);
-    std::string name = "a<b&c\"d'e";
-    r.Packer().Value("name", name);
-  });
-  EXPECT_EQ(text,
-            "<air><i0><cmd>GetIsModeImage</cmd>\n<IDDocChildWindow>-12</IDDocChildWindow>\n"
-            "<isMovable>true</isMovable>\n<name>a&lt;b&amp;c&quot;d'e</name>\n</i0>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, KeyListEntriesAreNumberedChildrenWithKeyAndVal) {
-  const std::string text = RequestText(64, [](ZrCmdPackUnpack& r) {
-    std::map<std::string, std::string> keys = {{"a<b", "1&2"}, {"z", ""}};
-    r.Packer().KeyStringList("ImageKeyString", keys);
-  });
-  EXPECT_EQ(text,
-            "<air><i0><cmd>ImageKeyStringSet</cmd>\n<ImageKeyString><i0><key>a&lt;b</key>\n"
-            "<val>1&amp;2</val>\n</i0>\n<i1><key>z</key>\n<val></val>\n</i1>\n</ImageKeyString>\n"
-            "</i0>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, RegionRecordSitsInItsOwnElementInFieldOrder) {
-  const std::string text = RequestText(27, [](ZrCmdPackUnpack& r) {
-    ZrRegion region;
-    region.regionType = "ELLIPSE";
-    region.color.g = 255;
-    region.isMovable = true;
-    region.name = "dip";
-    r.Region(region);
-  });
-  const size_t at = text.find("<region><regionType>ELLIPSE</regionType>\n<cx>");
-  ASSERT_NE(at, std::string::npos) << text;
-  const std::string tail = text.substr(text.find("<color>"));
-  EXPECT_EQ(tail,
-            "<color><r>0</r>\n<g>255</g>\n<b>0</b>\n</color>\n<isMovable>true</isMovable>\n"
-            "<name>dip</name>\n</region>\n</i0>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, WriteModeHasRootAtOnceReadModeOnlyAfterSetText) {
+TEST(ZrCmdPackUnpack, RequestTextsByteForByte) {
+  // Values follow the name, each end tag with a line feed; texts are escaped; key lists are
+  // numbered children with "key" and "val"; a region sits in its own element, fields in order;
+  // floating values carry the digits they need to read back exactly.
+  EXPECT_EQ(RequestText(27,
+                        [](ZrCmdPackUnpack& r) {
+                          int32_t id = -12;
+                          r.IDDocChildWindow(id);
+                          bool flag = true;
+                          r.Packer().Value("isMovable", flag);
+                          std::string name = "a<b&c\"d'e";
+                          r.Packer().Value("name", name);
+                          std::map<std::string, std::string> keys = {{"a<b", "1&2"}, {"z", ""}};
+                          r.Packer().KeyStringList("ImageKeyString", keys);
+                          ZrRegion region{"ELLIPSE", 1.5f, -2, 3, 4, {0, 255, 0}, true, "dip"};
+                          r.Region(region);
+                          float x0 = 0.5f, y0 = 1.0f / 3;
+                          double d = 0.1;
+                          r.Packer().Value("x0", x0);
+                          r.Packer().Value("y0", y0);
+                          r.Packer().Value("d", d);
+                        }),
+            "<air><i0><cmd>RegionAdd</cmd>\n<IDDocChildWindow>-12</IDDocChildWindow>\n"
+            "<isMovable>true</isMovable>\n<name>a&lt;b&amp;c&quot;d'e</name>\n"
+            "<ImageKeyString><i0><key>a&lt;b</key>\n<val>1&amp;2</val>\n</i0>\n<i1><key>z</key>\n"
+            "<val></val>\n</i1>\n</ImageKeyString>\n<region><regionType>ELLIPSE</regionType>\n"
+            "<cx>1.5</cx>\n<cy>-2</cy>\n<w>3</w>\n<h>4</h>\n<color><r>0</r>\n<g>255</g>\n<b>0</b>\n"
+            "</color>\n<isMovable>true</isMovable>\n<name>dip</name>\n</region>\n<x0>0.5</x0>\n"
+            "<y0>0.333333343</y0>\n<d>0.10000000000000001</d>\n</i0>\n</air>\n");
+  // The write mode has its root at once; a negative command index keeps its sign.
   ZrCmdPackUnpack request("w");
   EXPECT_EQ(request.GetMode(), "w");
   std::string text;
   request.GetText(text);
   EXPECT_EQ(text, "<air></air>\n");
-  ZrCmdPackUnpack response("r");
-  EXPECT_EQ(response.GetMode(), "r");
-  EXPECT_FALSE(response.OpenCmd());
-  EXPECT_ZR_ERROR(request.SetText("<air></air>\n"), "mode is illigal");
+  EXPECT_TRUE(request.OpenCmdIndex(-2));
+  request.CloseCmdIndex(-2);
+  request.GetText(text);
+  EXPECT_EQ(text, "<air><i-2></i-2>\n</air>\n");
 }
 
-TEST(ZrCmdPackUnpack, ResponseValuesAreReadAndMissingOnesKeepTheCallersValue) {
+TEST(ZrCmdPackUnpack, ResponseReading) {
   ZrCmdPackUnpack response = Response(
       "<air><i0><ReturnCode>ok</ReturnCode>\n<IDDocChildWindow>42</IDDocChildWindow>\n"
-      "<isModeImage>true</isModeImage>\n</i0>\n</air>\n");
+      "<isModeImage>true</isModeImage>\n<ImageKeyDouble><entry><key>a</key><val>1.5</val>"
+      "</entry><x attr=\"1\"><val>-2</val><key>b&amp;c</key></x><i0><val>3</val></i0>"
+      "<entry><key>d</key><val>4</val></entry></ImageKeyDouble>\n</i0>\n"
+      "<i1><count>3</count>\n</i1>\n</air>\n");
+  EXPECT_EQ(response.GetMode(), "r");
   ASSERT_TRUE(response.OpenCmd());
   int32_t id = -1, missing = 77;
   bool mode = false;
@@ -96,169 +105,90 @@ TEST(ZrCmdPackUnpack, ResponseValuesAreReadAndMissingOnesKeepTheCallersValue) {
   EXPECT_EQ(response.Packer().Value("ReturnCode", code), 1);
   EXPECT_EQ(response.IDDocChildWindow(id), 1);
   EXPECT_EQ(response.Packer().Value("isModeImage", mode), 1);
-  EXPECT_EQ(response.Packer().Value("RegionID", missing), 0);
-  EXPECT_EQ(code, "ok");
-  EXPECT_EQ(id, 42);
-  EXPECT_TRUE(mode);
-  EXPECT_EQ(missing, 77);
-}
-
-TEST(ZrCmdPackUnpack, WithoutCommandElementValuesComeFromTheRootAndAreMissing) {
-  ZrCmdPackUnpack response = Response("<air><i1><count>3</count>\n</i1>\n</air>\n");
-  EXPECT_FALSE(response.OpenCmd());
-  int32_t count = -5;
-  EXPECT_EQ(response.Packer().Value("count", count), 0);
-  EXPECT_EQ(count, -5);
-  EXPECT_TRUE(response.OpenCmdIndex(1));
-  EXPECT_EQ(response.Packer().Value("count", count), 1);
-  EXPECT_EQ(count, 3);
-}
-
-TEST(ZrCmdPackUnpack, KeyListReaderAcceptsAnyEntryName) {
-  ZrCmdPackUnpack response = Response(
-      "<air><i0><ImageKeyDouble><entry><key>a</key><val>1.5</val></entry>"
-      "<x attr=\"1\"><val>-2</val><key>b&amp;c</key></x><i0><val>3</val></i0>"
-      "<entry><key>d</key><val>4</val></entry></ImageKeyDouble>\n</i0>\n</air>\n");
-  ASSERT_TRUE(response.OpenCmd());
+  EXPECT_EQ(response.Packer().Value("RegionID", missing), 0);  // missing: the caller's value
+  EXPECT_EQ(std::make_tuple(code, id, mode, missing), std::make_tuple("ok", 42, true, 77));
+  // Key list entries of any name are read; the one without "key" is skipped.
   std::map<std::string, double> keys = {{"stale", 9}};
   ASSERT_TRUE(response.Packer().KeyDoubleList("ImageKeyDouble", keys));
-  const std::map<std::string, double> expected = {{"a", 1.5}, {"b&c", -2}, {"d", 4}};
-  EXPECT_EQ(keys, expected);  // the entry without "key" is skipped
+  EXPECT_EQ(keys, (std::map<std::string, double>{{"a", 1.5}, {"b&c", -2}, {"d", 4}}));
+  std::map<std::string, std::string> strings = {{"k", "v"}};
+  EXPECT_FALSE(response.Packer().KeyStringList("ImageKeyString", strings));
+  EXPECT_EQ(strings.size(), 1u);
+  // Another command element by its index.
+  response.CloseCmd();
+  EXPECT_TRUE(response.OpenCmdIndex(1));
+  int32_t count = -5;
+  EXPECT_EQ(response.Packer().Value("count", count), 1);
+  EXPECT_EQ(count, 3);
+  // Without a command element values come from the root and are missing.
+  ZrCmdPackUnpack rootOnly = Response("<air><i1><count>3</count>\n</i1>\n</air>\n");
+  EXPECT_FALSE(rootOnly.OpenCmd());
+  count = -5;
+  EXPECT_EQ(rootOnly.Packer().Value("count", count), 0);
+  EXPECT_EQ(count, -5);
+  EXPECT_FALSE(ZrCmdPackUnpack("r").OpenCmd());  // nothing set yet
 }
 
-TEST(ZrCmdPackUnpack, KeyListRoundTripWithCharactersNeedingEscapes) {
-  ZrCmdPackUnpack request("w");
-  std::map<std::string, std::string> written = {
+TEST(ZrCmdPackUnpack, RoundTripsKeepEveryValue) {
+  const std::map<std::string, std::string> strings = {
       {"<tag>", "\"quoted\" & 'single'"}, {"a&b", "&lt;"}, {"empty", ""}};
-  // Numbers come back exactly, however many digits they need.
-  std::map<std::string, double> numbers = {
+  const std::map<std::string, double> numbers = {
       {"x", 0.5}, {"y", -1e-300}, {"z", 123456789.25}, {"w", 0.1}, {"v", 1.0 / 3}};
-  request.OpenCmd();
-  request.Packer().KeyStringList("S", written);
-  request.Packer().KeyDoubleList("D", numbers);
-  request.CloseCmd();
-  std::string text;
-  request.GetText(text);
-  ZrCmdPackUnpack response = Response(text);
-  ASSERT_TRUE(response.OpenCmd());
-  std::map<std::string, std::string> read;
-  std::map<std::string, double> readNumbers;
-  ASSERT_TRUE(response.Packer().KeyStringList("S", read));
-  ASSERT_TRUE(response.Packer().KeyDoubleList("D", readNumbers));
-  EXPECT_EQ(read, written);
-  EXPECT_EQ(readNumbers, numbers);
-}
-
-TEST(ZrCmdPackUnpack, EscapedEntityTextInKeysCollapsesOnReading) {
-  // The reader unescapes repeatedly, so an "&amp;" written into a key comes back as "&".
-  ZrCmdPackUnpack request("w");
-  std::map<std::string, std::string> written = {{"amp&amp;", "x&lt;y"}};
-  request.OpenCmd();
-  request.Packer().KeyStringList("S", written);
-  request.CloseCmd();
-  std::string text;
-  request.GetText(text);
-  EXPECT_NE(text.find("<key>amp&amp;amp;</key>"), std::string::npos) << text;
-  ZrCmdPackUnpack response = Response(text);
-  ASSERT_TRUE(response.OpenCmd());
-  std::map<std::string, std::string> read;
-  response.Packer().KeyStringList("S", read);
-  EXPECT_EQ(read, (std::map<std::string, std::string>{{"amp&", "x&lt;y"}}));
-}
-
-TEST(ZrCmdPackUnpack, FloatingValuesUseTheDigitsTheyNeed) {
-  const std::string text = RequestText(44, [](ZrCmdPackUnpack& r) {
-    float x0 = 0.5f, y0 = 1.0f / 3;
-    double d = 0.1;
-    r.Packer().Value("x0", x0);
-    r.Packer().Value("y0", y0);
-    r.Packer().Value("d", d);
-  });
-  EXPECT_EQ(text,
-            "<air><i0><cmd>LineAdd</cmd>\n<x0>0.5</x0>\n<y0>0.333333343</y0>\n"
-            "<d>0.10000000000000001</d>\n</i0>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, MissingKeyListLeavesMapAndReturnsFalse) {
-  ZrCmdPackUnpack response = Response("<air><i0></i0>\n</air>\n");
-  ASSERT_TRUE(response.OpenCmd());
-  std::map<std::string, std::string> keys = {{"k", "v"}};
-  EXPECT_FALSE(response.Packer().KeyStringList("ImageKeyString", keys));
-  EXPECT_EQ(keys.size(), 1u);
-}
-
-TEST(ZrCmdPackUnpack, RegionAndColourRoundTrip) {
-  ZrRegion region;
-  region.regionType = "RECTANGLE";
-  region.cx = 10.25f;
-  region.cy = -3.5f;
-  region.w = 1.0f / 3;
-  region.h = 100.003f;
-  region.color = {1, 2, 3};
-  region.isMovable = true;
-  region.name = "a & b";
-  ZrCmdPackUnpack request("w");
-  request.OpenCmd();
-  request.Region(region);
-  request.CloseCmd();
-  std::string text;
-  request.GetText(text);
-  ZrCmdPackUnpack response = Response(text);
-  ASSERT_TRUE(response.OpenCmd());
-  ZrRegion read;
-  ASSERT_TRUE(response.Region(read));
-  EXPECT_EQ(read.regionType, region.regionType);
-  EXPECT_EQ(read.cx, region.cx);
-  EXPECT_EQ(read.cy, region.cy);
-  EXPECT_EQ(read.w, region.w);
-  EXPECT_EQ(read.h, region.h);
-  EXPECT_EQ(read.color.r, 1);
-  EXPECT_EQ(read.color.g, 2);
-  EXPECT_EQ(read.color.b, 3);
-  EXPECT_TRUE(read.isMovable);
-  EXPECT_EQ(read.name, region.name);
-}
-
-TEST(ZrCmdPackUnpack, IdListRoundTripInBothEncodings) {
+  const ZrRegion region{"RECTANGLE", 10.25f, -3.5f, 1.0f / 3, 100.003f, {1, 2, 3}, true, "a & b"};
+  ZrLongMatrix ids(1, 4);
+  for (int32_t i = 0; i < 4; ++i) ids.Data[i] = i * 1000 - 7;
   for (const bool bb : {false, true}) {
-    ZrLongMatrix ids(1, 4);
-    for (int32_t i = 0; i < 4; ++i) ids.Data[i] = i * 1000 - 7;
-    ZrCmdPackUnpack request("w");
-    request.OpenCmd();
-    request.IDList(ids, bb);
-    request.CloseCmd();
-    std::string text;
-    request.GetText(text);
-    EXPECT_NE(text.find(bb ? "<base64b>" : "<base64>"), std::string::npos) << text;
-    ZrCmdPackUnpack response = Response(text);
-    ASSERT_TRUE(response.OpenCmd());
-    ZrLongMatrix read;
-    ASSERT_TRUE(response.IDList(read));
-    ASSERT_EQ(read.ColSize, 1);
-    ASSERT_EQ(read.RowSize, 4);
-    for (int32_t i = 0; i < 4; ++i) EXPECT_EQ(read.Data[i], ids.Data[i]);
+    ZrCmdPackUnpack response = RoundTrip([&](ZrCmdPackUnpack& r) {
+      auto s = strings;
+      auto n = numbers;
+      auto g = region;
+      r.Packer().KeyStringList("S", s);
+      r.Packer().KeyDoubleList("D", n);
+      r.Region(g);
+      r.IDList(ids, bb);
+    });
+    std::map<std::string, std::string> readStrings;
+    std::map<std::string, double> readNumbers;
+    ZrRegion readRegion;
+    ZrLongMatrix readIds;
+    ASSERT_TRUE(response.Packer().KeyStringList("S", readStrings));
+    ASSERT_TRUE(response.Packer().KeyDoubleList("D", readNumbers));
+    ASSERT_TRUE(response.Region(readRegion));
+    ASSERT_TRUE(response.IDList(readIds));
+    EXPECT_EQ(readStrings, strings);
+    EXPECT_EQ(readNumbers, numbers);
+    EXPECT_EQ(Fields(readRegion), Fields(region));
+    ASSERT_EQ(readIds.ColSize, 1);
+    ASSERT_EQ(readIds.RowSize, 4);
+    EXPECT_EQ(std::vector<int32_t>(readIds.Data, readIds.Data + 4),
+              std::vector<int32_t>(ids.Data, ids.Data + 4));
   }
+  EXPECT_NE(RequestText(-1, [&](ZrCmdPackUnpack& r) { r.IDList(ids, true); }).find("<base64b>"),
+            std::string::npos);
+  EXPECT_NE(RequestText(-1, [&](ZrCmdPackUnpack& r) { r.IDList(ids, false); }).find("<base64>"),
+            std::string::npos);
+  // The reader unescapes repeatedly, so an "&amp;" written into a key comes back as "&".
+  std::map<std::string, std::string> collapsed;
+  RoundTrip([](ZrCmdPackUnpack& r) {
+    std::map<std::string, std::string> written = {{"amp&amp;", "x&lt;y"}};
+    r.Packer().KeyStringList("S", written);
+  })
+      .Packer()
+      .KeyStringList("S", collapsed);
+  EXPECT_EQ(collapsed, (std::map<std::string, std::string>{{"amp&", "x&lt;y"}}));
 }
 
-TEST(ZrCmdPackUnpack, CommandGuardsAppendTheirSignature) {
+TEST(ZrCmdPackUnpack, GuardsNameTheirFault) {
   ZrCmdPackUnpack response = Response("<air><i0></i0>\n</air>\n");
   response.CloseCmd();  // leaves "air" for the nameless root
   EXPECT_ZR_ERROR(response.CloseCmd(), "Over CloseRack/void ZrCmdPackUnpack::CloseCmd()");
   EXPECT_ZR_ERROR(response.CloseCmdIndex(3),
                   "Over CloseRack/void ZrCmdPackUnpack::CloseCmdIndex(int32_t)");
-}
-
-TEST(ZrCmdPackUnpack, NegativeCommandIndexKeepsItsSign) {
   ZrCmdPackUnpack request("w");
-  EXPECT_TRUE(request.OpenCmdIndex(-2));
-  request.CloseCmdIndex(-2);
-  std::string text;
-  request.GetText(text);
-  EXPECT_EQ(text, "<air><i-2></i-2>\n</air>\n");
-}
-
-TEST(ZrCmdPackUnpack, UnknownFunctionLeavesCommandOpenWithoutName) {
-  ZrCmdPackUnpack request("w");
+  EXPECT_ZR_ERROR(request.SetText("<air></air>\n"), "mode is illigal");
+  EXPECT_ZR_ERROR(ZrCmdPackUnpack("r").SetText("<air><i0><ReturnCode>ok</ReturnCode"),
+                  "Illigal Tag Structure");
+  // An unknown function leaves the command open without a name.
   request.OpenCmd();
   EXPECT_ZR_ERROR(request.SetFunc(36), "Undefiend function number");
   std::string text;
@@ -270,19 +200,16 @@ class ZrFunctionTable : public ::testing::TestWithParam<int32_t> {};
 
 TEST_P(ZrFunctionTable, NumbersOneToHundredNineExceptThirtySixAreNamed) {
   const int32_t n = GetParam();
-  ZrCmdPackUnpack request("w");
-  request.OpenCmd();
   if (n < 1 || n > 109 || n == 36) {
+    ZrCmdPackUnpack request("w");
+    request.OpenCmd();
     EXPECT_ZR_ERROR(request.SetFunc(n), "Undefiend function number");
     return;
   }
-  request.SetFunc(n);
   const std::string& name = ZrCmdPackUnpack::FunctionTable().at(n);
   EXPECT_EQ(ZrCmdPackUnpack::FunctionNumber(name), n);
-  request.CloseCmd();
-  std::string text;
-  request.GetText(text);
-  EXPECT_EQ(text, "<air><i0><cmd>" + name + "</cmd>\n</i0>\n</air>\n");
+  EXPECT_EQ(RequestText(n, [](ZrCmdPackUnpack&) {}),
+            "<air><i0><cmd>" + name + "</cmd>\n</i0>\n</air>\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(AllNumbers, ZrFunctionTable, ::testing::Range(-1, 112));
@@ -290,45 +217,76 @@ INSTANTIATE_TEST_SUITE_P(AllNumbers, ZrFunctionTable, ::testing::Range(-1, 112))
 TEST(ZrFunctionTableNames, SizeAndTheNamesTheProgramSends) {
   const auto& table = ZrCmdPackUnpack::FunctionTable();
   EXPECT_EQ(table.size(), 108u);
-  const std::map<int32_t, std::string> sent = {
-      {1, "Update"},
-      {4, "WindowGetFocusedID"},
-      {7, "ImageNewWindow"},
-      {8, "ImageGet"},
-      {9, "ImageSet"},
-      {16, "GetFileName"},
-      {21, "GetIsModeImage"},
-      {27, "RegionAdd"},
-      {28, "RegionClear"},
-      {32, "RegionGetIDList"},
-      {33, "RegionGet"},
-      {35, "RegionDrawingAdd"},
-      {37, "RegionPolygonGetVertexList"},
-      {43, "RegionGetIMinMaxAverage"},
-      {44, "LineAdd"},
-      {45, "LineGetIDList"},
-      {48, "GetIsModeSeries"},
-      {49, "SeriesNewWindow"},
-      {51, "SeriesGetCount"},
-      {55, "SeriesImageIndexSetWithLoadImage"},
-      {56, "SeriesImageIndexSet"},
-      {58, "SeriesImageSave"},
-      {61, "ImageKeyDoubleGet"},
-      {62, "ImageKeyDoubleSet"},
-      {63, "ImageKeyStringGet"},
-      {64, "ImageKeyStringSet"},
-      {65, "SeriesKeyDoubleGet"},
-      {67, "SeriesKeyStringGet"},
-      {69, "SeriesIndexKeyDoubleGet"},
-      {70, "SeriesIndexKeyDoubleSet"},
-      {71, "SeriesIndexKeyStringGet"},
-      {72, "SeriesIndexKeyStringSet"},
-      {77, "FIImageGetBySharedMemory"},
-      {78, "FIImageSetBySharedMemory"},
-      {93, "SeriesSaveRenew"},
-      {104, "GetIsLoaded"},
-      {109, "RegionGetListIdIMinMaxAverageColor"},
-  };
-  for (const auto& entry : sent) EXPECT_EQ(table.at(entry.first), entry.second) << entry.first;
+  // Number and name of every function this program sends.
+  std::istringstream sent(
+      "1 Update 4 WindowGetFocusedID 7 ImageNewWindow 8 ImageGet 9 ImageSet 16 GetFileName "
+      "21 GetIsModeImage 27 RegionAdd 28 RegionClear 32 RegionGetIDList 33 RegionGet "
+      "35 RegionDrawingAdd 37 RegionPolygonGetVertexList 43 RegionGetIMinMaxAverage 44 LineAdd "
+      "45 LineGetIDList 48 GetIsModeSeries 49 SeriesNewWindow 51 SeriesGetCount "
+      "55 SeriesImageIndexSetWithLoadImage 56 SeriesImageIndexSet 58 SeriesImageSave "
+      "61 ImageKeyDoubleGet 62 ImageKeyDoubleSet 63 ImageKeyStringGet 64 ImageKeyStringSet "
+      "65 SeriesKeyDoubleGet 67 SeriesKeyStringGet 69 SeriesIndexKeyDoubleGet "
+      "70 SeriesIndexKeyDoubleSet 71 SeriesIndexKeyStringGet 72 SeriesIndexKeyStringSet "
+      "77 FIImageGetBySharedMemory 78 FIImageSetBySharedMemory 93 SeriesSaveRenew "
+      "104 GetIsLoaded 109 RegionGetListIdIMinMaxAverageColor");
+  int32_t n = 0, checked = 0;
+  for (std::string name; sent >> n >> name; ++checked) EXPECT_EQ(table.at(n), name) << n;
+  EXPECT_EQ(checked, 37);
   EXPECT_EQ(ZrCmdPackUnpack::FunctionNumber("NoSuchFunction"), -1);
+}
+
+// Answers read without a socket: a ReturnCode other than "ok" is the error, missing values
+// give the defaults.
+TEST(ZrHostReply, ReturnCodeIsTheErrorMissingValuesTheDefaults) {
+  const auto answer = [](const std::string& body) {
+    ZrCmdPackUnpack response("r");
+    response.SetText("<air><i0>" + body + "</i0>\n</air>\n");
+    return response;
+  };
+  ZrCmdPackUnpack a = answer("<ReturnCode>Window is not found:3</ReturnCode>\n<count>4</count>\n");
+  EXPECT_ZR_ERROR(ZrHostReply::Count(a), "Window is not found:3");
+  ZrCmdPackUnpack b = answer("<ReturnCode></ReturnCode>\n");
+  EXPECT_ZR_ERROR(ZrHostReply::Open(b), "");
+  ZrCmdPackUnpack c = answer("<ReturnCode>ok</ReturnCode>\n");
+  EXPECT_EQ(ZrHostReply::WindowId(c, -1), -1);
+  ZrCmdPackUnpack d = answer("<filenameUtf8>\xC3\xA9 &amp; b.tif</filenameUtf8>\n");
+  EXPECT_EQ(ZrHostReply::RegionId(d, 17), 17);
+  EXPECT_EQ(ZrHostReply::FileName(d), "\xC3\xA9 & b.tif");
+  bool loaded = true, success = true;
+  ZrHostReply::Loaded(d, loaded, success);
+  EXPECT_TRUE(loaded && success);
+  ZrCmdPackUnpack e = Response("<other></other>\n");
+  EXPECT_EQ(ZrHostReply::Count(e), 0);
+}
+
+TEST(ZrPluginLog, EntriesInOrderWithTheirTextForms) {
+  ZrPluginLog log;
+  log.Open("prog", "1");
+  std::map<std::string, std::string> keys = {{"log", "old"}, {"other", "x"}};
+  log.Write(keys);
+  EXPECT_EQ(keys, (std::map<std::string, std::string>{
+                      {"log", "<app><name>prog</name>\n<ver>1</ver>\n</app>\n"}, {"other", "x"}}));
+  for (const auto& add : std::vector<std::function<void()>>{
+           [&] { log.Add("k", 1.0); }, [&] { log.Add("k", std::string("v")); },
+           [&] { log.Add("k", true); }, [&] { log.Add("k", int32_t{1}); }}) {
+    EXPECT_ZR_ERROR(add(), "Please call LogOpenFunction before use this");
+  }
+  log.LogOpenFunction("MoveToCenter");
+  log.Add("Sx", 0.5);
+  log.Add("n", int32_t{-3});
+  log.LogOpenFunction("Mask");
+  log.Add("on", true);
+  log.Add("off", false);
+  log.Add("text", "a<b");
+  log.Add("big", 1234567.0);
+  log.Write(keys);
+  EXPECT_EQ(keys.at("log"),
+            "<app><name>prog</name>\n<ver>1</ver>\n"
+            "<func><name>MoveToCenter</name>\n<i0><key>Sx</key>\n<value>0.5</value>\n</i0>\n"
+            "<i1><key>n</key>\n<value>-3</value>\n</i1>\n</func>\n"
+            "<func><name>Mask</name>\n<i0><key>on</key>\n<value>true</value>\n</i0>\n"
+            "<i1><key>off</key>\n<value>false</value>\n</i1>\n"
+            "<i2><key>text</key>\n<value>a&lt;b</value>\n</i2>\n"
+            "<i3><key>big</key>\n<value>1.23457e+06</value>\n</i3>\n</func>\n</app>\n");
+  EXPECT_EQ(log.Text(), keys.at("log"));
 }

@@ -21,9 +21,20 @@ class ZrClientSocket : public ::testing::Test {
     ASSERT_NE(peer_, nullptr);
   }
 
-  void Send(const QByteArray& bytes) {
-    peer_->write(bytes);
-    ASSERT_TRUE(peer_->waitForBytesWritten(1000));
+  // The texts of the client's successful reads until `bytes` have come or 5 s have passed.
+  std::vector<std::string> ReadTexts(size_t bytes) {
+    std::vector<std::string> texts;
+    size_t total = 0;
+    QElapsedTimer timer;
+    timer.start();
+    while (total < bytes && timer.elapsed() < 5000) {
+      peer_->waitForBytesWritten(10);
+      if (client_->Read()) {
+        texts.push_back(client_->ReceivedText);
+        total += texts.back().size();
+      }
+    }
+    return texts;
   }
 
   QTcpServer server_;
@@ -33,43 +44,15 @@ class ZrClientSocket : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(ZrClientSocket, ReadWithoutDataReturnsFalseAndEmptyText) {
+// A zero byte ends the text both ways; a read without data gives false and an empty text.
+TEST_F(ZrClientSocket, TextsEndAtTheFirstZeroByte) {
   client_->ReceivedText = "old";
   EXPECT_TRUE(client_->IsConnected());
   EXPECT_FALSE(client_->Read());
   EXPECT_EQ(client_->ReceivedText, "");
-}
+  peer_->write(QByteArray("<air>\0tail", 10));
+  EXPECT_EQ(ReadTexts(1), std::vector<std::string>{"<air>"});
 
-TEST_F(ZrClientSocket, TextEndsAtTheFirstZeroByte) {
-  Send(QByteArray("<air>\0tail", 10));
-  QElapsedTimer timer;
-  timer.start();
-  bool got = false;
-  while (!got && timer.elapsed() < 2000) got = client_->Read();
-  ASSERT_TRUE(got);
-  EXPECT_EQ(client_->ReceivedText, "<air>");
-}
-
-TEST_F(ZrClientSocket, LargeDataArrivesOverSeveralReadsOfAtMost65535Bytes) {
-  const QByteArray data(150000, 'x');
-  peer_->write(data);
-  size_t total = 0, reads = 0, largest = 0;
-  QElapsedTimer timer;
-  timer.start();
-  while (total < 150000 && timer.elapsed() < 5000) {
-    peer_->waitForBytesWritten(10);
-    if (client_->Read()) {
-      total += client_->ReceivedText.size();
-      largest = std::max(largest, client_->ReceivedText.size());
-      ++reads;
-    }
-  }
-  EXPECT_EQ(total, 150000u);
-  EXPECT_GE(reads, 3u);
-  EXPECT_LE(largest, 65535u);
-}
-
-TEST_F(ZrClientSocket, WriteSendsTheTextUpToItsFirstZeroByte) {
   EXPECT_TRUE(client_->Write(std::string("<air></air>\n\0hidden", 19)));
   QByteArray received;
   QElapsedTimer timer;
@@ -81,6 +64,18 @@ TEST_F(ZrClientSocket, WriteSendsTheTextUpToItsFirstZeroByte) {
   peer_->waitForReadyRead(20);
   received += peer_->readAll();
   EXPECT_EQ(received.toStdString(), "<air></air>\n");
+}
+
+TEST_F(ZrClientSocket, LargeDataArrivesOverSeveralReadsOfAtMost65535Bytes) {
+  peer_->write(QByteArray(150000, 'x'));
+  size_t total = 0;
+  const std::vector<std::string> texts = ReadTexts(150000);
+  for (const std::string& text : texts) {
+    total += text.size();
+    EXPECT_LE(text.size(), 65535u);
+  }
+  EXPECT_EQ(total, 150000u);
+  EXPECT_GE(texts.size(), 3u);
 }
 
 TEST(ZrClientSocketMissing, ConnectToMissingServerFailsWithinTheTimeout) {
@@ -99,5 +94,4 @@ TEST(ZrClientSocketMissing, ConnectToMissingServerFailsWithinTheTimeout) {
   ZrCommonClientLocalSocket local("zr-no-such-local-server");
   EXPECT_FALSE(local.Connect());
   EXPECT_FALSE(local.IsConnected());
-  EXPECT_EQ(local.ServerName(), "zr-no-such-local-server");
 }

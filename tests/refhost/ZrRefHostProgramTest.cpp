@@ -9,6 +9,7 @@
 
 #include "imageio/ZrImageFile.h"
 #include "tests/common/ZrRefHostProcess.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -48,9 +49,7 @@ TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
   EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
   EXPECT_EQ(program.exitCode(), 0);
 
-  QFile log(logPath);
-  ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-  EXPECT_EQ(log.readAll().toStdString(),
+  EXPECT_EQ(ZrTestReadFile(logPath.toStdString()),
             "<air><i0><cmd>WindowGetFocusedID</cmd>\n</i0>\n</air>\n"
             "<air><i0><cmd>FIImageGetBySharedMemory</cmd>\n<IDDocChildWindow>2</IDDocChildWindow>\n"
             "</i0>\n</air>\n"
@@ -61,9 +60,9 @@ TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
   ASSERT_EQ(dumped.Count(), 6);
   EXPECT_EQ(dumped.RowBegin, -1);
   EXPECT_EQ(dumped.Data[0], -2.5f);
-  QFile keys(dumpDir + "/window_2.xml");
-  ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
-  EXPECT_NE(keys.readAll().indexOf("<key>note</key>\n<val>a&lt;b</val>"), -1);
+  EXPECT_NE(ZrTestReadFile((dumpDir + "/window_2.xml").toStdString())
+                .find("<key>note</key>\n<val>a&lt;b</val>"),
+            std::string::npos);
 }
 
 TEST(ZrRefHostProgram, BadPortIsRefused) {
@@ -89,9 +88,7 @@ TEST_F(ZrRefHostDump, DumpWritesImageAndRecordOfEveryWindow) {
   EXPECT_EQ(ZrImageRead(folder + "/window_" + std::to_string(a) + ".rawf").Data[3], 4.0f);
   EXPECT_FALSE(QFile::exists(QString::fromStdString(folder + "/window_" + std::to_string(b) +
                                                     ".rawf")));  // empty window: record only
-  QFile record(QString::fromStdString(folder + "/window_" + std::to_string(a) + ".xml"));
-  ASSERT_TRUE(record.open(QIODevice::ReadOnly));
-  const std::string text = record.readAll().toStdString();
+  const std::string text = ZrTestReadFile(folder + "/window_" + std::to_string(a) + ".xml");
   EXPECT_NE(text.find("<fileName>/data/a.tif</fileName>"), std::string::npos) << text;
   EXPECT_NE(text.find("<key>Sx</key>"), std::string::npos) << text;
   EXPECT_NE(text.find("<regionType>ELLIPSE</regionType>"), std::string::npos) << text;

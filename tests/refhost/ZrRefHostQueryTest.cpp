@@ -1,6 +1,8 @@
 // Window, key, region and line queries against the reference host.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -19,6 +21,11 @@ TEST_F(ZrRefHostQuery, WindowsFocusAndModes) {
   EXPECT_FALSE(client_->GetIsModeSeries(a));
   EXPECT_FALSE(client_->GetIsModeImage(12345));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "ImageNewWindow()\n");
+  // A series window's mode is checked before anything is sent.
+  const size_t before = host_.Requests().size();
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", "Image"), "Error:Please set right windowMode");
+  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", ""), "Error:Please set right windowMode");
+  EXPECT_EQ(host_.Requests().size(), before);
 }
 
 TEST_F(ZrRefHostQuery, KeyMapsWithCharactersNeedingEscapes) {
@@ -50,46 +57,26 @@ TEST_F(ZrRefHostQuery, RegionsRoundTripAndStatistics) {
     for (int32_t x = -2; x < 8; ++x) image(x, y) = static_cast<float>(x + 10 * y);
   }
   const int32_t id = host_.AddImageWindow(image);
-  ZrRegion box;
-  box.regionType = "RECTANGLE";
-  box.cx = 1;
-  box.cy = 3;
-  box.w = 2;
-  box.h = 2;  // x 0..2, y 2..4
-  box.color = {255, 0, 7};
-  box.name = "box <1>";
-  ZrRegion ellipse;
-  ellipse.regionType = "ELLIPSE";
-  ellipse.cx = 5;
-  ellipse.cy = 5;
-  ellipse.w = 0.5f;
-  ellipse.h = 0.5f;
-  ellipse.isMovable = true;
+  const ZrRegion box{"RECTANGLE", 1, 3, 2, 2, {255, 0, 7}, false, "box <1>"};  // x 0..2, y 2..4
   const int32_t r1 = client_->RegionAdd(id, box);
-  const int32_t r2 = client_->RegionAdd(id, ellipse);
-  EXPECT_NE(r1, r2);
+  const int32_t r2 = client_->RegionAdd(id, {"ELLIPSE", 5, 5, 0.5f, 0.5f, {}, true, ""});
   ZrLongMatrix ids;
   client_->RegionGetIDList(id, ids, true);
   ASSERT_EQ(ids.ColSize, 1);
   ASSERT_EQ(ids.RowSize, 2);
-  EXPECT_EQ(ids.Data[0], r1);
-  EXPECT_EQ(ids.Data[1], r2);
+  EXPECT_EQ(std::vector<int32_t>(ids.Data, ids.Data + 2), std::vector<int32_t>({r1, r2}));
+  EXPECT_NE(r1, r2);
   ZrRegion back;
   client_->RegionGet(id, r1, back);
-  EXPECT_EQ(back.regionType, "RECTANGLE");
-  EXPECT_EQ(back.cx, 1.0f);
-  EXPECT_EQ(back.h, 2.0f);
-  EXPECT_EQ(back.color.b, 7);
-  EXPECT_EQ(back.name, "box <1>");
-  EXPECT_FALSE(back.isMovable);
+  EXPECT_EQ(std::make_tuple(back.regionType, back.cx, back.cy, back.w, back.h, back.color.r,
+                            back.color.b, back.isMovable, back.name),
+            std::make_tuple(box.regionType, 1.0f, 3.0f, 2.0f, 2.0f, 255, 7, false, box.name));
   float mn = 0, mx = 0, avg = 0;
   client_->RegionGetIMinMaxAverage(id, r1, mn, mx, avg);
-  EXPECT_EQ(mn, 20.0f);  // (0, 2)
-  EXPECT_EQ(mx, 42.0f);  // (2, 4)
-  EXPECT_EQ(avg, 31.0f);
+  // (0, 2) .. (2, 4)
+  EXPECT_EQ(std::vector<float>({mn, mx, avg}), std::vector<float>({20, 42, 31}));
   client_->RegionGetIMinMaxAverage(id, r2, mn, mx, avg);
-  EXPECT_EQ(mn, 55.0f);
-  EXPECT_EQ(mx, 55.0f);
+  EXPECT_EQ(std::vector<float>({mn, mx, avg}), std::vector<float>({55, 55, 55}));
   EXPECT_ZR_ERROR(client_->RegionGetIMinMaxAverage(id, 999, mn, mx, avg),
                   "Region is not found:999");
   client_->RegionClear(id);
@@ -104,22 +91,11 @@ TEST_F(ZrRefHostQuery, LinesAreKeptWithTheirProperties) {
   ZrLongMatrix ids;
   client_->LineGetIDList(id, ids);
   ASSERT_EQ(ids.RowSize, 2);
-  EXPECT_EQ(ids.Data[0], l1);
-  EXPECT_EQ(ids.Data[1], l2);
+  EXPECT_EQ(std::vector<int32_t>(ids.Data, ids.Data + 2), std::vector<int32_t>({l1, l2}));
   ZrRefHostWindow window;
   ASSERT_TRUE(host_.GetWindow(id, window));
-  const ZrRefHostLine& line = window.lines.at(l1);
-  EXPECT_EQ(line.x0, 1.5f);
-  EXPECT_EQ(line.y1, 4.25f);
-  EXPECT_EQ(line.width, 0.5f);
-  EXPECT_EQ(line.color.r, 9);
-  EXPECT_TRUE(line.isMovable);
-  EXPECT_EQ(line.name, "a&b");
-}
-
-TEST_F(ZrRefHostQuery, SeriesWindowModeIsCheckedBeforeSending) {
-  const size_t before = host_.Requests().size();
-  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", "Image"), "Error:Please set right windowMode");
-  EXPECT_ZR_ERROR(client_->SeriesNewWindow("/tmp", ""), "Error:Please set right windowMode");
-  EXPECT_EQ(host_.Requests().size(), before);
+  const ZrRefHostLine& l = window.lines.at(l1);
+  EXPECT_EQ(
+      std::make_tuple(l.x0, l.y0, l.x1, l.y1, l.width, l.color.r, l.color.b, l.isMovable, l.name),
+      std::make_tuple(1.5f, 2.0f, 3.0f, 4.25f, 0.5f, 9, 7, true, "a&b"));
 }

@@ -8,6 +8,7 @@
 
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrSeriesIndex.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -49,8 +50,7 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
     client_->SeriesImageIndexSetWithLoadImage(id, i);
     bool loaded = false, success = false;
     client_->GetIsLoaded(loaded, success);
-    EXPECT_TRUE(loaded);
-    EXPECT_TRUE(success);
+    EXPECT_TRUE(loaded && success);
     const std::string name = client_->GetFileName(id);
     EXPECT_EQ(name, "img" + std::to_string(i) + ".rawf");
     std::map<std::string, double> d;
@@ -74,13 +74,12 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
 
   const ZrSeriesIndex index = ZrSeriesIndexRead(output_ + "/_index.xmlsrs");
   ASSERT_EQ(index.entries.size(), 3u);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].file, "img" + std::to_string(i) + ".rawf");
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].keyDouble.at("Sx"), i + 0.5);
-    EXPECT_EQ(index.entries[static_cast<size_t>(i)].keyString.at("log"),
-              "<done & " + std::to_string(i) + ">");
-    const ZrFloatMatrix saved = ZrImageRead(output_ + "/img" + std::to_string(i) + ".rawf");
-    EXPECT_EQ(saved.Data[7], 10.0f * (i + 1));
+  for (size_t i = 0; i < 3; ++i) {
+    const std::string n = std::to_string(i);
+    EXPECT_EQ(index.entries[i].file, "img" + n + ".rawf");
+    EXPECT_EQ(index.entries[i].keyDouble.at("Sx"), i + 0.5);
+    EXPECT_EQ(index.entries[i].keyString.at("log"), "<done & " + n + ">");
+    EXPECT_EQ(ZrImageRead(output_ + "/img" + n + ".rawf").Data[7], 10.0f * (i + 1));
   }
 
   // The renewed index loads as a series of the processed images, keys included.
@@ -95,6 +94,7 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
   EXPECT_EQ(image.Data[0], 30.0f);
 }
 
+// The index file as written, loaded as a series; renewed without saving any image.
 TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   ZrSeriesIndex index;
   index.keyDouble = {{"energy", 95.5}};
@@ -108,6 +108,16 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   const std::string indexPath = QDir(dir_.path()).filePath("idx/s.xmlsrs").toStdString();
   QDir().mkpath(QDir(dir_.path()).filePath("idx"));
   ZrSeriesIndexWrite(indexPath, index);
+  EXPECT_EQ(ZrTestReadFile(indexPath),
+            "<VELDRA-SERIES><SeriesKeyDouble><i0><key>energy</key>\n<val>95.5</val>\n</i0>\n"
+            "</SeriesKeyDouble>\n<SeriesKeyString><i0><key>sample</key>\n"
+            "<val>Cu(111) &lt;clean&gt;</val>\n</i0>\n</SeriesKeyString>\n<count>2</count>\n"
+            "<images><i0><file>../in/img0.rawf</file>\n<SeriesIndexKeyDouble><i0><key>t</key>\n"
+            "<val>0</val>\n</i0>\n</SeriesIndexKeyDouble>\n<SeriesIndexKeyString>"
+            "</SeriesIndexKeyString>\n</i0>\n<i1><file>../in/img1.rawf</file>\n"
+            "<SeriesIndexKeyDouble><i0><key>t</key>\n<val>1</val>\n</i0>\n</SeriesIndexKeyDouble>\n"
+            "<SeriesIndexKeyString></SeriesIndexKeyString>\n</i1>\n</images>\n</VELDRA-SERIES>\n");
+  EXPECT_ZR_ERROR(ZrSeriesIndexParse("<other></other>"), "Not a series index file");
   const int32_t id = client_->SeriesNewWindow(indexPath, "image");
   EXPECT_EQ(client_->SeriesGetCount(id), 2);
   std::map<std::string, double> d;
@@ -130,10 +140,7 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
 }
 
 TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {
-  QFile broken(QString::fromStdString(folder_ + "/img9.rawf"));
-  ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
-  broken.write("xx");
-  broken.close();
+  ASSERT_TRUE(ZrTestWriteFile(folder_ + "/img9.rawf", "xx"));
   const int32_t id = client_->SeriesNewWindow(folder_, "image");
   ASSERT_EQ(client_->SeriesGetCount(id), 4);
   client_->SeriesImageIndexSetWithLoadImage(id, 3);
@@ -147,26 +154,4 @@ TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {
   const int32_t plain = client_->ImageNewWindow();
   EXPECT_ZR_ERROR(client_->SeriesGetCount(plain),
                   "Window is not a series:" + std::to_string(plain));
-}
-
-TEST(ZrSeriesIndexFile, TextLayoutAndRoundTrip) {
-  ZrSeriesIndex index;
-  index.keyString = {{"a", "b"}};
-  ZrSeriesEntry entry;
-  entry.file = "x.tif";
-  entry.keyDouble = {{"k", 1}};
-  index.entries.push_back(entry);
-  const std::string text = ZrSeriesIndexText(index);
-  EXPECT_EQ(text.rfind("<VELDRA-SERIES><SeriesKeyDouble></SeriesKeyDouble>\n<SeriesKeyString><i0>"
-                       "<key>a</key>\n<val>b</val>\n</i0>\n</SeriesKeyString>\n<count>1</count>\n"
-                       "<images><i0><file>x.tif</file>\n<SeriesIndexKeyDouble><i0><key>k</key>\n",
-                       0),
-            0u)
-      << text;
-  const ZrSeriesIndex back = ZrSeriesIndexParse(text);
-  ASSERT_EQ(back.entries.size(), 1u);
-  EXPECT_EQ(back.entries[0].file, "x.tif");
-  EXPECT_EQ(back.entries[0].keyDouble, entry.keyDouble);
-  EXPECT_EQ(back.keyString, index.keyString);
-  EXPECT_ZR_ERROR(ZrSeriesIndexParse("<other></other>"), "Not a series index file");
 }

@@ -14,6 +14,7 @@
 
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "viewer/ZrViewerMainWindow.h"
 #include "viewer/ZrViewerMenu.h"
@@ -33,12 +34,6 @@ void WriteRegistration(const std::string& programPath, const std::vector<ZrMenuE
   char* argv[] = {path.data()};
   plugin.InitSetCmdline(1, argv);
   plugin.InitMenuFileWrite();
-}
-
-void WriteText(const QString& path, const QByteArray& text) {
-  QFile file(path);
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write(text);
 }
 
 QMenu* TopMenu(QMainWindow& window, const QString& title) {
@@ -62,43 +57,29 @@ class ZrViewerMenuTest : public ::testing::Test {
   std::string Path(const char* name) const { return dir_.filePath(name).toStdString(); }
 };
 
-TEST_F(ZrViewerMenuTest, ReadsTheEntryThePluginRegisters) {
+// Files in name order, entries in file order; other files and folders are skipped.
+TEST_F(ZrViewerMenuTest, ReadsTheEntriesThePluginsRegister) {
   WriteRegistration(Path("rfa-bg"), {{kTitle, "", "PEH", "", "-O"}});
-  ASSERT_TRUE(QFile::exists(dir_.filePath("rfa-bg.menu")));
-  std::vector<std::string> errors;
-  const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
-  EXPECT_TRUE(errors.empty());
-  ASSERT_EQ(items.size(), 1u);
-  EXPECT_EQ(items[0].menuFile, QDir(dir_.path()).absoluteFilePath("rfa-bg.menu").toStdString());
-  EXPECT_EQ(items[0].entry.Title, kTitle);
-  EXPECT_EQ(items[0].entry.TitleSubmenu, "");
-  EXPECT_EQ(items[0].entry.TitleMenu, "PEH");
-  EXPECT_EQ(items[0].entry.Exe, "rfa-bg");
-  EXPECT_EQ(items[0].entry.Parameter, "-O");
-}
-
-TEST_F(ZrViewerMenuTest, FilesInNameOrderEntriesInFileOrderOtherFilesSkipped) {
   WriteRegistration(Path("b-tool.x"), {{"B1", "", "M", "", "-1"}, {"B2", "S", "M", "", "-2"}});
   WriteRegistration(Path("a-tool"), {{"A1", "", "N", "", ""}});
-  WriteText(dir_.filePath("c-other.menu"), "<OTHER-MENU><item>x</item></OTHER-MENU>\n");
-  WriteText(dir_.filePath("notes.txt"), "<VELDRA-MENU></VELDRA-MENU>\n");
+  ASSERT_TRUE(ZrTestWriteFile(Path("c-other.menu"), "<OTHER-MENU><item>x</item></OTHER-MENU>\n"));
+  ASSERT_TRUE(ZrTestWriteFile(Path("notes.txt"), "<VELDRA-MENU></VELDRA-MENU>\n"));
   ASSERT_TRUE(QDir(dir_.path()).mkdir("sub.menu"));  // a folder is not a file
   std::vector<std::string> errors;
   const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
-  ASSERT_EQ(items.size(), 3u);
-  EXPECT_EQ(items[0].entry.Title, "A1");
-  EXPECT_EQ(items[0].entry.Exe, "a-tool");
-  EXPECT_EQ(items[1].entry.Title, "B1");
-  EXPECT_EQ(items[1].entry.Exe, "b-tool.x");
-  EXPECT_EQ(items[2].entry.Title, "B2");
-  EXPECT_EQ(items[2].entry.TitleSubmenu, "S");
-  EXPECT_EQ(items[2].entry.Parameter, "-2");
-  ASSERT_EQ(errors.size(), 1u);
-  EXPECT_EQ(errors[0], "Not a menu registration file:" +
-                           QDir(dir_.path()).absoluteFilePath("c-other.menu").toStdString());
-}
-
-TEST_F(ZrViewerMenuTest, MissingFolderGivesNoItems) {
+  std::vector<std::string> read;
+  for (const ZrViewerMenuItem& i : items) {
+    read.push_back(i.entry.Title + "|" + i.entry.TitleSubmenu + "|" + i.entry.TitleMenu + "|" +
+                   i.entry.Exe + "|" + i.entry.Parameter);
+  }
+  EXPECT_EQ(read,
+            (std::vector<std::string>{"A1||N|a-tool|", "B1||M|b-tool.x|-1", "B2|S|M|b-tool.x|-2",
+                                      std::string(kTitle) + "||PEH|rfa-bg|-O"}));
+  ASSERT_EQ(items.size(), 4u);
+  EXPECT_EQ(items[3].menuFile, QDir(dir_.path()).absoluteFilePath("rfa-bg.menu").toStdString());
+  EXPECT_EQ(errors, std::vector<std::string>{
+                        "Not a menu registration file:" +
+                        QDir(dir_.path()).absoluteFilePath("c-other.menu").toStdString()});
   EXPECT_TRUE(ZrViewerMenuScan(Path("no-such-folder")).empty());
 }
 
@@ -130,16 +111,21 @@ TEST(ZrViewerLaunch, EntryWithoutExeIsRefused) {
   EXPECT_ZR_ERROR(ZrViewerMenuLaunch(item, 1), "Menu entry has no Exe:/x/y.menu");
 }
 
-TEST_F(ZrViewerMenuTest, MenusSubmenusAndItemsAsRegistered) {
-  WriteRegistration(Path("tool"), {{kTitle, "", "PEH", "", "-O"},
-                                   {"Fit & show", "More", "PEH", "", "-F"},
-                                   {"Other item", "", "Extra", "", ""}});
+// Menus, submenus and items as registered. A stand-in program that records its arguments
+// shows the exact command line an item gives; a missing program is reported as not started.
+TEST_F(ZrViewerMenuTest, MenusAsRegisteredItemsStartTheirProgramWithParameterAndPort) {
+  const QString script = dir_.filePath("recorder.sh");
+  ASSERT_TRUE(ZrTestWriteFile(
+      script.toStdString(), "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n"));
+  QFile::setPermissions(script, QFile::permissions(script) | QFile::ExeOwner);
+  WriteRegistration(script.toStdString(), {{kTitle, "", "PEH", "", "-O"},
+                                           {"Fit & show", "More", "PEH", "", "-F"},
+                                           {"Other item", "", "Extra", "", ""}});
+  WriteRegistration(Path("missing-program"), {{"Missing", "", "PEH", "", "-O"}});
   ZrRefHost host;
-  ZrViewerMainWindow window(host, 4321);
-  EXPECT_EQ(window.LoadPlugins(dir_.path().toStdString()).size(), 3u);
+  ZrViewerMainWindow window(host, 23456);
+  EXPECT_EQ(window.LoadPlugins(dir_.path().toStdString()).size(), 4u);
   QMenu* peh = TopMenu(window, "PEH");
-  ASSERT_NE(peh, nullptr);
-  EXPECT_NE(Item(peh, kTitle), nullptr);
   QAction* more = Item(peh, "More");
   ASSERT_NE(more, nullptr);
   ASSERT_NE(more->menu(), nullptr);
@@ -151,33 +137,13 @@ TEST_F(ZrViewerMenuTest, MenusSubmenusAndItemsAsRegistered) {
   int pehMenus = 0;
   for (QAction* action : window.menuBar()->actions()) pehMenus += action->text() == "PEH";
   EXPECT_EQ(pehMenus, 1);
-}
 
-// A stand-in program that records its arguments shows the exact command line the menu gives.
-TEST_F(ZrViewerMenuTest, ChoosingTheItemStartsTheProgramWithParameterAndPort) {
-  const QString script = dir_.filePath("recorder.sh");
-  WriteText(script, "#!/bin/sh\nprintf '%s\\n' \"$@\" > \"$(dirname \"$0\")/args.txt\"\n");
-  QFile::setPermissions(script, QFile::permissions(script) | QFile::ExeOwner);
-  WriteRegistration(script.toStdString(), {{kTitle, "", "PEH", "", "-O"}});
-  ZrRefHost host;
-  ZrViewerMainWindow window(host, 23456);
-  window.LoadPlugins(dir_.path().toStdString());
   QAction* item = Item(TopMenu(window, "PEH"), kTitle);
   ASSERT_NE(item, nullptr);
   item->trigger();
   EXPECT_EQ(window.LastLaunch().program, script);
-  const QString record = dir_.filePath("args.txt");
-  ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(record).size() > 0; }, 10000));
-  QFile file(record);
-  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-  EXPECT_EQ(file.readAll(), QByteArray("-O\n-P\n23456\n"));
-}
-
-TEST_F(ZrViewerMenuTest, ProgramThatCannotStartIsReportedNotStarted) {
-  WriteRegistration(Path("missing-program"), {{kTitle, "", "PEH", "", "-O"}});
-  ZrRefHost host;
-  ZrViewerMainWindow window(host, 23456);
-  window.LoadPlugins(dir_.path().toStdString());
+  ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(dir_.filePath("args.txt")).size() > 0; }, 10000));
+  EXPECT_EQ(ZrTestReadFile(Path("args.txt")), "-O\n-P\n23456\n");
   QProcess* process = window.StartPlugin(ZrViewerMenuScan(dir_.path().toStdString()).at(0));
   ASSERT_NE(process, nullptr);
   EXPECT_FALSE(process->waitForStarted(5000));

@@ -20,6 +20,7 @@
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tools/RfaProcess.h"
 #include "viewer/ZrViewerMainWindow.h"
@@ -108,17 +109,6 @@ TEST_P(ZrViewerOpenTest, EachFileInAWindowOfItsSize) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, ZrViewerOpenTest, ::testing::Values("a.rawf", "b.tif", "c.xml"));
 
-TEST_F(ZrViewerWindowTest, UnreadableFileOpensNoWindow) {
-  const std::string path = dir_.filePath("broken.rawf").toStdString();
-  QFile file(QString::fromStdString(path));
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write("abc");
-  file.close();
-  EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(path); }), "<no ZrError>");
-  EXPECT_TRUE(host_.WindowIds().empty());
-  EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
-}
-
 TEST_F(ZrViewerWindowTest, CursorReadOutNamesThePixelUnderTheMouse) {
   // Begins are kept by the raw float format: the read-out uses the image's own coordinates.
   const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(40, 30, -5, 100)));
@@ -139,14 +129,12 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   // Auto: 0.5 (black) .. 2010.5 (white).
   EXPECT_FLOAT_EQ(window->Range().lo, 0.5f);
   EXPECT_FLOAT_EQ(window->Range().hi, 2010.5f);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 2)), 255);
+  const auto grey = [&](int x, int y) { return qGray(window->View()->Picture().pixel(x, y)); };
+  EXPECT_EQ(std::vector<int>({grey(0, 0), grey(10, 2)}), std::vector<int>({0, 255}));
   // Row 1 lies between 1000.5 and 1010.5: set the range to it.
   window->SetRange(1000.5f, 1010.5f);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 0)), 0);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(5, 1)), 128);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(10, 1)), 255);
-  EXPECT_EQ(qGray(window->View()->Picture().pixel(0, 2)), 255);
+  EXPECT_EQ(std::vector<int>({grey(0, 0), grey(5, 1), grey(10, 1), grey(0, 2)}),
+            std::vector<int>({0, 128, 255, 255}));
   // A set range stays when the host changes the image; auto follows it again.
   host_.SetWindowImage(id, Ramp(11, 3, 0, 5));
   viewer_->Sync();
@@ -155,19 +143,9 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   EXPECT_FLOAT_EQ(window->Range().lo, 5000.5f);
 }
 
-TEST_F(ZrViewerWindowTest, KeysAndLogAPluginSetsAppearAfterItsUpdate) {
-  const int32_t id = viewer_->OpenFile(Write("ramp.rawf", Ramp(8, 8)));
-  ZrPluginFuncVeldra& client = Client();
-  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
-  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
-  client.UpdateAll();
-  ASSERT_TRUE(QTest::qWaitFor(
-      [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
-  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
-  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
-}
-
-TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
+// The key record side file of a result becomes the window's keys; keys and log a plug-in sets
+// replace them after its update.
+TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   const std::string image = Write("result.tif", Ramp(8, 8));
   RfaWriteKeysFile(dir_.filePath("result.keys.xml").toStdString(),
                    {{"MaskMcpDip", 1}, {"RFA_background", -0.125}},
@@ -180,15 +158,27 @@ TEST_F(ZrViewerWindowTest, KeyFileBesideAResultBecomesTheWindowsKeys) {
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
+
+  ZrPluginFuncVeldra& client = Client();
+  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
+  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
+  client.UpdateAll();
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
+  EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
+  EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"note=text"}));
 }
 
-TEST_F(ZrViewerWindowTest, UnreadableKeyFileLeavesTheImageOpenWithoutKeys) {
-  const std::string image = Write("result.rawf", Ramp(8, 8));
-  QFile keys(dir_.filePath("result.keys.xml"));
-  ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
-  keys.write("not a key file\n");
-  keys.close();
-  const int32_t id = viewer_->OpenFile(image);
+// An unreadable image opens no window; an unreadable key file beside an image leaves the image
+// open without keys.
+TEST_F(ZrViewerWindowTest, UnreadableFilesOpenNothingOrNoKeys) {
+  const std::string broken = dir_.filePath("broken.rawf").toStdString();
+  ASSERT_TRUE(ZrTestWriteFile(broken, "abc"));
+  ASSERT_TRUE(ZrTestWriteFile(dir_.filePath("result.keys.xml").toStdString(), "abc"));
+  EXPECT_NE(ZrErrorText([&] { viewer_->OpenFile(broken); }), "<no ZrError>");
+  EXPECT_TRUE(host_.WindowIds().empty());
+  EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
+  const int32_t id = viewer_->OpenFile(Write("result.rawf", Ramp(8, 8)));
   ASSERT_NE(viewer_->WindowWidget(id), nullptr);
   EXPECT_TRUE(viewer_->WindowWidget(id)->Window().keyDouble.empty());
   EXPECT_TRUE(KeyRows("ImageKeyDouble").isEmpty());
@@ -230,20 +220,8 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
   ZrFloatMatrix black(64, 48);
   black.Fill(0.0f);
   const int32_t id = viewer_->OpenFile(Write("black.rawf", black));
-  ZrRegion ellipse;
-  ellipse.regionType = "ELLIPSE";
-  ellipse.cx = 30;
-  ellipse.cy = 20;
-  ellipse.w = 40;
-  ellipse.h = 20;
-  ellipse.color = {255, 0, 0};
-  ZrRegion box = ellipse;
-  box.regionType = "RECTANGLE";
-  box.cx = 50;
-  box.cy = 40;
-  box.w = 10;
-  box.h = 6;
-  box.color = {0, 255, 0};
+  const ZrRegion ellipse{"ELLIPSE", 30, 20, 40, 20, {255, 0, 0}, false, ""};
+  const ZrRegion box{"RECTANGLE", 50, 40, 10, 6, {0, 255, 0}, false, ""};
   ZrPluginFuncVeldra& client = Client();
   client.RegionAdd(id, ellipse);
   client.RegionAdd(id, box);
@@ -266,17 +244,18 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
     return false;
   };
   ZrImageView* view = window->View();
-  // Ellipse ends at cx +- w/2 and cy +- h/2; nothing drawn at its centre.
-  EXPECT_TRUE(near(view->ToScreen(10, 20), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(50, 20), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(30, 10), Qt::red));
-  EXPECT_TRUE(near(view->ToScreen(30, 30), Qt::red));
-  EXPECT_FALSE(near(view->ToScreen(30, 20), Qt::red));
-  EXPECT_FALSE(near(view->ToScreen(10, 10), Qt::red));  // the bounding box's corner
-  // Rectangle corners at (45, 37) and (55, 43).
-  EXPECT_TRUE(near(view->ToScreen(45, 37), Qt::green));
-  EXPECT_TRUE(near(view->ToScreen(55, 43), Qt::green));
-  EXPECT_FALSE(near(view->ToScreen(50, 40), Qt::green));
+  // Ellipse ends at cx +- w/2 and cy +- h/2, nothing drawn at its centre nor at the corner of
+  // its bounding box; rectangle corners at (45, 37) and (55, 43), nothing at its centre.
+  const struct {
+    float x, y;
+    QColor colour;
+    bool drawn;
+  } points[] = {{10, 20, Qt::red, true},   {50, 20, Qt::red, true},   {30, 10, Qt::red, true},
+                {30, 30, Qt::red, true},   {30, 20, Qt::red, false},  {10, 10, Qt::red, false},
+                {45, 37, Qt::green, true}, {55, 43, Qt::green, true}, {50, 40, Qt::green, false}};
+  for (const auto& p : points) {
+    EXPECT_EQ(near(view->ToScreen(p.x, p.y), p.colour), p.drawn) << p.x << ", " << p.y;
+  }
 }
 
 TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
@@ -302,6 +281,8 @@ TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
 }
 
 TEST_F(ZrViewerWindowTest, SavesTheFocusedImageLosslessly) {
+  EXPECT_ZR_ERROR(viewer_->SaveFocused(dir_.filePath("x.tif").toStdString()),
+                  "No window has the focus");
   ZrFloatMatrix image = Ramp(9, 7);
   image(3, 3) = 1.0e-30f;
   image(4, 4) = -123456.789f;
@@ -316,27 +297,15 @@ TEST_F(ZrViewerWindowTest, SavesTheFocusedImageLosslessly) {
   EXPECT_FALSE(QFile::exists(QString::fromStdString(png)));
 }
 
-TEST_F(ZrViewerWindowTest, NothingToSaveWithoutAWindow) {
-  EXPECT_ZR_ERROR(viewer_->SaveFocused(dir_.filePath("x.tif").toStdString()),
-                  "No window has the focus");
-}
-
-TEST_F(ZrViewerWindowTest, RadialProfileOfTheFocusedImage) {
+TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
   const ZrFloatMatrix image = Ramp(21, 15, 0, 0);
-  viewer_->OpenFile(Write("ramp.rawf", image));
-  viewer_->SetProfileCentre(10, 7);
+  viewer_->OpenFile(Write("a.rawf", image));
+  // Centre (10, 7): ring 0 is that one pixel.
   const std::vector<QPointF> expected = ZrViewerRadialProfile(image, 10, 7, true);
   const QVector<QPointF> shown = viewer_->ProfileSeries()->pointsVector();
-  ASSERT_EQ(shown.size(), static_cast<int>(expected.size()));
-  for (int i = 0; i < shown.size(); ++i) EXPECT_EQ(shown[i], expected[static_cast<size_t>(i)]);
-  EXPECT_DOUBLE_EQ(shown[0].y(), image(10, 7));
-}
-
-TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
-  viewer_->OpenFile(Write("a.rawf", Ramp(21, 15, 0, 0)));
-  // Centre (10, 7): ring 0 is that one pixel.
-  ASSERT_FALSE(viewer_->ProfileSeries()->pointsVector().isEmpty());
-  EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 7010.5);
+  EXPECT_EQ(std::vector<QPointF>(shown.begin(), shown.end()), expected);
+  ASSERT_FALSE(shown.isEmpty());
+  EXPECT_DOUBLE_EQ(shown[0].y(), 7010.5);
   viewer_->SetProfileCentre(2, 3);
   EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 3002.5);
   // A chosen centre stays for the next image; the button returns to the image's centre.
@@ -348,6 +317,30 @@ TEST_F(ZrViewerWindowTest, ProfileCentreFollowsTheImageUntilChosen) {
   ASSERT_NE(button, nullptr);
   button->click();
   EXPECT_DOUBLE_EQ(viewer_->ProfileSeries()->pointsVector()[0].y(), 12012.5);
+}
+
+// The viewer follows the host's changes as the host reports them, and draws again only the
+// windows that changed; gets change nothing, so nothing is drawn again.
+TEST_F(ZrViewerWindowTest, APluginsChangeRedrawsOnlyTheWindowItChanged) {
+  const int32_t kept = host_.AddImageWindow(ZrFloatMatrix(8, 6));
+  const int32_t changed = host_.AddImageWindow(ZrFloatMatrix(8, 6));
+  QTRY_VERIFY(viewer_->WindowWidget(kept) != nullptr && viewer_->WindowWidget(changed) != nullptr);
+  const auto picture = [&](int32_t id) {
+    return viewer_->WindowWidget(id)->View()->Picture().cacheKey();
+  };
+  const qint64 keptPicture = picture(kept), changedPicture = picture(changed);
+  ZrFloatMatrix image(8, 6);
+  image.Fill(3.0f);
+  Client().ImageSet(changed, image);
+  Client().ImageKeyStringSet(changed, {{"note", "a<b"}});
+  QTRY_COMPARE(viewer_->WindowWidget(changed)->Window().keyString.count("note"), size_t{1});
+  EXPECT_EQ(viewer_->WindowWidget(changed)->Window().image.Data[0], 3.0f);
+  EXPECT_NE(picture(changed), changedPicture);
+  EXPECT_EQ(picture(kept), keptPicture);
+  const qint64 settled = picture(changed);
+  Client().ImageGet(changed, image, false);
+  QTest::qWait(50);
+  EXPECT_EQ(picture(changed), settled);
 }
 
 }  // namespace
