@@ -35,7 +35,8 @@ struct DialogCall {
 };
 
 // Answers every application-modal message box that appears while it lives: records it as
-// "title: text" and presses the next queued button (OK when the queue is empty).
+// "title: text" (boxes joined by " | ") and presses the next queued button (OK when the queue
+// is empty).
 class RfaModalBoxAnswerer {
  public:
   explicit RfaModalBoxAnswerer(std::deque<QMessageBox::StandardButton> answers = {})
@@ -44,8 +45,7 @@ class RfaModalBoxAnswerer {
     timer_.start(5);
   }
 
-  const QStringList& Seen() const { return seen_; }
-  std::string Joined() const { return seen_.join(" | ").toStdString(); }
+  std::string Seen() const { return seen_.join(" | ").toStdString(); }
 
  private:
   void Poll() {

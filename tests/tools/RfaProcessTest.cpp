@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
@@ -51,13 +52,21 @@ class RfaProcessTest : public ::testing::Test {
     }
   }
   // The sample parameters of that size in "p.rfa_bg".
-  std::string ParameterFile(int size) {
+  void WriteParameterFile(int size) {
     RfaParameters params = RfaSampleParameters(size);
     RfaWriteParameterFile(Path("p.rfa_bg"), params);
-    return Path("p.rfa_bg");
   }
-  // Runs the whole program; returns the exit status, keeps what it printed.
-  int Run(std::vector<std::string> args, bool progress = false) {
+  // "@" in text stands for the test's folder.
+  std::string At(const std::string& text) const {
+    return QString::fromStdString(text).replace("@", dir_.path()).toStdString();
+  }
+  // Runs the whole program on the space-separated arguments; returns the exit status, keeps
+  // what it printed.
+  int Run(const std::string& line, bool progress = false) {
+    std::vector<std::string> args;
+    for (const QString& arg : QString::fromStdString(At(line)).split(' ', Qt::SkipEmptyParts)) {
+      args.push_back(arg.toStdString());
+    }
     std::ostringstream out;
     std::ostringstream err;
     const int status = RfaProcessMain(args, out, err, progress);
@@ -142,7 +151,7 @@ TEST(SetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
   }
 }
 
-TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFileAndOnlyAnIniFileIsOne) {
+TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFile) {
   std::ofstream(Path("p.rfa_bg"))
       << "<ini><Sx_>55</Sx_><Sr_>77.5</Sr_><IsBgAz_>false</IsBgAz_></ini>";
   const RfaParameters p =
@@ -152,11 +161,6 @@ TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFileAndOnlyAnIniFileIsOne)
   EXPECT_FALSE(p.IsBgAz);
   EXPECT_TRUE(p.IsBgSh);
   EXPECT_EQ(p.Sy, 100.0);
-
-  std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
-  EXPECT_EQ(Run({"-p", Path("q.rfa_bg"), "x.tif", "-o", Path("out")}), 2);
-  EXPECT_EQ(err_,
-            "rfa-process: " + Path("q.rfa_bg") + ": not a parameter file (no \"ini\" element)\n");
 }
 
 // ---- results ----
@@ -164,7 +168,8 @@ TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFileAndOnlyAnIniFileIsOne)
 TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
   const ZrFloatMatrix screen = Screen(96, 1);
   ZrImageWrite(Path("in.tif"), screen);
-  ASSERT_EQ(Run({"-p", ParameterFile(96), "-o", Path("out"), Path("in.tif")}), 0) << err_;
+  WriteParameterFile(96);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/out @/in.tif"), 0) << err_;
 
   ZrFloatMatrix direct = screen;
   std::map<std::string, double> doubles;
@@ -186,8 +191,8 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"in.keys.xml", "in.tif"}));
 
   // With every operation off the image is copied.
-  ASSERT_EQ(Run({"--no-move-center", "--no-bg-sh", "--no-bg-az", "--no-mask-dip",
-                 "--no-mask-outside", "-o", Path("off"), Path("in.tif")}),
+  ASSERT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside -o @/off "
+                "@/in.tif"),
             0)
       << err_;
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("off/in.tif")), screen));
@@ -195,9 +200,9 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
 
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
   WriteScreens("in/s", ".tif", 4, 64, 10);
-  const std::string pfile = ParameterFile(64);
-  ASSERT_EQ(Run({"-p", pfile, "-j", "1", "-o", Path("one"), Path("in")}), 0) << err_;
-  ASSERT_EQ(Run({"-p", pfile, "-j", "2", "-o", Path("two"), Path("in")}), 0) << err_;
+  WriteParameterFile(64);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -j 1 -o @/one @/in"), 0) << err_;
+  ASSERT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/two @/in"), 0) << err_;
   const std::vector<std::string> names = Files("one");
   ASSERT_EQ(names.size(), 8u);
   EXPECT_EQ(Files("two"), names);
@@ -211,9 +216,10 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   WriteScreens("in/x", ".rawf", 1, 48, 4);
   std::string truncated = ZrReadFileBytes(Path("in/1.tif"));
   std::ofstream(Path("in/1.tif"), std::ios::binary) << truncated.substr(0, truncated.size() / 2);
-  EXPECT_EQ(Run({"-p", ParameterFile(48), "-j", "2", "-o", Path("out"), Path("in")}), 1);
-  EXPECT_EQ(err_, "rfa-process: " + Path("in/1.tif") +
-                      ": not a valid TIFF file (Can not read TIFF directory count)\n");
+  WriteParameterFile(48);
+  EXPECT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/out @/in"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/in/1.tif: not a valid TIFF file (Can not read TIFF directory "
+                     "count)\n"));
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"0.keys.xml", "0.tif", "x0.keys.xml", "x0.tif"}));
   EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
@@ -222,7 +228,7 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
 // Regression: the side files of an earlier run were taken for inputs.
 TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
   ZrImageWrite(Path("s.tif"), Screen(32, 7));
-  ASSERT_EQ(Run({"--no-bg-sh", "--png", "-o", Path("first"), Path("s.tif")}), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --png -o @/first @/s.tif"), 0) << err_;
   std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
@@ -235,52 +241,52 @@ TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
                   Path("empty") + ": folder holds no image files");
 }
 
-TEST_F(RfaProcessTest, NoOverwriteRefusesBeforeTouchingAnything) {
-  WriteScreens("", ".tif", 2, 32, 8);
-  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out"), Path("1.tif")}), 0) << err_;
-  const std::string before = ZrReadFileBytes(Path("out/1.tif"));
-  EXPECT_EQ(Run({"--no-overwrite", "-o", Path("out"), Path("0.tif"), Path("1.tif")}), 2);
-  EXPECT_EQ(err_, "rfa-process: " + Path("out/1.tif") + ": output exists (--no-overwrite)\n");
-  EXPECT_EQ(Files("out"), (std::vector<std::string>{"1.keys.xml", "1.tif"}));
-  EXPECT_EQ(ZrReadFileBytes(Path("out/1.tif")), before);
-}
-
-TEST_F(RfaProcessTest, MissingInputAndCollidingOutputs) {
-  EXPECT_EQ(Run({"-o", Path("out"), Path("none.tif")}), 1);
-  EXPECT_EQ(err_,
-            "rfa-process: " + Path("none.tif") + ": cannot open (No such file or directory)\n");
-  EXPECT_EQ(Files("out"), std::vector<std::string>{});
-
+// Refusals name the file, end with 1 (a file failed) or 2 (usage) and touch no output.
+TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   WriteScreens("a", ".tif", 1, 32, 5);
   WriteScreens("a", ".rawf", 1, 32, 5);
-  EXPECT_EQ(Run({"-o", Path("out"), Path("a0.tif"), Path("a0.rawf")}), 2);
-  EXPECT_EQ(err_, "rfa-process: inputs " + Path("a0.tif") + " and " + Path("a0.rawf") +
-                      " would both be written to " + Path("out/a0.tif") + "\n");
-
-  EXPECT_EQ(Run({"-o", dir_.path().toStdString(), Path("a0.tif")}), 2);
-  EXPECT_EQ(err_, "rfa-process: " + Path("a0.tif") +
-                      ": output would replace the input; choose another output folder\n");
-  EXPECT_EQ(Run({}), 2);
-  EXPECT_EQ(err_, "rfa-process: no input files (see --help)\n");
+  WriteScreens("b", ".tif", 1, 32, 6);
+  std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
+  ASSERT_EQ(Run("--no-bg-sh -o @/out @/a0.tif"), 0) << err_;
+  const std::string before = ZrReadFileBytes(Path("out/a0.tif"));
+  const std::tuple<const char*, int, const char*> cases[] = {
+      {"-o @/new @/none.tif", 1, "@/none.tif: cannot open (No such file or directory)"},
+      {"-o @/new @/a0.tif @/a0.rawf", 2,
+       "inputs @/a0.tif and @/a0.rawf would both be written to @/new/a0.tif"},
+      {"-o @ @/a0.tif", 2,
+       "@/a0.tif: output would replace the input; choose another output folder"},
+      {"", 2, "no input files (see --help)"},
+      {"--no-overwrite -o @/out @/b0.tif @/a0.tif", 2,
+       "@/out/a0.tif: output exists (--no-overwrite)"},
+      {"-p @/q.rfa_bg @/b0.tif -o @/new", 2,
+       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"}};
+  for (const auto& [line, status, message] : cases) {
+    EXPECT_EQ(Run(line), status) << line;
+    EXPECT_EQ(err_, At(std::string("rfa-process: ") + message + "\n"));
+  }
+  EXPECT_EQ(Files("new"), std::vector<std::string>{});
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"a0.keys.xml", "a0.tif"}));
+  EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
 }
 
 TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
-  EXPECT_EQ(Run({"--help"}), 0);
+  EXPECT_EQ(Run("--help"), 0);
   EXPECT_EQ(out_, RfaProcessUsage());
   ZrImageWrite(Path("s.tif"), Screen(48, 6));
-  ASSERT_EQ(Run({"-p", ParameterFile(48), "--png", "-o", Path("out"), Path("s.tif")}), 0) << err_;
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
   EXPECT_EQ(ZrImageRead(Path("out/s.after.png")).ColSize, 48);
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"s.after.png", "s.before.png", "s.keys.xml", "s.tif"}));
 
   // Regression: the bar is drawn empty before the first file is done.
   WriteScreens("in/s", ".rawf", 3, 32, 1);
-  ASSERT_EQ(Run({"--no-bg-sh", "-j", "2", "-o", Path("bar"), Path("in")}, true), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh -j 2 -o @/bar @/in", true), 0) << err_;
   for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
     EXPECT_NE(out_.find(step), std::string::npos) << step << " in " << out_;
   }
-  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("plain"), Path("in")}), 0);
-  EXPECT_EQ(out_, "processed 3 of 3 files into " + Path("plain") + "\n");
+  ASSERT_EQ(Run("--no-bg-sh -o @/plain @/in"), 0);
+  EXPECT_EQ(out_, At("processed 3 of 3 files into @/plain\n"));
 }
 
 TEST(DisplayRange, IgnoresZerosAndExtremes) {
