@@ -145,26 +145,39 @@ TEST_F(RfaEndToEndTest, ImageStepsOnANonImageWindowCreateNothing) {
   }
 }
 
-TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
+// On a series window "New Image" asks whether to process all images: No processes the shown
+// one, Yes (after the output dialog) saves every result and the index.
+TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageAndYesTheWholeSeries) {
   const int32_t series = FocusSeries(3);
+  DialogCall call;
+  AnswerSaveDialog(call, QString());
+  {
+    RfaModalBoxAnswerer answerer({QMessageBox::No});
+    const auto made = Click("pushButton_8");
+    EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
+    EXPECT_TRUE(call.caption.isEmpty());  // no output dialog
+    ASSERT_EQ(made.size(), 1u);
+    const RfaImageRecord expected = ExpectedChain(TestScreen(10), RfaParameters::Instance());
+    EXPECT_TRUE(ZrSameBits(Window(made[0]).image, expected.image));
+    EXPECT_TRUE(Window(series).savedFiles[0].empty());
+  }
+  host_.SetFocus(series);
   {  // Cancelling the output dialog leaves the series alone.
     host_.ClearRequests();
     RfaModalBoxAnswerer answerer({QMessageBox::Yes});
-    Click("pushButton_8");
+    EXPECT_TRUE(Click("pushButton_8").empty());
     EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
     for (const std::string& function : Functions()) {
       EXPECT_EQ(function.find("SeriesImageIndexSet"), std::string::npos);
     }
   }
-  DialogCall call;
+  EXPECT_EQ(call.caption, "Please move to output folder");
+  EXPECT_EQ(call.startPath, "default/_index.xmlsrs");
+  EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
   AnswerSaveDialog(call, Path("out/_index.xmlsrs"));
   RfaModalBoxAnswerer answerer({QMessageBox::Yes});
   EXPECT_TRUE(Click("pushButton_8").empty());
   EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
-  EXPECT_EQ(call.caption, "Please move to output folder");
-  EXPECT_EQ(call.startPath, "default/_index.xmlsrs");
-  EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
-
   const ZrRefHostWindow w = Window(series);
   for (int i = 0; i < 3; ++i) {
     const QString saved = Path(QString("out/s%1.rawf").arg(i));
@@ -179,59 +192,33 @@ TEST_F(RfaEndToEndTest, SeriesYesProcessesAndSavesEveryImageAndTheIndex) {
   EXPECT_EQ(index.entries[2].file, "s2.rawf");
 }
 
-TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageOnly) {
-  const int32_t series = FocusSeries(2);
-  DialogCall call;
-  AnswerSaveDialog(call, QString());
-  RfaModalBoxAnswerer answerer({QMessageBox::No});
-  const auto made = Click("pushButton_8");
-  EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
-  EXPECT_TRUE(call.caption.isEmpty());  // no output dialog
-  ASSERT_EQ(made.size(), 1u);
-  const RfaImageRecord expected = ExpectedChain(TestScreen(10), RfaParameters::Instance());
-  EXPECT_TRUE(ZrSameBits(Window(made[0]).image, expected.image));
-  EXPECT_TRUE(Window(series).savedFiles[0].empty());
-}
-
-// A batch that stops part-way keeps the images saved before and writes no index.
-struct BatchStopCase {
-  const char* name;
-  int images;
-  bool cancel;  // otherwise the second image's file is gone
-  const char* shown;
-};
-
-class RfaBatchStopTest : public RfaEndToEndTest,
-                         public ::testing::WithParamInterface<BatchStopCase> {};
-
-TEST_P(RfaBatchStopTest, KeepsEarlierImagesSaved) {
-  const BatchStopCase& c = GetParam();
-  const int32_t series = FocusSeries(c.images);
-  if (!c.cancel) QFile::remove(Path("series/s1.rawf"));
+// A batch that stops part-way, cancelled or at an image that cannot be loaded, keeps the
+// images saved before and writes no index.
+TEST_F(RfaEndToEndTest, BatchStoppedPartWayKeepsEarlierImagesSaved) {
+  const int32_t series = FocusSeries(4);
   DialogCall call;
   AnswerSaveDialog(call, Path("out/_index.xmlsrs"));
+  bool cancel = true;
   // Presses the progress dialog's cancel button once the second image has begun.
   QTimer canceller;
   QObject::connect(&canceller, &QTimer::timeout, [&] {
     auto* progress = window_->findChild<QProgressDialog*>();
-    if (c.cancel && progress != nullptr && progress->value() >= 1) progress->cancel();
+    if (cancel && progress != nullptr && progress->value() >= 1) progress->cancel();
   });
   canceller.start(5);
-  RfaModalBoxAnswerer answerer({QMessageBox::Yes, QMessageBox::Ok});
-  Click("pushButton_8");
-  EXPECT_EQ(answerer.Seen(), "Information: Process All images? | " + std::string(c.shown));
-  const ZrRefHostWindow w = Window(series);
-  EXPECT_FALSE(w.savedFiles[0].empty());
-  EXPECT_TRUE(QFileInfo::exists(Path("out/s0.rawf")));
-  EXPECT_TRUE(w.savedFiles.back().empty());
-  EXPECT_FALSE(QFileInfo::exists(Path("out/_index.xmlsrs")));
+  for (const char* shown : {"ERROR: Canceled.", "ERROR: File cannot be loaded."}) {
+    RfaModalBoxAnswerer answerer({QMessageBox::Yes, QMessageBox::Ok});
+    Click("pushButton_8");
+    EXPECT_EQ(answerer.Seen(), "Information: Process All images? | " + std::string(shown));
+    const ZrRefHostWindow w = Window(series);
+    EXPECT_FALSE(w.savedFiles[0].empty());
+    EXPECT_TRUE(QFile::remove(Path("out/s0.rawf"))) << shown;
+    EXPECT_TRUE(w.savedFiles.back().empty());
+    EXPECT_FALSE(QFileInfo::exists(Path("out/_index.xmlsrs")));
+    cancel = false;  // next: the second image's file is gone
+    QFile::remove(Path("series/s1.rawf"));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Stops, RfaBatchStopTest,
-                         ::testing::Values(BatchStopCase{"Cancel", 4, true, "ERROR: Canceled."},
-                                           BatchStopCase{"Unloadable", 2, false,
-                                                         "ERROR: File cannot be loaded."}),
-                         ZrCaseName());
 
 // --- single-step buttons ---
 
