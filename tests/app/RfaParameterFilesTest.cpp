@@ -80,16 +80,19 @@ TEST_F(RfaParameterFilesTest, SaveDialogStartsWhereItShouldAndRemembersTheChoice
   }
 }
 
-TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredField) {
-  // Every field away from its default; the mask values fractional, as a file may hold them.
-  RfaParameters sets[2] = {RfaDistinctParameters(), RfaParameters()};
-  sets[0].MaskCx = 4.5;
-  sets[0].MaskRy = 7.5;
+TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredFieldToSixDigits) {
+  // Defaults, then every field away from its default: the mask values fractional, as a file
+  // may hold them, and one value with more digits than a file keeps.
+  RfaParameters sets[2] = {RfaParameters(), RfaDistinctParameters()};
+  sets[1].MaskCx = 4.5;
+  sets[1].MaskRy = 7.5;
+  sets[1].Sx = 123.456789;
   for (int i = 0; i < 2; ++i) {
     RfaSaveParameterFile(sets[i], Path("p.rfa_bg"));
     RfaParameters read = sets[1 - i];  // differs in every field
     RfaLoadParameterFile(read, Path("p.rfa_bg"));
     EXPECT_EQ(RfaStoredText(read), RfaStoredText(sets[i])) << i;
+    EXPECT_EQ(read.Sx, i == 0 ? 100.0 : 123.457);
   }
 }
 
