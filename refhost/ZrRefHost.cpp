@@ -61,7 +61,10 @@ struct ZrRefHost::State {
   std::string outputDir = ".";
   ZrRefHostFaults faults;
   std::vector<std::string> requests;
+  bool recordRequests = true;
   std::string requestLog;
+  uint64_t revision = 0;
+  std::function<void()> changeListener;
   std::vector<std::string> blockKeys;
   std::unique_ptr<QSharedMemory> getBlock;  // kept until the next get, while the client reads
   int64_t blockCounter = 0;
@@ -90,7 +93,16 @@ struct ZrRefHost::State {
     const int32_t id = w.id;
     windows[id] = std::move(w);
     focus = id;
+    Changed(id);
     return id;
+  }
+
+  // Marks a change; the window's own revision moves when there is such a window.
+  void Changed(int32_t id) {
+    ++revision;
+    auto it = windows.find(id);
+    if (it != windows.end()) it->second.revision = revision;
+    if (changeListener) changeListener();
   }
 
   std::string Resolve(const std::string& path, const std::string& folder) const {
@@ -155,7 +167,9 @@ int32_t ZrRefHost::LoadSeriesWindow(const std::string& path, const std::string& 
 
 void ZrRefHost::SetFocus(int32_t id) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (state_->focus == id) return;
   state_->focus = id;
+  state_->Changed(-1);
 }
 
 int32_t ZrRefHost::Focus() const {
@@ -181,6 +195,7 @@ bool ZrRefHost::GetWindow(int32_t id, ZrRefHostWindow& copy) const {
 void ZrRefHost::SetWindowImage(int32_t id, const ZrFloatMatrix& image) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   state_->Window(id).image = image;
+  state_->Changed(id);
 }
 
 void ZrRefHost::SetLoaded(bool isLoaded, bool isSuccess) {
@@ -219,6 +234,28 @@ std::vector<std::string> ZrRefHost::Requests() const {
 void ZrRefHost::ClearRequests() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   state_->requests.clear();
+}
+
+void ZrRefHost::SetRecordRequests(bool record) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  state_->recordRequests = record;
+  if (!record) state_->requests.clear();
+}
+
+uint64_t ZrRefHost::Revision() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return state_->revision;
+}
+
+uint64_t ZrRefHost::WindowRevision(int32_t id) const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  auto it = state_->windows.find(id);
+  return it == state_->windows.end() ? 0 : it->second.revision;
+}
+
+void ZrRefHost::SetChangeListener(std::function<void()> listener) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  state_->changeListener = std::move(listener);
 }
 
 void ZrRefHost::SetRequestLog(const std::string& path) {
@@ -300,7 +337,7 @@ void ZrRefHost::Dump(const std::string& folder) const {
 ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   State& s = *state_;
-  s.requests.push_back(requestText);
+  if (s.recordRequests) s.requests.push_back(requestText);
   if (!s.requestLog.empty()) {
     QFile log(QString::fromStdString(s.requestLog));
     if (log.open(QIODevice::WriteOnly | QIODevice::Append)) {
@@ -312,6 +349,7 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
   std::string returnCode = "ok";
   // Results are written by this function after "ReturnCode", once handling has succeeded.
   std::function<void(ZrCmdPackUnpack&)> results = [](ZrCmdPackUnpack&) {};
+  int32_t id = -1;
   try {
     ZrCmdPackUnpack request("r");
     request.SetText(requestText);
@@ -320,7 +358,6 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
     std::string cmd;
     in.Value("cmd", cmd);
     answer.function = cmd;
-    int32_t id = -1;
     request.IDDocChildWindow(id);
     const int32_t number = ZrCmdPackUnpack::FunctionNumber(cmd);
 
@@ -684,6 +721,11 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
     returnCode = std::string("undefined err:") + e.what();
     results = [](ZrCmdPackUnpack&) {};
   }
+  // Functions that only get leave everything as it was; any other may have changed the window
+  // it names (a failed one too, part-way), and windows it made are marked when made.
+  const bool onlyGets = answer.function.find("Get") != std::string::npos &&
+                        answer.function.find("Set") == std::string::npos;
+  if (!onlyGets) s.Changed(id);
 
   ZrCmdPackUnpack response("w");
   response.OpenCmd();

@@ -8,6 +8,7 @@
 #include <QThread>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -58,6 +59,7 @@ struct ZrRefHostWindow {
   ZrSeriesIndex series;
   std::vector<std::string> savedFiles;  // per entry: where SeriesImageSave put it (absolute)
   int32_t currentIndex = 0;
+  uint64_t revision = 0;  // the host's revision at this window's last change
 };
 
 // Result of handling one request text.
@@ -97,10 +99,21 @@ class ZrRefHost {
   // The faults that apply to a request for this function (defaults when filtered out).
   ZrRefHostFaults FaultsFor(const std::string& function) const;
 
-  // Every request text as received, in order; optionally appended to a log file too.
+  // Every request text as received, in order; optionally appended to a log file too. A
+  // long-running host with a view turns the in-memory record off.
   std::vector<std::string> Requests() const;
   void ClearRequests();
+  void SetRecordRequests(bool record);
   void SetRequestLog(const std::string& path);
+
+  // Counts the changes to windows and focus: a request that may change something (any but
+  // those that only get), and the scripting calls above. A view redraws only the windows
+  // whose revision moved since it drew them; WindowRevision is 0 for no such window.
+  uint64_t Revision() const;
+  uint64_t WindowRevision(int32_t id) const;
+  // Called after each change, on the thread that made it, with the host's lock held: it must
+  // not call back into the host (posting an event is what it is for). Empty to remove.
+  void SetChangeListener(std::function<void()> listener);
 
   // Keys of the shared-memory blocks made for image gets, in order.
   std::vector<std::string> BlockKeys() const;
@@ -125,6 +138,8 @@ class ZrRefHostServer : public QObject {
 
  signals:
   void QuitRequested();
+  // A plug-in connected or went away.
+  void ClientsChanged();
 
  private:
   void Attach(QIODevice* device);

@@ -47,12 +47,14 @@ void ZrRefHostServer::Attach(QIODevice* device) {
   auto gone = [this, device] {
     buffers_.erase(device);
     device->deleteLater();
+    emit ClientsChanged();
   };
   if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
     connect(tcp, &QTcpSocket::disconnected, this, gone);
   } else if (auto* local = qobject_cast<QLocalSocket*>(device)) {
     connect(local, &QLocalSocket::disconnected, this, gone);
   }
+  emit ClientsChanged();
 }
 
 // A request ends with its closing root tag; the line feed the client sends after it (and any

@@ -66,6 +66,8 @@ int main(int argc, char** argv) {
   parser.process(app);
 
   ZrRefHost host;
+  // Nothing in this program reads the in-memory request record; --log keeps one on disk.
+  host.SetRecordRequests(false);
   try {
     for (const QString& file : parser.values(image)) host.LoadImageWindow(file.toStdString());
     for (const QString& path : parser.values(series)) host.LoadSeriesWindow(path.toStdString());

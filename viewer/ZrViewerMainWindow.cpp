@@ -22,7 +22,6 @@
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTcpSocket>
-#include <QTimer>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <QValueAxis>
@@ -140,18 +139,31 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
 
   BuildMenus();
 
-  poll_ = new QTimer(this);
-  poll_->setInterval(100);
-  connect(poll_, &QTimer::timeout, this, &ZrViewerMainWindow::PollRequests);
-  poll_->start();
-  host_.ClearRequests();
+  // The host may change on another thread; the screen follows in this one, once for a burst
+  // of changes that arrive before the queued Sync runs. The window holds no request record.
+  host_.SetRecordRequests(false);
+  host_.SetChangeListener([this] {
+    if (syncPosted_.exchange(true)) return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+          syncPosted_ = false;
+          Sync();
+        },
+        Qt::QueuedConnection);
+  });
+  if (server_ != nullptr) {
+    connect(server_, &ZrRefHostServer::ClientsChanged, this, &ZrViewerMainWindow::ShowConnections);
+  }
+  ShowConnections();
   Sync();
 }
 
 ZrViewerMainWindow::~ZrViewerMainWindow() {
   // The children are destroyed after this body, when this object is only a QMainWindow: none
   // of their signals (the MDI area's activations above all) may reach it any more.
-  poll_->stop();
+  // Removed under the host's lock: no change reported after this line reaches this window.
+  host_.SetChangeListener({});
   for (QObject* child : findChildren<QObject*>()) child->disconnect(this);
   // Plug-ins started here end with the viewer.
   for (QProcess* process : findChildren<QProcess*>()) {
@@ -239,7 +251,6 @@ int32_t ZrViewerMainWindow::OpenFile(const std::string& path) {
       // The image is open; only its record is missing.
       statusBar()->showMessage(QString::fromStdString(e.Message), 10000);
     }
-    host_.ClearRequests();
   }
   Sync();
   return id;
@@ -276,36 +287,41 @@ void ZrViewerMainWindow::Tile() {
   mdi_->tileSubWindows();
 }
 
-void ZrViewerMainWindow::PollRequests() {
+void ZrViewerMainWindow::ShowConnections() {
   if (server_ != nullptr) {
     connections_->setText(
         QString("port %1, %2 plug-in(s) connected").arg(port_).arg(ClientCount()));
   } else {
     connections_->setText(QString("port %1").arg(port_));
   }
-  // Any request may have changed the model; the texts themselves are not needed here.
-  if (host_.Requests().empty()) return;
-  host_.ClearRequests();
-  Sync();
 }
 
 void ZrViewerMainWindow::Sync() {
   if (syncing_) return;
+  // Read before the windows: a change made while they are read moves it again and queues
+  // another Sync.
+  const uint64_t revision = host_.Revision();
+  if (revision == shownRevision_) return;
   syncing_ = true;
+  shownRevision_ = revision;
   const std::vector<int32_t> ids = host_.WindowIds();
   for (auto it = subs_.begin(); it != subs_.end();) {
     if (std::find(ids.begin(), ids.end(), it->first) == ids.end()) {
       it->second->close();
       it->second->deleteLater();
+      shownRevisions_.erase(it->first);
       it = subs_.erase(it);
     } else {
       ++it;
     }
   }
   for (int32_t id : ids) {
+    auto found = subs_.find(id);
+    const uint64_t windowRevision = host_.WindowRevision(id);
+    if (found != subs_.end() && shownRevisions_[id] == windowRevision) continue;
     ZrRefHostWindow window;
     if (!host_.GetWindow(id, window)) continue;
-    auto found = subs_.find(id);
+    shownRevisions_[id] = windowRevision;
     if (found == subs_.end()) {
       auto* widget = new ZrViewerWindow(id);
       connect(widget, &ZrViewerWindow::CursorMoved, cursor_, &QLabel::setText);
@@ -437,7 +453,6 @@ void ZrViewerMainWindow::ChooseSeriesIndex(int32_t id, int32_t index) {
   } catch (const ZrError& e) {
     ShowError(QString::fromStdString(e.Message));
   }
-  host_.ClearRequests();
   Sync();
 }
 

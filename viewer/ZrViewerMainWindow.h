@@ -1,11 +1,12 @@
 // The viewer's main window: one sub-window per host window, the key records of the focused
 // window, its radial profile, and the plug-in menus. The host's windows are the model; the
-// screen follows it (on every request a plug-in sends, polled every 100 ms, and at once after
-// the viewer's own changes), and the active sub-window is the host's focus.
+// screen follows it (the host reports each change, and only windows that changed are drawn
+// again), and the active sub-window is the host's focus.
 #pragma once
 
 #include <QMainWindow>
 #include <QString>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -22,7 +23,6 @@ class QMdiArea;
 class QMdiSubWindow;
 class QPlainTextEdit;
 class QProcess;
-class QTimer;
 class QTreeWidget;
 namespace QtCharts {
 class QChartView;
@@ -43,7 +43,7 @@ class ZrViewerMainWindow : public QMainWindow {
   int32_t OpenFile(const std::string& path);
   // The focused window's image: ".tif"/".tiff" 32-bit float, ".xml" matrix XML, by extension.
   void SaveFocused(const std::string& path);
-  // Brings every sub-window, the key panel and the profile up to the host's state.
+  // Brings the sub-windows that changed, the key panel and the profile up to the host's state.
   void Sync();
   // Arranges the sub-windows side by side.
   void Tile();
@@ -69,7 +69,7 @@ class ZrViewerMainWindow : public QMainWindow {
 
  private:
   void BuildMenus();
-  void PollRequests();
+  void ShowConnections();
   void ActivatedSubWindow(QMdiSubWindow* sub);
   void ShowKeys();
   void FitToImage(QMdiSubWindow* sub);
@@ -86,7 +86,9 @@ class ZrViewerMainWindow : public QMainWindow {
   std::map<int32_t, QMdiSubWindow*> subs_;
   int32_t shownFocus_ = -1;
   bool syncing_ = false;
-  QTimer* poll_ = nullptr;
+  uint64_t shownRevision_ = 0;                  // the host's revision the screen shows
+  std::map<int32_t, uint64_t> shownRevisions_;  // per window
+  std::atomic<bool> syncPosted_{false};         // a Sync is queued for the host's last change
   QTreeWidget* keys_ = nullptr;
   QPlainTextEdit* log_ = nullptr;
   QLabel* cursor_ = nullptr;

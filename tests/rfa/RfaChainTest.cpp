@@ -1,14 +1,13 @@
-// The host-free operation chain: order, key groups, and the unchecked case.
+// The host-free operation chain (order against the library calls, key groups, unchecked steps)
+// and the key writer that records its steps.
 #include "rfa/RfaChain.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
@@ -34,58 +33,31 @@ struct ChainFixture : testing::Test {
     return groups;
   }
 
-  const RfaSyntheticScreenOptions options = RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21);
-  const ZrFloatMatrix screen = RfaMakeSyntheticScreen(options);
+  const ZrFloatMatrix screen =
+      RfaMakeSyntheticScreen(RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21));
   RfaParameters p = RfaGeometry(93, 108, 80, 5, 4, 100, 100, 117, 87, 9, 100, 100, 76, 76);
   std::map<std::string, double> doubles{{"log/entry", 1.0}};
   std::map<std::string, std::string> texts{{"log/text", "earlier"}};
   RfaKeyWriter keys{doubles, texts};
 };
 
-TEST_F(ChainFixture, NothingCheckedLeavesImageAndKeysAlone) {
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
-  EXPECT_TRUE(ZrSameBits(image, screen));
-  EXPECT_EQ(doubles.size(), 1u);
-  EXPECT_EQ(texts.size(), 1u);
-}
-
-TEST_F(ChainFixture, HostFreeStepsRunInTheirFixedOrder) {
-  p.IsMoveCenter = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
+TEST_F(ChainFixture, AllStepsEqualTheLibraryCallsInTheirFixedOrder) {
+  p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
   ZrFloatMatrix image = screen;
   RfaApplyCheckedOperations(image, p, keys);
 
-  ZrFloatMatrix expected = screen;
+  ZrFloatMatrix expected = screen, background;
   RfaMoveToCenter(expected, p.Sx, p.Sy);
+  RfaSphericalHarmonicsBackground(background, p, expected);
+  expected = RfaDivideByBackground(expected, background);
   expected = RfaDivideByBackground(expected,
                                    RfaAzimuthalAverageBackground(expected, static_cast<float>(p.Ax),
                                                                  static_cast<float>(p.Ay), 1.0f));
   RfaMaskMcpDip(expected, p.McpDipCx, p.McpDipCy, p.McpDipR);
   RfaMaskOutside(expected, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
   EXPECT_TRUE(ZrSameBits(image, expected));
-  EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "AverageAlong", "MaskMcpDip",
-                                             "MaskOutside"}));
-}
-
-TEST_F(ChainFixture, AzimuthalDivisionFlattensTheCentredScreen) {
-  // Moved to the centre and divided by its own azimuthal average about the new centre, every
-  // ring of the screen averages to 1 (the tilt remains, as it does not depend on the radius).
-  p.IsMoveCenter = p.IsBgAz = true;
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
-  double sum = 0.0;
-  int n = 0;
-  for (int32_t y = 0; y < 200; ++y) {
-    for (int32_t x = 0; x < 200; ++x) {
-      const double d = std::hypot(x - 100.0, y - 100.0);
-      if (d > 50.0 && d < 60.0 && image(x, y) != 0.0f) {
-        sum += image(x, y);
-        ++n;
-      }
-    }
-  }
-  ASSERT_GT(n, 1000);
-  EXPECT_NEAR(sum / n, 1.0, 0.01);
+  EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background",
+                                             "AverageAlong", "MaskMcpDip", "MaskOutside"}));
 }
 
 struct SingleStepCase {
@@ -97,68 +69,97 @@ struct SingleStepCase {
 class RfaChainSingleStepTest : public ChainFixture,
                                public testing::WithParamInterface<SingleStepCase> {};
 
+// Each step alone writes its own group and changes the image (keeping its shape); no step
+// leaves image and keys alone.
 TEST_P(RfaChainSingleStepTest, WritesOnlyItsGroupAndChangesTheImage) {
-  p.*(GetParam().flag) = true;
+  const SingleStepCase& c = GetParam();
+  if (c.flag != nullptr) p.*(c.flag) = true;
   ZrFloatMatrix image = screen;
   RfaApplyCheckedOperations(image, p, keys);
-  EXPECT_EQ(Groups(), (std::set<std::string>{"log", GetParam().group}));
-  EXPECT_FALSE(ZrSameBits(image, screen));
+  std::set<std::string> expected{"log"};
+  if (c.group != nullptr) expected.insert(c.group);
+  EXPECT_EQ(Groups(), expected);
+  EXPECT_EQ(ZrSameBits(image, screen), c.flag == nullptr);
   EXPECT_EQ(image.ColSize, screen.ColSize);
   EXPECT_EQ(image.RowSize, screen.RowSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, RfaChainSingleStepTest,
-    testing::Values(SingleStepCase{"MoveToCenter", &RfaParameters::IsMoveCenter, "MoveToCenter"},
+    testing::Values(SingleStepCase{"Nothing", nullptr, nullptr},
+                    SingleStepCase{"MoveToCenter", &RfaParameters::IsMoveCenter, "MoveToCenter"},
                     SingleStepCase{"Background", &RfaParameters::IsBgSh, "RFA_background"},
                     SingleStepCase{"AverageAlong", &RfaParameters::IsBgAz, "AverageAlong"},
                     SingleStepCase{"MaskMcpDip", &RfaParameters::IsMaskMcpDip, "MaskMcpDip"},
                     SingleStepCase{"MaskOutside", &RfaParameters::IsMaskOutside, "MaskOutside"}),
     ZrCaseName());
 
-TEST_F(ChainFixture, SphericalHarmonicsDivisionFlattensTheScreen) {
-  // Without fine structure, noise and dip the screen is the smooth background itself; after
-  // moving it to the centre the fit of degree 4 explains it to within a few per cent, and the
-  // quotient is zero outside the fitted disc.
-  ZrFloatMatrix image = RfaMakeSyntheticScreen(RfaSmoothScreen(options));
-  p.IsMoveCenter = p.IsBgSh = true;
-  RfaApplyCheckedOperations(image, p, keys);
-  const double fitted = p.Sr - p.SMargin;
-  for (int32_t y = 0; y < 200; ++y) {
-    for (int32_t x = 0; x < 200; ++x) {
-      const double d = std::hypot(x - 100.0, y - 100.0);
-      if (d < fitted - 1.0) {
-        ASSERT_NEAR(image(x, y), 1.0, 0.05) << "(" << x << "," << y << ")";
-      } else if (d >= fitted) {
-        ASSERT_EQ(image(x, y), 0.0f) << "(" << x << "," << y << ")";
-      }
-    }
-  }
-  EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background"}));
+// Both key maps as one text, "<key>=<number>" and "<key>="<text>"" separated by blanks.
+std::string KeysText(const std::map<std::string, double>& doubles,
+                     const std::map<std::string, std::string>& texts) {
+  std::ostringstream out;
+  for (const auto& entry : doubles) out << entry.first << "=" << entry.second << " ";
+  for (const auto& entry : texts) out << entry.first << "=\"" << entry.second << "\" ";
+  return out.str();
 }
 
-TEST_F(ChainFixture, FullChainGivesAFiniteFlattenedScreen) {
-  p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
-  std::vector<float> inside;
-  for (int32_t y = 0; y < 200; ++y) {
-    for (int32_t x = 0; x < 200; ++x) {
-      const float v = image(x, y);
-      ASSERT_TRUE(std::isfinite(v)) << "(" << x << "," << y << ")";
-      const bool inDip = std::hypot(x - p.McpDipCx, y - p.McpDipCy) <= p.McpDipR;
-      const bool outside = std::hypot(x - p.MaskCx, y - p.MaskCy) > p.MaskRx + 0.5 + 1e-6;
-      if (inDip || outside) {
-        ASSERT_EQ(v, 0.0f) << "(" << x << "," << y << ")";
-      }
-      if (std::hypot(x - 100.0, y - 100.0) < 60.0 && v != 0.0f) inside.push_back(v);
-    }
-  }
-  ASSERT_GT(inside.size(), 9000u);
-  std::nth_element(inside.begin(), inside.begin() + inside.size() / 2, inside.end());
-  EXPECT_NEAR(inside[inside.size() / 2], 1.0, 0.1);
-  EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background",
-                                             "AverageAlong", "MaskMcpDip", "MaskOutside"}));
+TEST(RfaKeyWriter, StoresEntriesUnderTheOpenGroupAndRefusesThemBeforeAny) {
+  std::map<std::string, double> doubles{{"log/previous", 4.0}};
+  std::map<std::string, std::string> texts;
+  RfaKeyWriter keys(doubles, texts);
+  EXPECT_ZR_ERROR(keys.SetDouble("Sx", 1.0), "Key writer: no group is open for key \"Sx\"");
+  EXPECT_ZR_ERROR(keys.SetInt("n", 1), "Key writer: no group is open for key \"n\"");
+  EXPECT_ZR_ERROR(keys.SetBool("b", true), "Key writer: no group is open for key \"b\"");
+  EXPECT_ZR_ERROR(keys.SetText("t", "x"), "Key writer: no group is open for key \"t\"");
+  keys.OpenGroup("First");
+  keys.SetDouble("D", -2.5);
+  keys.SetInt("I", -7);
+  keys.SetBool("Yes", true);
+  keys.SetBool("No", false);
+  keys.SetText("T", "some text");
+  keys.OpenGroup("Second");
+  keys.SetDouble("D", 1e300);
+  keys.SetDouble("D", 3.0);  // replaces
+  EXPECT_EQ(KeysText(doubles, texts),
+            "First/D=-2.5 First/I=-7 First/No=0 First/Yes=1 Second/D=3 log/previous=4 "
+            "First/T=\"some text\" ");
 }
+
+struct GroupCase {
+  const char* name;
+  void (*write)(RfaKeyWriter&, const RfaParameters&);
+  const char* keys;
+};
+
+class RfaResultGroups : public testing::TestWithParam<GroupCase> {};
+
+TEST_P(RfaResultGroups, WritesExactlyItsEntries) {
+  std::map<std::string, double> doubles;
+  std::map<std::string, std::string> texts;
+  RfaKeyWriter keys(doubles, texts);
+  // Each field at a value of its own; the three mapping flags differ from each other too.
+  RfaParameters p = RfaDistinctParameters();
+  p.MappingIsAz = false;
+  GetParam().write(keys, p);
+  EXPECT_EQ(KeysText(doubles, texts), GetParam().keys);
+}
+
+const GroupCase kGroupCases[] = {
+    {"MoveToCenter", RfaWriteMoveToCenterKeys, "MoveToCenter/Sx=101.5 MoveToCenter/Sy=102.5 "},
+    {"Background", RfaWriteBackgroundKeys,
+     "RFA_background/MappingIsAzM2_=1 RFA_background/MappingIsAz_=0 "
+     "RFA_background/MappingIsGnomonic=1 RFA_background/ScreenMargin=11 "
+     "RFA_background/ScreenRadius=103.5 RFA_background/Size_l=7 RFA_background/UseAllSphere=1 "
+     "RFA_background/MappingAzThetaMax_deg=\"85.5\" "},
+    {"AverageAlong", RfaWriteAverageAlongKeys,
+     "AverageAlong/CenterX=104.5 AverageAlong/CenterY=105.5 "},
+    {"MaskMcpDipCarriesXCentreAsCenterY", RfaWriteMaskMcpDipKeys,
+     "MaskMcpDip/CenterX=106.5 MaskMcpDip/CenterY=106.5 MaskMcpDip/Radius=108.5 "},
+    {"MaskOutsideCarriesXCentreAsCenterY", RfaWriteMaskOutsideKeys,
+     "MaskOutside/CenterX=109 MaskOutside/CenterY=109 MaskOutside/RadiusOfX=111 "
+     "MaskOutside/RadiusOfY=112 "},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaResultGroups, testing::ValuesIn(kGroupCases), ZrCaseName());
 
 }  // namespace

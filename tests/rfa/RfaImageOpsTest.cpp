@@ -1,11 +1,15 @@
-// The pure image operations of the RFA chain: roll, division, masks.
+// The pure image operations of the RFA chain: roll, division, masks, and the azimuthal-average
+// background against a brute-force radial profile.
 #include "rfa/RfaImageOps.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "tests/common/ZrTestUtil.h"
 
@@ -16,10 +20,6 @@ ZrFloatMatrix Numbered(int32_t cols, int32_t rows, int32_t colBegin = 0, int32_t
   m.SetBegin(colBegin, rowBegin);
   for (int64_t i = 0; i < m.Count(); ++i) m.Data[i] = static_cast<float>(i + 1);
   return m;
-}
-
-int32_t Wrap(int64_t v, int32_t n) {
-  return static_cast<int32_t>(((v % n) + n) % n);
 }
 
 struct RollCase {
@@ -43,8 +43,8 @@ TEST_P(RfaMoveToCenterRoll, RollsCyclicallyKeepingShape) {
   for (int32_t y = 0; y < c.rows; ++y) {
     for (int32_t x = 0; x < c.cols; ++x) {
       const float moved = source(c.colBegin + x, c.rowBegin + y);
-      const int32_t tx = c.colBegin + Wrap(x + c.dx, c.cols);
-      const int32_t ty = c.rowBegin + Wrap(y + c.dy, c.rows);
+      const int32_t tx = c.colBegin + ((x + c.dx) % c.cols + c.cols) % c.cols;
+      const int32_t ty = c.rowBegin + ((y + c.dy) % c.rows + c.rows) % c.rows;
       ASSERT_EQ(image(tx, ty), moved) << "from (" << x << "," << y << ")";
     }
   }
@@ -89,134 +89,97 @@ TEST(RfaDivideByBackground, DividesAndGivesZeroWhereBackgroundIsZero) {
   for (int i = 0; i < 6; ++i) EXPECT_EQ(q.Data[i], expected[i]) << i;
 }
 
-struct ShapeCase {
-  const char* name;
-  int32_t cols, rows, colBegin, rowBegin;
-  const char* message;
-};
-
-class RfaDivideByBackgroundShape : public testing::TestWithParam<ShapeCase> {};
-
-TEST_P(RfaDivideByBackgroundShape, RefusesOtherShape) {
-  const ShapeCase& c = GetParam();
+TEST(RfaDivideByBackground, RefusesOtherShape) {
+  struct {
+    int32_t cols, rows, colBegin, rowBegin;
+    const char* message;
+  } const cases[] = {
+      {3, 3, 1, 2, "ColSize or RowSize is different"},
+      {4, 4, 1, 2, "ColSize or RowSize is different"},
+      {3, 4, 1, 2, "ColSize or RowSize is different"},  // transposed
+      {4, 3, 0, 2, "ColBegin is different"},
+      {4, 3, 1, 0, "RowBegin is different"},
+      {5, 3, 0, 0, "ColSize or RowSize is different"},  // the size is checked first
+  };
   const ZrFloatMatrix image = Numbered(4, 3, 1, 2);
-  const ZrFloatMatrix background = Numbered(c.cols, c.rows, c.colBegin, c.rowBegin);
-  EXPECT_ZR_ERROR(RfaDivideByBackground(image, background), c.message);
-}
-
-const ShapeCase kShapeCases[] = {
-    {"Columns", 3, 3, 1, 2, "ColSize or RowSize is different"},
-    {"Rows", 4, 4, 1, 2, "ColSize or RowSize is different"},
-    {"Transposed", 3, 4, 1, 2, "ColSize or RowSize is different"},
-    {"ColBegin", 4, 3, 0, 2, "ColBegin is different"},
-    {"RowBegin", 4, 3, 1, 0, "RowBegin is different"},
-    {"SizeBeforeBegin", 5, 3, 0, 0, "ColSize or RowSize is different"},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, RfaDivideByBackgroundShape, testing::ValuesIn(kShapeCases),
-                         ZrCaseName());
-
-struct DipCase {
-  const char* name;
-  int32_t colBegin, rowBegin;
-  double cx, cy, r;
-};
-
-class RfaMaskMcpDipDisc : public testing::TestWithParam<DipCase> {};
-
-// Independent check: a pixel is cleared exactly when its distance from the centre is at most
-// r + 0.5 > 0 (the cases avoid distances within float rounding of that limit).
-TEST_P(RfaMaskMcpDipDisc, ZeroesTheDiscOnly) {
-  const DipCase& c = GetParam();
-  ZrFloatMatrix image = Numbered(12, 10, c.colBegin, c.rowBegin);
-  const ZrFloatMatrix source = image;
-  RfaMaskMcpDip(image, c.cx, c.cy, c.r);
-  int cleared = 0;
-  for (int32_t y = c.rowBegin; y < c.rowBegin + 10; ++y) {
-    for (int32_t x = c.colBegin; x < c.colBegin + 12; ++x) {
-      // A radius of exactly 0 divides 0 by 0 at the centre: nothing is inside.
-      const bool inside = c.r + 0.5 > 0.0 && std::hypot(x - c.cx, y - c.cy) <= c.r + 0.5 + 1e-9;
-      EXPECT_EQ(image(x, y), inside ? 0.0f : source(x, y)) << "(" << x << "," << y << ")";
-      cleared += inside ? 1 : 0;
-    }
-  }
-  RecordProperty("cleared", cleared);
-}
-
-const DipCase kDipCases[] = {
-    {"RadiusZeroClearsCentrePixel", 0, 0, 5.0, 4.0, 0.0},
-    {"RadiusZeroOffPixel", 0, 0, 5.3, 4.2, 0.0},
-    {"RadiusZeroBetweenTwoPixels", 0, 0, 5.5, 4.0, 0.0},
-    {"Radius3", 0, 0, 6.0, 5.0, 3.0},
-    {"FractionalCentre", 0, 0, 6.4, 4.7, 2.5},
-    {"CrossesTopLeftCorner", 0, 0, 0.5, -1.0, 3.0},
-    {"CentreOutsideImage", 0, 0, 14.0, 5.0, 3.0},
-    {"FarOutside", 0, 0, -50.0, 300.0, 4.0},
-    {"NegativeBegins", -6, -3, -1.0, 1.0, 2.0},
-    {"NegativeRadiusClearsNothing", 0, 0, 5.0, 4.0, -1.0},
-    {"RadiusMinusHalfClearsNothing", 0, 0, 5.0, 4.0, -0.5},
-    {"CoversEverything", 2, 1, 8.0, 6.0, 100.0},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskMcpDipDisc, testing::ValuesIn(kDipCases), ZrCaseName());
-
-TEST(RfaMaskMcpDip, NonFiniteParametersClearNothing) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  const double inf = std::numeric_limits<double>::infinity();
-  for (const double* p : {&nan, &inf}) {
-    ZrFloatMatrix image = Numbered(6, 6);
-    const ZrFloatMatrix source = image;
-    RfaMaskMcpDip(image, *p, 3.0, 2.0);
-    RfaMaskMcpDip(image, 3.0, *p, 2.0);
-    RfaMaskMcpDip(image, 3.0, 3.0, *p);
-    for (int64_t i = 0; i < image.Count(); ++i) ASSERT_EQ(image.Data[i], source.Data[i]);
+  for (const auto& c : cases) {
+    EXPECT_ZR_ERROR(RfaDivideByBackground(image, Numbered(c.cols, c.rows, c.colBegin, c.rowBegin)),
+                    c.message)
+        << c.cols << " x " << c.rows << " at " << c.colBegin << "," << c.rowBegin;
   }
 }
 
-struct OutsideCase {
+struct MaskCase {
   const char* name;
+  bool dip;  // RfaMaskMcpDip(cx, cy, rx), else RfaMaskOutside(cx, cy, rx, ry)
   int32_t cols, rows, colBegin, rowBegin;
   double cx, cy, rx, ry;
 };
 
-class RfaMaskOutsideEllipse : public testing::TestWithParam<OutsideCase> {};
+class RfaMask : public testing::TestWithParam<MaskCase> {};
 
-// Independent check: columns within the row extent are cleared outside the ellipse of radii
-// r + 0.5; columns beyond it are left alone; radii of -0.5 or less switch the mask off.
-TEST_P(RfaMaskOutsideEllipse, ZeroesOutsideWithinRowExtent) {
-  const OutsideCase& c = GetParam();
+// Independent check. The dip: a pixel is cleared exactly when its distance from the centre is
+// at most r + 0.5 > 0 (and every parameter is finite). Outside: columns within the row extent
+// are cleared outside the ellipse of radii r + 0.5, columns beyond it are left alone, radii of
+// -0.5 or less switch the mask off. The cases avoid distances within float rounding of a limit.
+TEST_P(RfaMask, ClearsExactlyItsPixels) {
+  const MaskCase& c = GetParam();
   ZrFloatMatrix image = Numbered(c.cols, c.rows, c.colBegin, c.rowBegin);
   const ZrFloatMatrix source = image;
-  RfaMaskOutside(image, c.cx, c.cy, c.rx, c.ry);
-  const double ax = c.rx + 0.5;
-  const double ay = c.ry + 0.5;
+  if (c.dip) {
+    RfaMaskMcpDip(image, c.cx, c.cy, c.rx);
+  } else {
+    RfaMaskOutside(image, c.cx, c.cy, c.rx, c.ry);
+  }
+  const double ax = c.rx + 0.5, ay = c.ry + 0.5;
   for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
     for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
-      const bool on = ax > 0 && ay > 0;
-      const bool reached = x < c.rowBegin + c.rows;
       const double e = (x - c.cx) * (x - c.cx) / (ax * ax) + (y - c.cy) * (y - c.cy) / (ay * ay);
-      const bool cleared = on && reached && e > 1.0;
+      // A dip radius of exactly 0 divides 0 by 0 at the centre: nothing is inside.
+      const bool cleared = c.dip ? std::isfinite(c.cx + c.cy + c.rx) && ax > 0 &&
+                                       std::hypot(x - c.cx, y - c.cy) <= ax + 1e-9
+                                 : ax > 0 && ay > 0 && x < c.rowBegin + c.rows && e > 1.0;
       EXPECT_EQ(image(x, y), cleared ? 0.0f : source(x, y)) << "(" << x << "," << y << ")";
     }
   }
 }
 
-const OutsideCase kOutsideCases[] = {
-    {"Circle", 11, 11, 0, 0, 5.0, 5.0, 3.0, 3.0},
-    {"Ellipse", 12, 12, 0, 0, 6.5, 5.0, 4.0, 2.0},
-    {"RadiusXZeroKeepsCentreColumn", 9, 9, 0, 0, 4.0, 4.0, 0.0, 10.0},
-    {"RadiusXMinusHalfIsOff", 9, 9, 0, 0, 4.0, 4.0, -0.5, 3.0},
-    {"RadiusYNegativeIsOff", 9, 9, 0, 0, 4.0, 4.0, 3.0, -2.0},
-    {"WideImageKeepsColumnsBeyondRowExtent", 14, 8, 0, 0, 4.0, 4.0, 2.0, 2.0},
-    {"EqualBeginsSquare", 8, 8, 3, 3, 7.0, 7.0, 2.0, 3.0},
-    {"LargeEllipseClearsNothing", 10, 10, 0, 0, 5.0, 5.0, 100.0, 100.0},
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+const MaskCase kMaskCases[] = {
+    {"DipRadiusZeroClearsCentrePixel", true, 12, 10, 0, 0, 5.0, 4.0, 0.0, 0},
+    {"DipRadiusZeroBetweenTwoPixels", true, 12, 10, 0, 0, 5.5, 4.0, 0.0, 0},
+    {"DipFractionalCentre", true, 12, 10, 0, 0, 6.4, 4.7, 2.5, 0},
+    {"DipCrossesTopLeftCorner", true, 12, 10, 0, 0, 0.5, -1.0, 3.0, 0},
+    {"DipCentreOutsideImage", true, 12, 10, 0, 0, 14.0, 5.0, 3.0, 0},
+    {"DipFarOutside", true, 12, 10, 0, 0, -50.0, 300.0, 4.0, 0},
+    {"DipNegativeBegins", true, 12, 10, -6, -3, -1.0, 1.0, 2.0, 0},
+    {"DipNegativeRadiusClearsNothing", true, 12, 10, 0, 0, 5.0, 4.0, -1.0, 0},
+    {"DipRadiusMinusHalfClearsNothing", true, 12, 10, 0, 0, 5.0, 4.0, -0.5, 0},
+    {"DipCoversEverything", true, 12, 10, 2, 1, 8.0, 6.0, 100.0, 0},
+    {"DipNaNCentreClearsNothing", true, 6, 6, 0, 0, kNaN, 3.0, 2.0, 0},
+    {"DipInfiniteCentreClearsNothing", true, 6, 6, 0, 0, 3.0, kInf, 2.0, 0},
+    {"DipInfiniteRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kInf, 0},
+    {"DipNaNRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kNaN, 0},
+    {"OutsideCircle", false, 11, 11, 0, 0, 5.0, 5.0, 3.0, 3.0},
+    {"OutsideEllipse", false, 12, 12, 0, 0, 6.5, 5.0, 4.0, 2.0},
+    {"OutsideRadiusXZeroKeepsCentreColumn", false, 9, 9, 0, 0, 4.0, 4.0, 0.0, 10.0},
+    {"OutsideRadiusXMinusHalfIsOff", false, 9, 9, 0, 0, 4.0, 4.0, -0.5, 3.0},
+    {"OutsideRadiusYNegativeIsOff", false, 9, 9, 0, 0, 4.0, 4.0, 3.0, -2.0},
+    {"OutsideWideImageKeepsColumnsBeyondRowExtent", false, 14, 8, 0, 0, 4.0, 4.0, 2.0, 2.0},
+    {"OutsideEqualBeginsSquare", false, 8, 8, 3, 3, 7.0, 7.0, 2.0, 3.0},
+    {"OutsideLargeEllipseClearsNothing", false, 10, 10, 0, 0, 5.0, 5.0, 100.0, 100.0},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, RfaMaskOutsideEllipse, testing::ValuesIn(kOutsideCases),
-                         ZrCaseName());
+INSTANTIATE_TEST_SUITE_P(Cases, RfaMask, testing::ValuesIn(kMaskCases), ZrCaseName());
 
-TEST(RfaMaskOutside, TallImageRaisesRangeErrorAtFirstColumnBeyondTheMatrix) {
+// On a tall image the column loop runs past the matrix: the first column beyond it that lies
+// outside the ellipse raises the range error; columns beyond it inside the ellipse do not.
+TEST(RfaMaskOutside, TallImageFailsAtTheFirstClearedColumnBeyondTheMatrix) {
   ZrFloatMatrix image = Numbered(4, 6);
+  RfaMaskOutside(image, 2.0, 2.5, 50.0, 50.0);
+  EXPECT_EQ(image(3, 5), 24.0f);
   EXPECT_ZR_ERROR(RfaMaskOutside(image, 1.0, 1.0, 0.0, 0.0),
                   "Matrix over range. access=(4,0) size=(4,6) begin=(0,0)FastReturn=false");
   // Row 0 lies wholly outside the ellipse and was cleared up to the failing column; the rows
@@ -225,11 +188,135 @@ TEST(RfaMaskOutside, TallImageRaisesRangeErrorAtFirstColumnBeyondTheMatrix) {
   EXPECT_EQ(image(1, 1), 6.0f);
 }
 
-TEST(RfaMaskOutside, TallImageInsideEllipseRaisesNothing) {
-  // Columns 4 and 5 of a 4 x 6 image are visited but lie inside the ellipse: no access.
-  ZrFloatMatrix image = Numbered(4, 6);
-  RfaMaskOutside(image, 2.0, 2.5, 50.0, 50.0);
-  EXPECT_EQ(image(3, 5), 24.0f);
+struct AzimuthalCase {
+  const char* name;
+  int32_t cols, rows, colBegin, rowBegin;
+  float cx, cy, step;
+  uint32_t seed;
+  double holeFrom, holeTo;  // every pixel at a distance in [holeFrom, holeTo) is a hole
+};
+
+// Random pixels in 1 .. 100 with about a fifth of them holes (zero), one NaN pixel, and the
+// case's band of holes about the centre, which empties whole rings.
+ZrFloatMatrix RandomImageWithHoles(const AzimuthalCase& c) {
+  ZrFloatMatrix m(c.cols, c.rows);
+  m.SetBegin(c.colBegin, c.rowBegin);
+  std::mt19937 engine(c.seed);
+  for (int64_t i = 0; i < m.Count(); ++i) {
+    const uint32_t bits = engine();
+    m.Data[i] = bits % 5 == 0 ? 0.0f : 1.0f + static_cast<float>(bits % 9901) / 100.0f;
+  }
+  m.Data[m.Count() / 3] = std::numeric_limits<float>::quiet_NaN();
+  for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
+    for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
+      const double d = std::hypot(x - c.cx, y - c.cy);
+      if (d >= c.holeFrom && d < c.holeTo) m(x, y) = 0.0f;
+    }
+  }
+  return m;
+}
+
+// Brute force: every ring's mean over its non-zero, non-NaN pixels, ring k holding the pixels
+// at distances in [k, k + 1) x step; empty rings interpolated linearly between the nearest
+// filled ones on each side (or copied from the one filled side; zeros without any data). Ring
+// k stands at radius (k + 0.5) x step.
+std::vector<double> BruteForceRingMeans(const ZrFloatMatrix& image, double cx, double cy,
+                                        double step) {
+  std::vector<double> sum, count;
+  for (int32_t y = image.RowBegin; y < image.RowBegin + image.RowSize; ++y) {
+    for (int32_t x = image.ColBegin; x < image.ColBegin + image.ColSize; ++x) {
+      const size_t k = static_cast<size_t>(std::floor(std::hypot(x - cx, y - cy) / step));
+      if (k >= sum.size()) {
+        sum.resize(k + 1, 0.0);
+        count.resize(k + 1, 0.0);
+      }
+      const float v = image(x, y);
+      if (v == 0.0f || std::isnan(v)) continue;
+      sum[k] += v;
+      count[k] += 1;
+    }
+  }
+  std::vector<size_t> filled;
+  for (size_t k = 0; k < sum.size(); ++k) {
+    if (count[k] > 0) filled.push_back(k);
+  }
+  const auto mean = [&](size_t k) { return sum[k] / count[k]; };
+  std::vector<double> result(sum.size(), 0.0);
+  for (size_t k = 0; k < sum.size() && !filled.empty(); ++k) {
+    const auto above = std::lower_bound(filled.begin(), filled.end(), k);
+    if (above == filled.end()) {
+      result[k] = mean(filled.back());
+    } else if (*above == k || above == filled.begin()) {
+      result[k] = mean(*above);
+    } else {
+      const size_t lo = *(above - 1), hi = *above;
+      result[k] = mean(lo) + (mean(hi) - mean(lo)) * static_cast<double>(k - lo) /
+                                 static_cast<double>(hi - lo);
+    }
+  }
+  return result;
+}
+
+double ReadProfile(const std::vector<double>& ring, double radius, double step) {
+  const double t = radius / step - 0.5;
+  if (t <= 0.0) return ring.front();
+  const size_t i = static_cast<size_t>(std::floor(t));
+  if (i + 1 >= ring.size()) return ring.back();
+  const double f = t - static_cast<double>(i);
+  return ring[i] * (1.0 - f) + ring[i + 1] * f;
+}
+
+class RfaAzimuthalBackgroundBruteForce : public testing::TestWithParam<AzimuthalCase> {};
+
+TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
+  const AzimuthalCase& c = GetParam();
+  const ZrFloatMatrix image = RandomImageWithHoles(c);
+  const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.cx, c.cy, c.step);
+  ASSERT_EQ(bg.ColSize, c.cols);
+  ASSERT_EQ(bg.RowSize, c.rows);
+  EXPECT_EQ(bg.ColBegin, c.colBegin);
+  EXPECT_EQ(bg.RowBegin, c.rowBegin);
+  const std::vector<double> ring = BruteForceRingMeans(image, c.cx, c.cy, c.step);
+  for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
+    for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
+      const double expected = ReadProfile(ring, std::hypot(x - c.cx, y - c.cy), c.step);
+      ASSERT_NEAR(bg(x, y), expected, 1e-5 * std::abs(expected)) << "(" << x << "," << y << ")";
+    }
+  }
+}
+
+const AzimuthalCase kAzimuthalCases[] = {
+    {"CentreInside", 23, 17, 0, 0, 11.0f, 8.0f, 1.0f, 1, 0, 0},
+    {"FractionalCentre", 23, 17, 0, 0, 9.3f, 10.6f, 1.0f, 2, 0, 0},
+    {"Begins", 23, 17, -4, 7, 3.5f, 14.25f, 1.0f, 3, 0, 0},
+    {"NarrowRings", 19, 21, 0, 0, 9.0f, 10.0f, 0.7f, 4, 0, 0},
+    {"WideRings", 19, 21, 2, -3, 6.0f, 4.0f, 2.5f, 5, 0, 0},
+    {"CentreOutsideImage", 15, 12, 0, 0, -30.0f, 40.5f, 1.0f, 6, 0, 0},
+    {"SingleRow", 31, 1, 0, 0, 15.0f, 0.0f, 1.0f, 7, 0, 0},
+    {"EmptyRingsInterpolated", 23, 17, 0, 0, 11.0f, 8.0f, 1.0f, 8, 3.0, 6.5},
+    {"EmptyInnerRingsCopied", 23, 17, 0, 0, 11.0f, 8.0f, 1.0f, 9, 0.0, 3.0},
+    {"EmptyOuterRingsCopied", 23, 17, 0, 0, 11.0f, 8.0f, 1.0f, 11, 9.0, 1e9},
+    {"NoDataGivesZeros", 5, 4, 1, 2, 2.0f, 3.0f, 1.0f, 10, 0, 1e9},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaAzimuthalBackgroundBruteForce,
+                         testing::ValuesIn(kAzimuthalCases), ZrCaseName());
+
+TEST(RfaAzimuthalBackground, RefusesBadStepAndCentreButTakesAnEmptyImage) {
+  ZrFloatMatrix image(4, 4);
+  image.Fill(1.0f);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const char* badStep = "Azimuthal average: step must be a positive number";
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, 0.0f), badStep);
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, -1.0f), badStep);
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, nan), badStep);
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, nan, 2.0f),
+                  "Azimuthal average: centre is not a finite number");
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, INFINITY),
+                  "Azimuthal average: centre is not a finite number");
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, 1e-9f),
+                  "Azimuthal average: too many radial rings");
+  EXPECT_TRUE(RfaAzimuthalAverageBackground(ZrFloatMatrix(), 0.0f, 0.0f).IsEmpty());
 }
 
 }  // namespace

@@ -8,7 +8,8 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <functional>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,21 +22,14 @@
 
 namespace {
 
-ZrFloatMatrix SmallScreen() {
-  return RfaMakeSyntheticScreen(RfaScreenOptions(64, 64, 33, 31, 26, 40, 28, 3));
-}
-
-RfaParameters SmallParameters() {
-  return RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
-}
-
 class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
  protected:
   void SetUp() override {
     ASSERT_TRUE(StartHost());
     link_.SetPort(server_->Port());
     link_.SubConnect();
-    sourceId_ = host_.AddImageWindow(SmallScreen(), "screen.rawf");
+    const auto options = RfaScreenOptions(64, 64, 33, 31, 26, 40, 28, 3);
+    sourceId_ = host_.AddImageWindow(RfaMakeSyntheticScreen(options), "screen.rawf");
     host_.ClearRequests();
   }
 
@@ -43,93 +37,73 @@ class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
 
   ZrPluginFuncVeldra link_;
   int32_t sourceId_ = -1;
+  // The parameters that suit the source screen.
+  RfaParameters p = RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
 };
 
-using Calls = std::vector<std::string>;
+// Every operation as the table calls it: the parameters, the link and the source window.
+using Operation = void (*)(RfaParameters&, ZrPluginFuncVeldra&, int32_t);
+template <auto Step>
+void OnFocused(RfaParameters& p, ZrPluginFuncVeldra& host, int32_t) {
+  Step(p, host);
+}
+void NewImage(RfaParameters& p, ZrPluginFuncVeldra& host, int32_t source) {
+  RfaNewImageFromWindow(p, host, source);
+}
+void AdjustAndShow(RfaParameters& p, ZrPluginFuncVeldra& host, int32_t) {
+  p.IsShowTmp = true;
+  RfaAdjustScreenOnHost(p, host);
+}
 
 struct OrderCase {
   const char* name;
-  std::function<void(RfaParameters&, ZrPluginFuncVeldra&, int32_t source)> run;
-  Calls expected;
+  Operation run;
+  const char* calls;  // the host functions in order; "F" fetches an image record, "S" sends one
 };
 
 class RfaPipelineOrderTest : public RfaPipelineTest,
                              public ::testing::WithParamInterface<OrderCase> {};
 
 TEST_P(RfaPipelineOrderTest, CallsTheHostInTheDescribedOrder) {
-  RfaParameters p = SmallParameters();
+  std::vector<std::string> expected;
+  std::istringstream calls(GetParam().calls);
+  for (std::string call; calls >> call;) {
+    if (call == "F") {
+      expected.insert(expected.end(),
+                      {"FIImageGetBySharedMemory", "ImageKeyDoubleGet", "ImageKeyStringGet"});
+    } else if (call == "S") {
+      expected.insert(expected.end(),
+                      {"FIImageSetBySharedMemory", "ImageKeyDoubleSet", "ImageKeyStringSet"});
+    } else {
+      expected.push_back(call);
+    }
+  }
   GetParam().run(p, link_, sourceId_);
-  EXPECT_EQ(Functions(), GetParam().expected);
+  EXPECT_EQ(Functions(), expected);
 }
 
-const Calls kFetch = {"FIImageGetBySharedMemory", "ImageKeyDoubleGet", "ImageKeyStringGet"};
-const Calls kSend = {"FIImageSetBySharedMemory", "ImageKeyDoubleSet", "ImageKeyStringSet"};
+const OrderCase kOrderCases[] = {
+    {"NewImage", NewImage, "ImageNewWindow F S Update"},
+    {"MoveToCenter", OnFocused<RfaMoveToCenterStep>,
+     "WindowGetFocusedID F ImageNewWindow S RegionAdd RegionAdd Update"},
+    {"RemoveBg", OnFocused<RfaRemoveShBackgroundStep>,
+     "WindowGetFocusedID F ImageNewWindow S ImageNewWindow S Update"},
+    {"RemoveAzBg", OnFocused<RfaRemoveAzBackgroundStep>,
+     "WindowGetFocusedID F ImageNewWindow S ImageNewWindow S Update"},
+    {"MaskDip", OnFocused<RfaMaskMcpDipStep>,
+     "WindowGetFocusedID GetIsModeImage F ImageNewWindow S"},
+    {"MaskOutside", OnFocused<RfaMaskOutsideStep>,
+     "WindowGetFocusedID GetIsModeImage F ImageNewWindow S"},
+    {"DrawScreen", OnFocused<RfaDrawScreen>, "WindowGetFocusedID RegionClear RegionAdd Update"},
+    {"AdjustScreen", AdjustAndShow,
+     "WindowGetFocusedID FIImageGetBySharedMemory RegionClear RegionAdd Update ImageNewWindow "
+     "FIImageSetBySharedMemory RegionAdd Update"},
+};
 
-Calls Join(std::initializer_list<Calls> parts) {
-  Calls all;
-  for (const Calls& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
+INSTANTIATE_TEST_SUITE_P(Operations, RfaPipelineOrderTest, ::testing::ValuesIn(kOrderCases),
+                         ZrCaseName());
 
-INSTANTIATE_TEST_SUITE_P(
-    Operations, RfaPipelineOrderTest,
-    ::testing::Values(
-        OrderCase{"NewImage",
-                  [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t s) {
-                    RfaNewImageFromWindow(p, h, s);
-                  },
-                  Join({{"ImageNewWindow"}, kFetch, kSend, {"Update"}})},
-        OrderCase{
-            "MoveToCenter",
-            [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) { RfaMoveToCenterStep(p, h); },
-            Join({{"WindowGetFocusedID"},
-                  kFetch,
-                  {"ImageNewWindow"},
-                  kSend,
-                  {"RegionAdd", "RegionAdd", "Update"}})},
-        OrderCase{"RemoveBg",
-                  [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) {
-                    RfaRemoveShBackgroundStep(p, h);
-                  },
-                  Join({{"WindowGetFocusedID"},
-                        kFetch,
-                        {"ImageNewWindow"},
-                        kSend,
-                        {"ImageNewWindow"},
-                        kSend,
-                        {"Update"}})},
-        OrderCase{"RemoveAzBg",
-                  [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) {
-                    RfaRemoveAzBackgroundStep(p, h);
-                  },
-                  Join({{"WindowGetFocusedID"},
-                        kFetch,
-                        {"ImageNewWindow"},
-                        kSend,
-                        {"ImageNewWindow"},
-                        kSend,
-                        {"Update"}})},
-        OrderCase{
-            "MaskDip",
-            [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) { RfaMaskMcpDipStep(p, h); },
-            Join({{"WindowGetFocusedID", "GetIsModeImage"}, kFetch, {"ImageNewWindow"}, kSend})},
-        OrderCase{
-            "MaskOutside",
-            [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) { RfaMaskOutsideStep(p, h); },
-            Join({{"WindowGetFocusedID", "GetIsModeImage"}, kFetch, {"ImageNewWindow"}, kSend})},
-        OrderCase{"DrawScreen",
-                  [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) { RfaDrawScreen(p, h); },
-                  {"WindowGetFocusedID", "RegionClear", "RegionAdd", "Update"}},
-        OrderCase{"AdjustScreen",
-                  [](RfaParameters& p, ZrPluginFuncVeldra& h, int32_t) {
-                    p.IsShowTmp = true;
-                    RfaAdjustScreenOnHost(p, h);
-                  },
-                  {"WindowGetFocusedID", "FIImageGetBySharedMemory", "RegionClear", "RegionAdd",
-                   "Update", "ImageNewWindow", "FIImageSetBySharedMemory", "RegionAdd", "Update"}}),
-    ZrCaseName());
-
-TEST_F(RfaPipelineTest, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
+TEST(RfaPipeline, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
   std::map<std::string, std::string> texts{{"log", "old"}, {"sample", "Si"}};
   RfaParameters p;
   p.IsBgAz = false;
@@ -150,7 +124,6 @@ TEST_F(RfaPipelineTest, HostFailureMidChainKeepsTheNewWindow) {
   faults.onlyFunction = "FIImageSetBySharedMemory";
   host_.SetFaults(faults);
   const size_t windows = host_.WindowIds().size();
-  RfaParameters p = SmallParameters();
   EXPECT_ZR_ERROR(RfaNewImageFromWindow(p, link_, sourceId_), "Image window is locked");
   EXPECT_EQ(host_.WindowIds().size(), windows + 1);
   // Nothing after the failed call was sent.
