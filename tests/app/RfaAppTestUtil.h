@@ -8,10 +8,10 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <deque>
-#include <vector>
 
 #include "app/RfaParameterFiles.h"
 #include "rfa/RfaParameters.h"
@@ -34,13 +34,9 @@ struct DialogCall {
   QString caption, startPath, filter;
 };
 
-struct RfaSeenBox {
-  QString title;
-  QString text;
-};
-
-// Answers every application-modal message box that appears while it lives: records its title
-// and text and presses the next queued button (OK when the queue is empty).
+// Answers every application-modal message box that appears while it lives: records it as
+// "title: text" (boxes joined by " | ") and presses the next queued button (OK when the queue
+// is empty).
 class RfaModalBoxAnswerer {
  public:
   explicit RfaModalBoxAnswerer(std::deque<QMessageBox::StandardButton> answers = {})
@@ -49,18 +45,13 @@ class RfaModalBoxAnswerer {
     timer_.start(5);
   }
 
-  const std::vector<RfaSeenBox>& Seen() const { return seen_; }
-  QStringList Texts() const {
-    QStringList texts;
-    for (const RfaSeenBox& box : seen_) texts << box.text;
-    return texts;
-  }
+  std::string Seen() const { return seen_.join(" | ").toStdString(); }
 
  private:
   void Poll() {
     auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
     if (box == nullptr || !box->isVisible()) return;
-    seen_.push_back({box->windowTitle(), box->text()});
+    seen_ << box->windowTitle() + ": " + box->text();
     QMessageBox::StandardButton answer = QMessageBox::Ok;
     if (!answers_.empty()) {
       answer = answers_.front();
@@ -76,7 +67,7 @@ class RfaModalBoxAnswerer {
 
   QTimer timer_;
   std::deque<QMessageBox::StandardButton> answers_;
-  std::vector<RfaSeenBox> seen_;
+  QStringList seen_;
 };
 
 // Runs a test inside a fresh temporary working directory ("filepath.ini" is relative to it),
@@ -101,6 +92,15 @@ class RfaWorkDirFixture {
     QDir::setCurrent(previous_);
   }
   QString Path(const QString& name) const { return dir_.filePath(name); }
+
+  // Makes the save dialog record its arguments in `call` and answer `answer`.
+  static void AnswerSaveDialog(DialogCall& call, const QString& answer) {
+    RfaSetSaveDialog([&call, answer](QWidget*, const QString& caption, const QString& start,
+                                     const QString& filter) {
+      call = {caption, start, filter};
+      return answer;
+    });
+  }
 
  private:
   QTemporaryDir dir_;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QFileInfo>
 
 #include "tests/app/RfaAppTestUtil.h"
@@ -13,159 +12,103 @@
 
 namespace {
 
-// Every stored field away from its default; the mask values fractional, as a file may hold them.
-RfaParameters NonDefaultParameters() {
-  RfaParameters p = RfaDistinctParameters();
-  p.MaskCx = 4.5;
-  p.MaskCy = 5.5;
-  p.MaskRx = 6.5;
-  p.MaskRy = 7.5;
-  return p;
-}
-
 class RfaParameterFilesTest : public ::testing::Test, public RfaWorkDirFixture {};
 
-// --- settings-file name rule ---
-
-struct NameCase {
-  const char* programPath;
-  const char* expected;
-};
-
-class RfaSettingsNameTest : public ::testing::TestWithParam<NameCase> {};
-
-TEST_P(RfaSettingsNameTest, ReplacesOnlyTheFileNameExtension) {
-  EXPECT_EQ(RfaReplaceExtension(GetParam().programPath, ".ini"), QString(GetParam().expected));
-}
-
-INSTANTIATE_TEST_SUITE_P(Paths, RfaSettingsNameTest,
-                         ::testing::Values(NameCase{"/opt/rfa/tool.exe", "/opt/rfa/tool.ini"},
-                                           NameCase{"/opt/rfa/rfa-bg", "/opt/rfa/rfa-bg.ini"},
-                                           NameCase{"/opt/a.b/prog", "/opt/a.b/prog.ini"},
-                                           NameCase{"C:\\tools\\prog.exe", "C:\\tools\\prog.ini"},
-                                           NameCase{"C:\\a.b\\prog", "C:\\a.b\\prog.ini"},
-                                           NameCase{"prog.tar.gz", "prog.tar.ini"},
-                                           NameCase{".hidden", ".hidden.ini"},
-                                           NameCase{"", ".ini"}));
-
-TEST(RfaSettingsFile, LiesBesideTheRunningProgram) {
-  // The test program has no extension, so the suffix is appended to its whole path.
+TEST(RfaSettingsFile, ReplacesOnlyTheFileNameExtension) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"/opt/rfa/tool.exe", "/opt/rfa/tool.ini"},
+      {"/opt/rfa/rfa-bg", "/opt/rfa/rfa-bg.ini"},
+      {"/opt/a.b/prog", "/opt/a.b/prog.ini"},
+      {"C:\\tools\\prog.exe", "C:\\tools\\prog.ini"},
+      {"C:\\a.b\\prog", "C:\\a.b\\prog.ini"},
+      {"prog.tar.gz", "prog.tar.ini"},
+      {".hidden", ".hidden.ini"},
+      {"", ".ini"}};
+  for (const auto& [program, expected] : cases) {
+    EXPECT_EQ(RfaReplaceExtension(program, ".ini"), QString(expected)) << program;
+  }
+  // The running test program has no extension: the suffix follows its whole path.
   const QString program = QCoreApplication::applicationFilePath();
   ASSERT_TRUE(QFileInfo(program).suffix().isEmpty());
   EXPECT_EQ(GetIniFileNameQString(".ini"), program + ".ini");
 }
 
-// --- "filepath.ini" ---
-
-struct FilePathCase {
-  const char* chosen;
-  const char* stored;
-};
-
-class RfaFilePathIniTest : public ::testing::TestWithParam<FilePathCase>,
-                           public RfaWorkDirFixture {};
-
-TEST_P(RfaFilePathIniTest, StoresTheDirectoryAsOneUnterminatedLine) {
-  RfaWriteFilePathIni(GetParam().chosen);
-  EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(GetParam().stored));
-  EXPECT_EQ(RfaReadFilePathIni(), QString(GetParam().stored));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Paths, RfaFilePathIniTest,
-    ::testing::Values(FilePathCase{"/data/run1/p.rfa_bg", "/data/run1"},
-                      FilePathCase{"p.rfa_bg", ""}, FilePathCase{"D:\\runs\\p.rfa_bg", "D:\\runs"},
-                      FilePathCase{"/p.rfa_bg", ""},
-                      FilePathCase{"/data/\xc3\xa9t\xc3\xa9/p", "/data/\xc3\xa9t\xc3\xa9"}));
-
-TEST_F(RfaParameterFilesTest, FilePathIniIsTruncatedOnEveryChoiceAndReadByItsFirstLine) {
-  RfaWriteFilePathIni("/a/very/long/directory/name/x");
-  RfaWriteFilePathIni("/b/y");
-  EXPECT_EQ(ReadAll("filepath.ini"), QByteArray("/b"));
+TEST_F(RfaParameterFilesTest, FilePathIniHoldsTheLastDirectoryAsOneUnterminatedLine) {
+  EXPECT_EQ(RfaReadFilePathIni(), QString());  // no file yet
+  const std::pair<const char*, const char*> cases[] = {
+      {"/a/very/long/directory/name/x", "/a/very/long/directory/name"},
+      {"/data/run1/p.rfa_bg", "/data/run1"},  // shorter: the file is truncated
+      {"p.rfa_bg", ""},
+      {"D:\\runs\\p.rfa_bg", "D:\\runs"},
+      {"/p.rfa_bg", ""},
+      {"/data/\xc3\xa9t\xc3\xa9/p", "/data/\xc3\xa9t\xc3\xa9"}};
+  for (const auto& [chosen, stored] : cases) {
+    RfaWriteFilePathIni(chosen);
+    EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(stored)) << chosen;
+    EXPECT_EQ(RfaReadFilePathIni(), QString(stored)) << chosen;
+  }
   ASSERT_TRUE(WriteAll("filepath.ini", "/first\n/second\n"));
   EXPECT_EQ(RfaReadFilePathIni(), QString("/first"));
 }
 
-TEST_F(RfaParameterFilesTest, MissingFilePathIniReadsEmpty) {
-  EXPECT_EQ(RfaReadFilePathIni(), QString());
-}
-
-// --- the save-dialog helper ---
-
-struct SaveHelperCase {
-  const char* name;
-  const char* remembered;  // content of "filepath.ini"; nullptr: no file
-  const char* defaultName;
-  const char* chosen;  // the dialog's answer; "" when cancelled
-  const char* start;   // where the dialog must start
-  const char* after;   // "filepath.ini" afterwards
-};
-
-class RfaSaveHelperTest : public ::testing::TestWithParam<SaveHelperCase>,
-                          public RfaWorkDirFixture {};
-
-TEST_P(RfaSaveHelperTest, StartsWhereItShouldAndRemembersTheChoice) {
-  const SaveHelperCase& c = GetParam();
-  if (c.remembered != nullptr) {
-    ASSERT_TRUE(WriteAll("filepath.ini", c.remembered));
+TEST_F(RfaParameterFilesTest, SaveDialogStartsWhereItShouldAndRemembersTheChoice) {
+  struct Case {
+    const char* remembered;  // content of "filepath.ini"; nullptr: no file
+    const char* defaultName;
+    const char* chosen;  // the dialog's answer; "" when cancelled
+    const char* start;   // where the dialog must start
+    const char* after;   // "filepath.ini" afterwards
+  };
+  const Case cases[] = {// Cancelling writes nothing.
+                        {nullptr, "paremeter.rfa_bg", "", "default/paremeter.rfa_bg", "<missing>"},
+                        {"/data/run1", "./_index.xmlsrs", "/data/run2/out/_index.xmlsrs",
+                         "/data/run1/_index.xmlsrs", "/data/run2/out"},
+                        // An explicit directory in the default name wins.
+                        {"/ignored", "C:\\out\\p.rfa_bg", "", "C:\\out/p.rfa_bg", "/ignored"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.defaultName);
+    QFile::remove("filepath.ini");
+    ASSERT_TRUE(c.remembered == nullptr || WriteAll("filepath.ini", c.remembered));
+    DialogCall call;
+    AnswerSaveDialog(call, c.chosen);
+    EXPECT_EQ(GetSaveFileName(nullptr, c.defaultName, "index (*.xmlsrs *.*)", "Save here"),
+              QString(c.chosen));
+    EXPECT_EQ(call.caption, "Save here");
+    EXPECT_EQ(call.startPath, c.start);
+    EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
+    EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(c.after));
   }
-  DialogCall call;
-  RfaSetSaveDialog(
-      [&](QWidget*, const QString& caption, const QString& start, const QString& filter) {
-        call = {caption, start, filter};
-        return QString(c.chosen);
-      });
-  EXPECT_EQ(GetSaveFileName(nullptr, c.defaultName, "index (*.xmlsrs *.*)", "Save here"),
-            QString(c.chosen));
-  EXPECT_EQ(call.caption, "Save here");
-  EXPECT_EQ(call.startPath, c.start);
-  EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
-  EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(c.after));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, RfaSaveHelperTest,
-    ::testing::Values(
-        // Cancelling writes nothing.
-        SaveHelperCase{"DefaultWithoutRememberedDirectory", nullptr, "paremeter.rfa_bg", "",
-                       "default/paremeter.rfa_bg", "<missing>"},
-        SaveHelperCase{"RememberedDirectory", "/data/run1", "./_index.xmlsrs",
-                       "/data/run2/out/_index.xmlsrs", "/data/run1/_index.xmlsrs",
-                       "/data/run2/out"},
-        SaveHelperCase{"ExplicitDirectoryOfTheDefaultName", "/ignored", "C:\\out\\p.rfa_bg", "",
-                       "C:\\out/p.rfa_bg", "/ignored"}),
-    ZrCaseName());
-
-// --- parameter files ---
-
-TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredField) {
-  RfaParameters written = NonDefaultParameters();
-  RfaSaveParameterFile(written, Path("p.rfa_bg"));
-  RfaParameters read;
-  RfaLoadParameterFile(read, Path("p.rfa_bg"));
-  EXPECT_EQ(RfaStoredText(read), RfaStoredText(written));
-
-  RfaParameters defaults;
-  RfaSaveParameterFile(defaults, Path("p.rfa_bg"));
-  RfaLoadParameterFile(read, Path("p.rfa_bg"));
-  EXPECT_EQ(RfaStoredText(read), RfaStoredText(RfaParameters()));
+TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredFieldToSixDigits) {
+  // Defaults, then every field away from its default: the mask values fractional, as a file
+  // may hold them, and one value with more digits than a file keeps.
+  RfaParameters sets[2] = {RfaParameters(), RfaDistinctParameters()};
+  sets[1].MaskCx = 4.5;
+  sets[1].MaskRy = 7.5;
+  sets[1].Sx = 123.456789;
+  for (int i = 0; i < 2; ++i) {
+    RfaSaveParameterFile(sets[i], Path("p.rfa_bg"));
+    RfaParameters read = sets[1 - i];  // differs in every field
+    RfaLoadParameterFile(read, Path("p.rfa_bg"));
+    EXPECT_EQ(RfaStoredText(read), RfaStoredText(sets[i])) << i;
+    EXPECT_EQ(read.Sx, i == 0 ? 100.0 : 123.457);
+  }
 }
 
-TEST_F(RfaParameterFilesTest, FileWithOnlySxChangesOnlySx) {
-  ASSERT_TRUE(WriteAll(Path("sx.rfa_bg"), "<ini><Sx_>42.5</Sx_>\n</ini>\n"));
-  RfaParameters p = NonDefaultParameters();
-  RfaLoadParameterFile(p, Path("sx.rfa_bg"));
-  RfaParameters expected = NonDefaultParameters();
-  expected.Sx = 42.5;
-  EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected));
-}
-
-TEST_F(RfaParameterFilesTest, OtherRootChangesNothingAndIsNoError) {
-  ASSERT_TRUE(
-      WriteAll(Path("other.rfa_bg"), "<other><Sx_>42.5</Sx_><IsBgSh_>false</IsBgSh_>\n</other>\n"));
-  RfaParameters p;
-  EXPECT_ZR_ERROR(RfaLoadParameterFile(p, Path("other.rfa_bg")), "<no ZrError>");
-  EXPECT_EQ(RfaStoredText(p), RfaStoredText(RfaParameters()));
+TEST_F(RfaParameterFilesTest, FileReadsOnlyWhatItHoldsUnderTheRootIni) {
+  const std::pair<const char*, double> cases[] = {
+      {"<ini><Sx_>42.5</Sx_>\n</ini>\n", 42.5},
+      // Another root changes nothing and is no error.
+      {"<other><Sx_>42.5</Sx_><IsBgSh_>true</IsBgSh_>\n</other>\n", 101.5}};
+  for (const auto& [content, sx] : cases) {
+    ASSERT_TRUE(WriteAll(Path("f.rfa_bg"), content));
+    RfaParameters p = RfaDistinctParameters();
+    EXPECT_ZR_ERROR(RfaLoadParameterFile(p, Path("f.rfa_bg")), "<no ZrError>");
+    RfaParameters expected = RfaDistinctParameters();
+    expected.Sx = sx;
+    EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected)) << content;
+  }
 }
 
 TEST_F(RfaParameterFilesTest, OpeningErrorsCarryThePath) {

@@ -2,13 +2,11 @@
 // ends abnormally before any window; with a host it connects and keeps running.
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QProcess>
 #include <QTcpServer>
-#include <QTemporaryDir>
-#include <memory>
 
 #include "refhost/ZrRefHost.h"
+#include "tests/app/RfaAppTestUtil.h"
 
 namespace {
 
@@ -17,8 +15,7 @@ class RfaProgramTest : public ::testing::Test {
   void SetUp() override {
     // A private copy, so the ".menu" file (written beside the executable) is this test's own.
     ASSERT_TRUE(dir_.isValid());
-    program_ = dir_.filePath("rfa-bg");
-    ASSERT_TRUE(QFile::copy(RFA_BG_PATH, program_));
+    ASSERT_TRUE(QFile::copy(RFA_BG_PATH, dir_.filePath("rfa-bg")));
     process_.setWorkingDirectory(dir_.path());
   }
 
@@ -29,46 +26,40 @@ class RfaProgramTest : public ::testing::Test {
     }
   }
 
-  // A port where nothing listens.
-  static int ClosedPort() {
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    const int port = probe.serverPort();
-    probe.close();
-    return port;
+  // Starts the copy as the host starts it from its menu ("-O" appended).
+  void Start(int port) {
+    process_.start(dir_.filePath("rfa-bg"), {"-P", QString::number(port), "-O"});
   }
-
-  QByteArray MenuFile() {
-    QFile menu(dir_.filePath("rfa-bg.menu"));
-    return menu.open(QIODevice::ReadOnly) ? menu.readAll() : QByteArray("<missing>");
-  }
+  QByteArray MenuFile() const { return ReadAll(dir_.filePath("rfa-bg.menu")); }
 
   QTemporaryDir dir_;
-  QString program_;
   QProcess process_;
 };
 
 TEST_F(RfaProgramTest, WithoutHostWritesTheMenuFileAndEndsAbnormally) {
-  // The host appends "-O" when it starts the program from its menu.
-  process_.start(program_, {"-P", QString::number(ClosedPort()), "-O"});
+  QTcpServer probe;  // a port where nothing listens
+  probe.listen(QHostAddress::LocalHost, 0);
+  const int port = probe.serverPort();
+  probe.close();
+  Start(port);
   ASSERT_TRUE(process_.waitForFinished(30000));
   EXPECT_EQ(process_.exitStatus(), QProcess::CrashExit);
   const QByteArray err = process_.readAllStandardError();
   EXPECT_NE(err.indexOf("terminate called after throwing an instance of 'ZrError'"), -1)
       << err.toStdString();
   const QByteArray menu = MenuFile();
-  EXPECT_NE(menu.indexOf("<Exe>rfa-bg</Exe>"), -1) << menu.toStdString();
-  EXPECT_NE(menu.indexOf("<Parameter>-O</Parameter>"), -1);
-  EXPECT_NE(menu.indexOf("<Title>RFA: Background: Spherical Harmonics</Title>"), -1);
-  EXPECT_NE(menu.indexOf("<TitleSubmenu></TitleSubmenu>"), -1);
-  EXPECT_NE(menu.indexOf("<TitleMenu>PEH</TitleMenu>"), -1);
+  for (const char* element : {"<Exe>rfa-bg</Exe>", "<Parameter>-O</Parameter>",
+                              "<Title>RFA: Background: Spherical Harmonics</Title>",
+                              "<TitleSubmenu></TitleSubmenu>", "<TitleMenu>PEH</TitleMenu>"}) {
+    EXPECT_NE(menu.indexOf(element), -1) << element << " in " << menu.toStdString();
+  }
 }
 
 TEST_F(RfaProgramTest, WithHostConnectsAndRuns) {
   ZrRefHost host;
   ZrRefHostThread server(host);
   ASSERT_TRUE(server.Start(0));
-  process_.start(program_, {"-P", QString::number(server.Port()), "-O"});
+  Start(server.Port());
   ASSERT_TRUE(process_.waitForStarted(10000));
   // Without a host the program is gone well within this time (see above).
   EXPECT_FALSE(process_.waitForFinished(2000)) << process_.readAllStandardError().toStdString();

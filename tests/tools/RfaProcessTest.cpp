@@ -3,50 +3,25 @@
 #include "tools/RfaProcess.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
-#include <cstring>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
-#include "formats/ZrBarnXml.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
+#include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
 
-ZrFloatMatrix RfaTestScreen(int size, int index) {
+ZrFloatMatrix Screen(int size, int index) {
   return RfaMakeSyntheticScreen(RfaSampleOptions(index, size));
-}
-RfaParameters RfaTestParameters(int size) {
-  return RfaSampleParameters(size);
-}
-std::string RfaTestParameterFile(const std::string& path, RfaParameters params) {
-  RfaWriteParameterFile(path, params);
-  return path;
-}
-
-bool SameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  return a.ColSize == b.ColSize && a.RowSize == b.RowSize &&
-         std::memcmp(a.Data, b.Data, 4 * static_cast<size_t>(a.Count())) == 0;
-}
-
-std::string ParameterText(RfaParameters& params) {
-  ZrBarnXml tree("w");
-  params.Exchange(tree, "ini");
-  std::string text;
-  tree.GetText(text);
-  return text;
-}
-
-std::string ElementText(const std::string& xml, const std::string& key) {
-  const size_t start = xml.find("<" + key + ">");
-  const size_t end = xml.find("</" + key + ">");
-  if (start == std::string::npos || end == std::string::npos) return "<missing>";
-  return xml.substr(start + key.size() + 2, end - start - key.size() - 2);
 }
 
 class RfaProcessTest : public ::testing::Test {
@@ -60,11 +35,33 @@ class RfaProcessTest : public ::testing::Test {
     }
     return names;
   }
-  // Runs the whole program; returns the exit status, keeps what it printed.
-  int Run(std::vector<std::string> args) {
+  // count screens of size x size named <stem>0<ext>, <stem>1<ext>, ... (folders made).
+  void WriteScreens(const std::string& stem, const std::string& ext, int count, int size,
+                    int firstIndex) {
+    QDir().mkpath(QFileInfo(QString::fromStdString(Path(stem))).path());
+    for (int i = 0; i < count; ++i) {
+      ZrImageWrite(Path(stem + std::to_string(i) + ext), Screen(size, firstIndex + i));
+    }
+  }
+  // The sample parameters of that size in "p.rfa_bg".
+  void WriteParameterFile(int size) {
+    RfaParameters params = RfaSampleParameters(size);
+    RfaWriteParameterFile(Path("p.rfa_bg"), params);
+  }
+  // "@" in text stands for the test's folder.
+  std::string At(const std::string& text) const {
+    return QString::fromStdString(text).replace("@", dir_.path()).toStdString();
+  }
+  // Runs the whole program on the space-separated arguments; returns the exit status, keeps
+  // what it printed.
+  int Run(const std::string& line, bool progress = false) {
+    std::vector<std::string> args;
+    for (const QString& arg : QString::fromStdString(At(line)).split(' ', Qt::SkipEmptyParts)) {
+      args.push_back(arg.toStdString());
+    }
     std::ostringstream out;
     std::ostringstream err;
-    const int status = RfaProcessMain(args, out, err, false);
+    const int status = RfaProcessMain(args, out, err, progress);
     out_ = out.str();
     err_ = err.str();
     return status;
@@ -76,28 +73,20 @@ class RfaProcessTest : public ::testing::Test {
 
 // ---- command line ----
 
-struct UsageErrorCase {
-  std::vector<std::string> args;
-  const char* message;
-};
-
-class CommandLineError : public ::testing::TestWithParam<UsageErrorCase> {};
-
-TEST_P(CommandLineError, IsRefusedWithItsText) {
-  EXPECT_ZR_ERROR(RfaParseCommandLine(GetParam().args), GetParam().message);
+TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"--jobs"}, "option --jobs needs a value"},
+      {{"-j", "0"}, "--jobs needs a whole number from 1 to 64, not \"0\""},
+      {{"-j", "2.5"}, "--jobs needs a whole number from 1 to 64, not \"2.5\""},
+      {{"-j", "x"}, "--jobs needs a whole number from 1 to 64, not \"x\""},
+      {{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
+      {{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
+      {{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
+      {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""}};
+  for (const auto& [args, message] : cases) {
+    EXPECT_ZR_ERROR(RfaParseCommandLine(args), message);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, CommandLineError,
-    ::testing::Values(
-        UsageErrorCase{{"--jobs"}, "option --jobs needs a value"},
-        UsageErrorCase{{"-j", "0"}, "--jobs needs a whole number from 1 to 64, not \"0\""},
-        UsageErrorCase{{"-j", "2.5"}, "--jobs needs a whole number from 1 to 64, not \"2.5\""},
-        UsageErrorCase{{"-j", "x"}, "--jobs needs a whole number from 1 to 64, not \"x\""},
-        UsageErrorCase{{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
-        UsageErrorCase{{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
-        UsageErrorCase{{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
-        UsageErrorCase{{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""}));
 
 TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
   const RfaProcessOptions o =
@@ -115,72 +104,48 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
 
 // ---- parameters ----
 
-// Every key --set accepts is the parameter-file key of the field it changes: set through the
-// override, the value shows up under exactly that element of a written parameter file.
-class SetParameterKey : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(SetParameterKey, ChangesTheFieldStoredUnderThatKey) {
-  const std::string key = GetParam();
-  RfaParameters defaults;
-  const std::string before = ParameterText(defaults);
-  RfaParameters changed;
-  const std::string old = ElementText(before, key);
-  const std::string value = old == "true" ? "false" : old == "false" ? "true" : "7";
-  RfaSetParameter(changed, key, value);
-  const std::string after = ParameterText(changed);
-  EXPECT_EQ(ElementText(after, key), value);
-  // Nothing else moved.
-  std::string rest = after;
-  rest.replace(rest.find("<" + key + ">" + value), key.size() + 2 + value.size(),
-               "<" + key + ">" + old);
-  EXPECT_EQ(rest, before);
+// Every key of a parameter file is accepted by --set and changes exactly the field written
+// under that element.
+TEST(SetParameter, EveryKeyChangesTheFieldStoredUnderIt) {
+  const std::string before = RfaStoredText(RfaParameters());
+  int keys = 0;
+  for (size_t end = before.find("</"); end != std::string::npos; end = before.find("</", end + 1)) {
+    const std::string key = before.substr(end + 2, before.find('>', end) - end - 2);
+    if (key == "ini") continue;
+    ++keys;
+    const size_t start = before.rfind('>', end) + 1;
+    const std::string old = before.substr(start, end - start);
+    const std::string value = old == "true" ? "false" : old == "false" ? "true" : "7";
+    RfaParameters changed;
+    RfaSetParameter(changed, key, value);
+    std::string expected = before;
+    EXPECT_EQ(RfaStoredText(changed), expected.replace(start, old.size(), value)) << key;
+  }
+  EXPECT_EQ(keys, 26);
 }
 
-INSTANTIATE_TEST_SUITE_P(FileKeys, SetParameterKey,
-                         ::testing::Values("Sx_", "Sy_", "Sr_", "SMargin_", "MappingIsGnomonic_",
-                                           "MappingIsAz_", "MappingAzThetaMax_deg_", "Size_l_",
-                                           "Ax_", "Ay_", "AdjThres_", "AdjSize_", "UseAllSphere_",
-                                           "IsShowTmp_", "McpDipCx_", "McpDipCy_", "McpDipR_",
-                                           "MaskCx_", "MaskCy_", "MaskRx_", "MaskRy_",
-                                           "IsMoveCenter_", "IsBgSh_", "IsBgAz_", "IsMaskMcpDip_",
-                                           "IsMaskOutside_"));
-
-struct BadValueCase {
-  const char* key;
-  const char* value;
-  const char* message;
-};
-
-class SetParameterBadValue : public ::testing::TestWithParam<BadValueCase> {};
-
-TEST_P(SetParameterBadValue, IsRefusedAndLeavesTheSetAlone) {
-  RfaParameters params;
-  RfaParameters defaults;
-  const std::string before = ParameterText(defaults);
-  EXPECT_ZR_ERROR(RfaSetParameter(params, GetParam().key, GetParam().value), GetParam().message);
-  EXPECT_EQ(ParameterText(params), before);
+TEST(SetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
+  const char* cases[][3] = {
+      {"Sxx_", "1", "unknown parameter key \"Sxx_\""},
+      {"version", "1", "unknown parameter key \"version\""},
+      {"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
+      {"Sx_", "", "parameter Sx_ needs a number, not \"\""},
+      {"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
+      {"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
+      {"SMargin_", "3000000000", "parameter SMargin_ needs a whole number, not \"3000000000\""},
+      {"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}};
+  for (const auto& [key, value, message] : cases) {
+    RfaParameters params;
+    EXPECT_ZR_ERROR(RfaSetParameter(params, key, value), message);
+    EXPECT_EQ(RfaStoredText(params), RfaStoredText(RfaParameters())) << key;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, SetParameterBadValue,
-    ::testing::Values(
-        BadValueCase{"Sxx_", "1", "unknown parameter key \"Sxx_\""},
-        BadValueCase{"version", "1", "unknown parameter key \"version\""},
-        BadValueCase{"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
-        BadValueCase{"Sx_", "", "parameter Sx_ needs a number, not \"\""},
-        BadValueCase{"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
-        BadValueCase{"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
-        BadValueCase{"SMargin_", "3000000000",
-                     "parameter SMargin_ needs a whole number, not \"3000000000\""},
-        BadValueCase{"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}));
 
 TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFile) {
-  {
-    std::ofstream f(Path("p.rfa_bg"));
-    f << "<ini><Sx_>55</Sx_><Sr_>77.5</Sr_><IsBgAz_>false</IsBgAz_></ini>";
-  }
-  RfaProcessOptions o = RfaParseCommandLine({"-p", Path("p.rfa_bg"), "--set", "Sr=80"});
-  const RfaParameters p = RfaLoadParameters(o);
+  std::ofstream(Path("p.rfa_bg"))
+      << "<ini><Sx_>55</Sx_><Sr_>77.5</Sr_><IsBgAz_>false</IsBgAz_></ini>";
+  const RfaParameters p =
+      RfaLoadParameters(RfaParseCommandLine({"-p", Path("p.rfa_bg"), "--set", "Sr=80"}));
   EXPECT_EQ(p.Sx, 55.0);
   EXPECT_EQ(p.Sr, 80.0);
   EXPECT_FALSE(p.IsBgAz);
@@ -188,78 +153,46 @@ TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFile) {
   EXPECT_EQ(p.Sy, 100.0);
 }
 
-TEST_F(RfaProcessTest, ParameterFileWithoutIniIsAnError) {
-  {
-    std::ofstream f(Path("p.rfa_bg"));
-    f << "<other><Sx_>55</Sx_></other>";
-  }
-  EXPECT_EQ(Run({"-p", Path("p.rfa_bg"), "x.tif", "-o", Path("out")}), 2);
-  EXPECT_EQ(err_,
-            "rfa-process: " + Path("p.rfa_bg") + ": not a parameter file (no \"ini\" element)\n");
-}
-
-TEST_F(RfaProcessTest, BundledDefaultParametersFitTheBundledSamples) {
-  RfaProcessOptions o;
-  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
-  const RfaParameters p = RfaLoadParameters(o);
-  const ZrFloatMatrix sample = ZrImageRead(ZrTestDataDir() + "/samples/sample-1.tif");
-  // The screen and both masks lie inside the image.
-  EXPECT_LE(p.Sr, p.Sx);
-  EXPECT_LE(p.Sx + p.Sr, sample.ColSize);
-  EXPECT_LE(p.Sy + p.Sr, sample.RowSize);
-  EXPECT_LE(p.MaskRx, sample.ColSize / 2);
-  EXPECT_EQ(p.Ax, sample.ColSize / 2);
-}
-
 // ---- results ----
 
 TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
-  const ZrFloatMatrix screen = RfaTestScreen(96, 1);
+  const ZrFloatMatrix screen = Screen(96, 1);
   ZrImageWrite(Path("in.tif"), screen);
-  const RfaParameters params = RfaTestParameters(96);
-  ASSERT_EQ(Run({"-p", RfaTestParameterFile(Path("p.rfa_bg"), params), "-o", Path("out"),
-                 Path("in.tif")}),
-            0)
-      << err_;
+  WriteParameterFile(96);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/out @/in.tif"), 0) << err_;
 
   ZrFloatMatrix direct = screen;
   std::map<std::string, double> doubles;
   std::map<std::string, std::string> texts;
   RfaKeyWriter keys(doubles, texts);
-  RfaApplyCheckedOperations(direct, params, keys);
+  RfaApplyCheckedOperations(direct, RfaSampleParameters(96), keys);
 
-  EXPECT_TRUE(SameBits(ZrImageRead(Path("out/in.tif")), direct));
+  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/in.tif")), direct));
   std::map<std::string, double> readDoubles;
   std::map<std::string, std::string> readTexts;
   RfaReadKeysFile(Path("out/in.keys.xml"), readDoubles, readTexts);
   EXPECT_EQ(readDoubles, doubles);
-  ASSERT_EQ(readTexts.count("log"), 1u);
-  EXPECT_NE(readTexts["log"].find("rfa-process"), std::string::npos) << readTexts["log"];
-  EXPECT_NE(readTexts["log"].find("0.0.5"), std::string::npos) << readTexts["log"];
+  const std::string log = readTexts["log"];
+  EXPECT_NE(log.find("rfa-process"), std::string::npos) << log;
+  EXPECT_NE(log.find("0.0.5"), std::string::npos) << log;
   readTexts.erase("log");
   texts.erase("log");
   EXPECT_EQ(readTexts, texts);
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"in.keys.xml", "in.tif"}));
-}
 
-TEST_F(RfaProcessTest, AllOperationsOffCopiesTheImage) {
-  const ZrFloatMatrix screen = RfaTestScreen(40, 2);
-  ZrImageWrite(Path("in.rawf"), screen);
-  ASSERT_EQ(Run({"--no-move-center", "--no-bg-sh", "--no-bg-az", "--no-mask-dip",
-                 "--no-mask-outside", "-o", Path("out"), Path("in.rawf")}),
+  // With every operation off the image is copied.
+  ASSERT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside -o @/off "
+                "@/in.tif"),
             0)
       << err_;
-  EXPECT_TRUE(SameBits(ZrImageRead(Path("out/in.tif")), screen));
+  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("off/in.tif")), screen));
 }
 
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
-  QDir().mkpath(QString::fromStdString(Path("in")));
-  for (int i = 0; i < 4; ++i) {
-    ZrImageWrite(Path("in/s" + std::to_string(i) + ".tif"), RfaTestScreen(64, 10 + i));
-  }
-  const std::string pfile = RfaTestParameterFile(Path("p.rfa_bg"), RfaTestParameters(64));
-  ASSERT_EQ(Run({"-p", pfile, "-j", "1", "-o", Path("one"), Path("in")}), 0) << err_;
-  ASSERT_EQ(Run({"-p", pfile, "-j", "2", "-o", Path("two"), Path("in")}), 0) << err_;
+  WriteScreens("in/s", ".tif", 4, 64, 10);
+  WriteParameterFile(64);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -j 1 -o @/one @/in"), 0) << err_;
+  ASSERT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/two @/in"), 0) << err_;
   const std::vector<std::string> names = Files("one");
   ASSERT_EQ(names.size(), 8u);
   EXPECT_EQ(Files("two"), names);
@@ -269,96 +202,81 @@ TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
 }
 
 TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
-  QDir().mkpath(QString::fromStdString(Path("in")));
-  ZrImageWrite(Path("in/a.tif"), RfaTestScreen(48, 3));
-  std::string truncated = ZrReadFileBytes(Path("in/a.tif"));
-  truncated.resize(truncated.size() / 2);
-  {
-    std::ofstream f(Path("in/b.tif"), std::ios::binary);
-    f << truncated;
-  }
-  ZrImageWrite(Path("in/c.rawf"), RfaTestScreen(48, 4));
-  const std::string pfile = RfaTestParameterFile(Path("p.rfa_bg"), RfaTestParameters(48));
-  EXPECT_EQ(Run({"-p", pfile, "-j", "2", "-o", Path("out"), Path("in")}), 1);
-  EXPECT_EQ(err_, "rfa-process: " + Path("in/b.tif") +
-                      ": not a valid TIFF file (Can not read TIFF directory count)\n");
-  EXPECT_EQ(Files("out"), (std::vector<std::string>{"a.keys.xml", "a.tif", "c.keys.xml", "c.tif"}));
+  WriteScreens("in/", ".tif", 2, 48, 3);
+  WriteScreens("in/x", ".rawf", 1, 48, 4);
+  std::string truncated = ZrReadFileBytes(Path("in/1.tif"));
+  std::ofstream(Path("in/1.tif"), std::ios::binary) << truncated.substr(0, truncated.size() / 2);
+  WriteParameterFile(48);
+  EXPECT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/out @/in"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/in/1.tif: not a valid TIFF file (Can not read TIFF directory "
+                     "count)\n"));
+  EXPECT_EQ(Files("out"),
+            (std::vector<std::string>{"0.keys.xml", "0.tif", "x0.keys.xml", "x0.tif"}));
   EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
 }
 
+// Regression: the side files of an earlier run were taken for inputs.
 TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
-  ZrImageWrite(Path("s.tif"), RfaTestScreen(32, 7));
-  ASSERT_EQ(Run({"--no-bg-sh", "--png", "-o", Path("first"), Path("s.tif")}), 0) << err_;
-  { std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run"; }
+  ZrImageWrite(Path("s.tif"), Screen(32, 7));
+  ASSERT_EQ(Run("--no-bg-sh --png -o @/first @/s.tif"), 0) << err_;
+  std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
   EXPECT_EQ(jobs[0].input, Path("first/s.tif"));
   EXPECT_EQ(jobs[0].outputImage, Path("second/s.tif"));
   EXPECT_EQ(jobs[0].outputKeys, Path("second/s.keys.xml"));
   QDir().mkpath(QString::fromStdString(Path("empty")));
-  { std::ofstream(Path("empty/notes.txt")) << "not an image"; }
+  std::ofstream(Path("empty/notes.txt")) << "not an image";
   EXPECT_ZR_ERROR(RfaCollectJobs({Path("empty")}, Path("x")),
                   Path("empty") + ": folder holds no image files");
 }
 
-TEST_F(RfaProcessTest, NoOverwriteRefusesBeforeTouchingAnything) {
-  ZrImageWrite(Path("a.tif"), RfaTestScreen(32, 8));
-  ZrImageWrite(Path("b.tif"), RfaTestScreen(32, 9));
-  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out"), Path("b.tif")}), 0) << err_;
-  const std::string before = ZrReadFileBytes(Path("out/b.tif"));
-  EXPECT_EQ(Run({"--no-overwrite", "-o", Path("out"), Path("a.tif"), Path("b.tif")}), 2);
-  EXPECT_EQ(err_, "rfa-process: " + Path("out/b.tif") + ": output exists (--no-overwrite)\n");
-  EXPECT_EQ(Files("out"), (std::vector<std::string>{"b.keys.xml", "b.tif"}));
-  EXPECT_EQ(ZrReadFileBytes(Path("out/b.tif")), before);
+// Refusals name the file, end with 1 (a file failed) or 2 (usage) and touch no output.
+TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
+  WriteScreens("a", ".tif", 1, 32, 5);
+  WriteScreens("a", ".rawf", 1, 32, 5);
+  WriteScreens("b", ".tif", 1, 32, 6);
+  std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
+  ASSERT_EQ(Run("--no-bg-sh -o @/out @/a0.tif"), 0) << err_;
+  const std::string before = ZrReadFileBytes(Path("out/a0.tif"));
+  const std::tuple<const char*, int, const char*> cases[] = {
+      {"-o @/new @/none.tif", 1, "@/none.tif: cannot open (No such file or directory)"},
+      {"-o @/new @/a0.tif @/a0.rawf", 2,
+       "inputs @/a0.tif and @/a0.rawf would both be written to @/new/a0.tif"},
+      {"-o @ @/a0.tif", 2,
+       "@/a0.tif: output would replace the input; choose another output folder"},
+      {"", 2, "no input files (see --help)"},
+      {"--no-overwrite -o @/out @/b0.tif @/a0.tif", 2,
+       "@/out/a0.tif: output exists (--no-overwrite)"},
+      {"-p @/q.rfa_bg @/b0.tif -o @/new", 2,
+       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"}};
+  for (const auto& [line, status, message] : cases) {
+    EXPECT_EQ(Run(line), status) << line;
+    EXPECT_EQ(err_, At(std::string("rfa-process: ") + message + "\n"));
+  }
+  EXPECT_EQ(Files("new"), std::vector<std::string>{});
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"a0.keys.xml", "a0.tif"}));
+  EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
 }
 
-TEST_F(RfaProcessTest, MissingInputAndCollidingOutputs) {
-  EXPECT_EQ(Run({"-o", Path("out"), Path("none.tif")}), 1);
-  EXPECT_EQ(err_,
-            "rfa-process: " + Path("none.tif") + ": cannot open (No such file or directory)\n");
-  EXPECT_EQ(Files("out"), std::vector<std::string>{});
-
-  ZrImageWrite(Path("a.tif"), RfaTestScreen(32, 5));
-  ZrImageWrite(Path("a.rawf"), RfaTestScreen(32, 5));
-  EXPECT_EQ(Run({"-o", Path("out"), Path("a.tif"), Path("a.rawf")}), 2);
-  EXPECT_EQ(err_, "rfa-process: inputs " + Path("a.tif") + " and " + Path("a.rawf") +
-                      " would both be written to " + Path("out/a.tif") + "\n");
-
-  EXPECT_EQ(Run({"-o", dir_.path().toStdString(), Path("a.tif")}), 2);
-  EXPECT_EQ(err_, "rfa-process: " + Path("a.tif") +
-                      ": output would replace the input; choose another output folder\n");
-  EXPECT_EQ(Run({}), 2);
-  EXPECT_EQ(err_, "rfa-process: no input files (see --help)\n");
-}
-
-TEST_F(RfaProcessTest, HelpAndPictures) {
-  EXPECT_EQ(Run({"--help"}), 0);
+TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
+  EXPECT_EQ(Run("--help"), 0);
   EXPECT_EQ(out_, RfaProcessUsage());
-  ZrImageWrite(Path("s.tif"), RfaTestScreen(48, 6));
-  const std::string pfile = RfaTestParameterFile(Path("p.rfa_bg"), RfaTestParameters(48));
-  ASSERT_EQ(Run({"-p", pfile, "--png", "-o", Path("out"), Path("s.tif")}), 0) << err_;
-  const ZrFloatMatrix after = ZrImageRead(Path("out/s.after.png"));
-  EXPECT_EQ(after.ColSize, 48);
+  ZrImageWrite(Path("s.tif"), Screen(48, 6));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
+  EXPECT_EQ(ZrImageRead(Path("out/s.after.png")).ColSize, 48);
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"s.after.png", "s.before.png", "s.keys.xml", "s.tif"}));
-}
 
-TEST_F(RfaProcessTest, ProgressBarCountsEveryFileOnlyWhenAsked) {
-  QDir().mkpath(QString::fromStdString(Path("in")));
-  for (int i = 0; i < 3; ++i) {
-    ZrImageWrite(Path("in/s" + std::to_string(i) + ".rawf"), RfaTestScreen(32, i + 1));
-  }
-  std::ostringstream out;
-  std::ostringstream err;
-  ASSERT_EQ(
-      RfaProcessMain({"--no-bg-sh", "-j", "2", "-o", Path("out"), Path("in")}, out, err, true), 0)
-      << err.str();
-  const std::string bar = out.str();
+  // Regression: the bar is drawn empty before the first file is done.
+  WriteScreens("in/s", ".rawf", 3, 32, 1);
+  ASSERT_EQ(Run("--no-bg-sh -j 2 -o @/bar @/in", true), 0) << err_;
   for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
-    EXPECT_NE(bar.find(step), std::string::npos) << step << " in " << bar;
+    EXPECT_NE(out_.find(step), std::string::npos) << step << " in " << out_;
   }
-  ASSERT_EQ(Run({"--no-bg-sh", "-o", Path("out2"), Path("in")}), 0);
-  EXPECT_EQ(out_, "processed 3 of 3 files into " + Path("out2") + "\n");
+  ASSERT_EQ(Run("--no-bg-sh -o @/plain @/in"), 0);
+  EXPECT_EQ(out_, At("processed 3 of 3 files into @/plain\n"));
 }
 
 TEST(DisplayRange, IgnoresZerosAndExtremes) {
@@ -371,22 +289,22 @@ TEST(DisplayRange, IgnoresZerosAndExtremes) {
   EXPECT_EQ(hi, 994.0f);
 }
 
-TEST_F(RfaProcessTest, MakeSamplesIsDeterministic) {
-  const auto a = RfaMakeSamples(Path("a"), 2, 64);
-  const auto b = RfaMakeSamples(Path("b"), 2, 64);
-  ASSERT_EQ(a.size(), 2u);
-  EXPECT_EQ(ZrReadFileBytes(a[0]), ZrReadFileBytes(b[0]));
-  EXPECT_EQ(ZrReadFileBytes(a[1]), ZrReadFileBytes(b[1]));
-  EXPECT_NE(ZrReadFileBytes(a[0]), ZrReadFileBytes(a[1]));
-}
-
-TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakes) {
-  const auto made = RfaMakeSamples(Path("s"), 3, 256);
+TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakesAndFitTheirParameters) {
+  RfaMakeSamples(Path("s"), 3, 256);
   for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif", "default.rfa_bg"}) {
     EXPECT_EQ(ZrReadFileBytes(Path("s/") + name),
               ZrReadFileBytes(ZrTestDataDir() + "/samples/" + name))
         << name << ": regenerate with rfa-process --make-samples tests/data/samples";
   }
+  // The screen and the outside mask lie inside the image, the average centre is its centre.
+  RfaProcessOptions o;
+  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
+  const RfaParameters p = RfaLoadParameters(o);
+  EXPECT_LE(p.Sr, p.Sx);
+  EXPECT_LE(p.Sx + p.Sr, 256);
+  EXPECT_LE(p.Sy + p.Sr, 256);
+  EXPECT_LE(p.MaskRx, 128);
+  EXPECT_EQ(p.Ax, 128);
 }
 
 }  // namespace
