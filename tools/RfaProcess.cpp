@@ -338,6 +338,15 @@ void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
   try {
     result = RfaProcessImage(input, params);
   } catch (ZrError& e) {
+    // The range error speaks of matrix indices; here its usual cause is a screen that does
+    // not fit this image, so the screen and the image size are named with it.
+    if (e.Message.rfind("Matrix over range.", 0) == 0) {
+      std::ostringstream hint;
+      hint << " (screen Sx_=" << params.Sx << " Sy_=" << params.Sy << " Sr_=" << params.Sr
+           << " SMargin_=" << params.SMargin << " on a " << input.ColSize << " x " << input.RowSize
+           << " image: set them with --set or --params)";
+      e.Message += hint.str();
+    }
     e.Message = job.input + ": " + e.Message;
     throw;
   }
@@ -482,6 +491,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
   RfaProcessOptions options;
   std::vector<RfaProcessJob> jobs;
   RfaParameters params;
+  bool outputDirMade = false;
   try {
     options = RfaParseCommandLine(args);
     if (options.help) {
@@ -504,6 +514,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
     std::error_code ec;
+    outputDirMade = !fs::exists(options.outputDir, ec);
     fs::create_directories(options.outputDir, ec);
     if (ec) throw ZrError(options.outputDir + ": cannot create folder (" + ec.message() + ")");
     if (!options.overwrite) {
@@ -528,6 +539,10 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
   bar(0, static_cast<int>(jobs.size()));
   const std::vector<std::string> failures = RfaRunJobs(jobs, params, options.jobs, bar);
   for (const std::string& f : failures) err << kProgramName << ": " << f << "\n";
+  if (outputDirMade && failures.size() == jobs.size()) {
+    std::error_code ec;
+    fs::remove(options.outputDir, ec);  // only when empty: a folder made for nothing goes again
+  }
   out << "processed " << (jobs.size() - failures.size()) << " of " << jobs.size() << " files into "
       << options.outputDir << "\n";
   return failures.empty() ? 0 : 1;

@@ -254,8 +254,16 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
     EXPECT_EQ(Run(line), status) << line;
     EXPECT_EQ(err_, At(std::string("rfa-process: ") + message + "\n"));
   }
-  EXPECT_EQ(Files("new"), std::vector<std::string>{});
+  EXPECT_FALSE(QDir(QString::fromStdString(Path("new"))).exists()) << "made for nothing";
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"a0.keys.xml", "a0.tif"}));
+
+  // A screen that does not fit the image is named with the range error it causes.
+  EXPECT_EQ(Run("-o @/new @/a0.tif"), 1);
+  EXPECT_EQ(err_.rfind(At("rfa-process: @/a0.tif: Matrix over range."), 0), 0u) << err_;
+  EXPECT_NE(err_.find(" (screen Sx_=100 Sy_=100 Sr_=100 SMargin_=10 on a 32 x 32 image: set them "
+                      "with --set or --params)\n"),
+            std::string::npos)
+      << err_;
   EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
 }
 
