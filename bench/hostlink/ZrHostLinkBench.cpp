@@ -41,9 +41,9 @@ struct ProcessLink : Link {
   QProcess program;
 
   ProcessLink() {
-    program.start(ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""});
     std::string line;
-    const int32_t port = ZrReadRefHostPort(program, 10000, line);
+    const int32_t port =
+        ZrStartRefHost(program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
     if (port <= 0) throw ZrError("veldra-refhost did not start: " + line);
     client = std::make_unique<ZrPluginFuncVeldra>("localhost", port);
     client->SubConnect();

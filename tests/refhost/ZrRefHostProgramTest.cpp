@@ -25,12 +25,12 @@ TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
   const QString dumpDir = QDir(dir.path()).filePath("dump");
 
   QProcess program;
-  program.start(ZR_REFHOST_EXE,
-                {"--port", "0", "--local-name", "", "--image", imagePath, "--image", imagePath,
-                 "--focus", "1", "--log", logPath, "--dump-at-exit", dumpDir});
-  ASSERT_TRUE(program.waitForStarted(5000));
   std::string line;
-  const int32_t port = ZrReadRefHostPort(program, 10000, line);
+  const int32_t port =
+      ZrStartRefHost(program, ZR_REFHOST_EXE,
+                     {"--port", "0", "--local-name", "", "--image", imagePath, "--image", imagePath,
+                      "--focus", "1", "--log", logPath, "--dump-at-exit", dumpDir},
+                     10000, line);
   ASSERT_GT(port, 0) << line;
 
   ZrPluginFuncVeldra client("localhost", port);

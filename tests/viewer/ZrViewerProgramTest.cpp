@@ -34,11 +34,11 @@ TEST(ZrViewerProgram, GuiModeServesTheHostAndQuitsOnRequest) {
 
   QProcess program;
   program.setProcessEnvironment(ProgramEnvironment());
-  program.start(ZR_REFHOST_EXE, {"--gui", "--port", "0", "--local-name", "", "--plugin-dir",
-                                 dir.path(), imagePath});
-  ASSERT_TRUE(program.waitForStarted(5000));
   std::string line;
-  const int32_t port = ZrReadRefHostPort(program, 20000, line);
+  const int32_t port = ZrStartRefHost(
+      program, ZR_REFHOST_EXE,
+      {"--gui", "--port", "0", "--local-name", "", "--plugin-dir", dir.path(), imagePath}, 20000,
+      line);
   ASSERT_GT(port, 0) << line;
 
   {
