@@ -2,6 +2,7 @@
 #include "refhost/ZrRefHost.h"
 
 #include <QCoreApplication>
+#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -65,8 +66,15 @@ struct ZrRefHost::State {
   std::string requestLog;
   uint64_t revision = 0;
   std::function<void()> changeListener;
-  std::vector<std::string> blockKeys;
-  std::unique_ptr<QSharedMemory> getBlock;  // kept until the next get, while the client reads
+  bool controlRequests = false;
+  // Image-get blocks by client: each lives until its client's next request (a client's calls
+  // are sequential, so by then it has read the block) or until the client goes away.
+  struct ImageBlock {
+    std::unique_ptr<QSharedMemory> memory;
+    uint64_t serial = 0;
+  };
+  std::map<int64_t, ImageBlock> imageBlocks;
+  size_t maxImageBlocks = 16;
   int64_t blockCounter = 0;
 
   ZrRefHostWindow& Window(int32_t id) {
@@ -109,6 +117,46 @@ struct ZrRefHost::State {
     const QString p = QString::fromStdString(path);
     if (QFileInfo(p).isAbsolute()) return path;
     return QDir(QString::fromStdString(folder)).filePath(p).toStdString();
+  }
+
+  // A folder named by a control request, as an absolute path inside the output folder, with
+  // "..", absolute names and symbolic links of existing parts taken into account.
+  std::string ConfinedFolder(const std::string& folder) const {
+    const QString base = QFileInfo(QString::fromStdString(outputDir)).canonicalFilePath();
+    if (base.isEmpty()) throw ZrError("Output folder is not found:" + outputDir);
+    const QString name = QString::fromStdString(folder);
+    const QString path = QDir::cleanPath(QDir(base).absoluteFilePath(name));
+    QString existing = path;
+    while (!QFileInfo::exists(existing)) existing = QFileInfo(existing).path();
+    const QString prefix = base.endsWith('/') ? base : base + '/';
+    auto inside = [&](const QString& p) { return p == base || p.startsWith(prefix); };
+    if (folder.find('\0') != std::string::npos || !inside(path) ||
+        !inside(QFileInfo(existing).canonicalFilePath())) {
+      throw ZrError("Folder is outside the output folder:" + folder);
+    }
+    return path.toStdString();
+  }
+
+  void ReleaseImageBlock(int64_t client) { imageBlocks.erase(client); }
+
+  // Keeps a new block for the client, within the bound on live blocks.
+  void KeepImageBlock(int64_t client, std::unique_ptr<QSharedMemory> memory) {
+    ReleaseImageBlock(client);
+    while (!imageBlocks.empty() && imageBlocks.size() >= maxImageBlocks) {
+      auto oldest = std::min_element(
+          imageBlocks.begin(), imageBlocks.end(),
+          [](const auto& a, const auto& b) { return a.second.serial < b.second.serial; });
+      qWarning().noquote() << QString(
+                                  "veldra-refhost: image block %1 of client %2 released "
+                                  "early: %3 blocks are alive")
+                                  .arg(oldest->second.memory->key())
+                                  .arg(oldest->first)
+                                  .arg(imageBlocks.size());
+      imageBlocks.erase(oldest);
+    }
+    ImageBlock& block = imageBlocks[client];
+    block.memory = std::move(memory);
+    block.serial = static_cast<uint64_t>(blockCounter);
   }
 
   std::string EntryPath(const ZrRefHostWindow& w, size_t i) const {
@@ -263,9 +311,30 @@ void ZrRefHost::SetRequestLog(const std::string& path) {
   state_->requestLog = path;
 }
 
-std::vector<std::string> ZrRefHost::BlockKeys() const {
+void ZrRefHost::ClientGone(int64_t client) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return state_->blockKeys;
+  state_->ReleaseImageBlock(client);
+}
+
+void ZrRefHost::SetMaxImageBlocks(size_t count) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  state_->maxImageBlocks = std::max<size_t>(1, count);
+}
+
+std::vector<std::string> ZrRefHost::ImageBlockKeys() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  std::map<uint64_t, std::string> bySerial;
+  for (const auto& b : state_->imageBlocks) {
+    bySerial[b.second.serial] = b.second.memory->key().toStdString();
+  }
+  std::vector<std::string> keys;
+  for (const auto& k : bySerial) keys.push_back(k.second);
+  return keys;
+}
+
+void ZrRefHost::SetControlRequests(bool allowed) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  state_->controlRequests = allowed;
 }
 
 void ZrRefHost::Dump(const std::string& folder) const {
@@ -334,9 +403,10 @@ void ZrRefHost::Dump(const std::string& folder) const {
   }
 }
 
-ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
+ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   State& s = *state_;
+  s.ReleaseImageBlock(client);
   if (s.recordRequests) s.requests.push_back(requestText);
   if (!s.requestLog.empty()) {
     QFile log(QString::fromStdString(s.requestLog));
@@ -633,20 +703,18 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         const ZrFloatMatrix& image = s.Window(id).image;
         const bool shortBlock =
             s.faults.shortBlock && (s.faults.onlyFunction.empty() || s.faults.onlyFunction == cmd);
-        std::string key = "REFHOSTIMAGE" + std::to_string(QCoreApplication::applicationPid()) +
-                          "_" + std::to_string(++s.blockCounter);
         int64_t size = ZrSharedImageBlock::BlockBytes(image.ColSize, image.RowSize);
         if (shortBlock) size = std::max<int64_t>(16, size - 4);
+        if (size > std::numeric_limits<int>::max()) throw ZrError("Shared Memory cannot create");
+        // A fresh key for every answer; a key still held by another process is skipped.
         std::unique_ptr<QSharedMemory> block;
-        if (s.getBlock && s.getBlock->size() == size && !shortBlock) {
-          // Same size as the last get: its block is rewritten and offered under its old key,
-          // sparing a fresh 16 MB segment per 2048 x 2048 get.
-          block = std::move(s.getBlock);
-          key = block->key().toStdString();
-        } else {
-          s.getBlock.reset();
+        std::string key;
+        for (int attempt = 0;; ++attempt) {
+          key = "REFHOSTIMAGE" + std::to_string(QCoreApplication::applicationPid()) + "_" +
+                std::to_string(++s.blockCounter);
           block = std::make_unique<QSharedMemory>(QString::fromStdString(key));
-          if (size > std::numeric_limits<int>::max() || !block->create(static_cast<int>(size))) {
+          if (block->create(static_cast<int>(size))) break;
+          if (block->error() != QSharedMemory::AlreadyExists || attempt == 100) {
             throw ZrError("Shared Memory cannot create");
           }
         }
@@ -662,8 +730,7 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
           if (bytes > 0) std::memcpy(data + 16, image.Data, static_cast<size_t>(bytes));
         }
         block->unlock();
-        s.getBlock = std::move(block);
-        s.blockKeys.push_back(key);
+        s.KeepImageBlock(client, std::move(block));
         results = [key](ZrCmdPackUnpack& r) {
           std::string k = key;
           r.Packer().Value("key", k);
@@ -700,10 +767,12 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText) {
         break;
       }
       default:
-        if (cmd == "RefHostDump") {
+        if ((cmd == "RefHostDump" || cmd == "RefHostQuit") && !s.controlRequests) {
+          throw ZrError("Control requests are not allowed:" + cmd);
+        } else if (cmd == "RefHostDump") {
           std::string folder;
           in.Value("folder", folder);
-          Dump(folder);
+          Dump(s.ConfinedFolder(folder));
         } else if (cmd == "RefHostQuit") {
           answer.quit = true;
         } else {

@@ -74,8 +74,21 @@ class ZrRefHost {
   ZrRefHost();
   ~ZrRefHost();
 
-  // Answers one complete request text. Thread-safe.
-  ZrRefHostAnswer Handle(const std::string& requestText);
+  // Answers one complete request text. Thread-safe. `client` tells the connections of a
+  // server apart (0 for a caller without one): an image block made for a client's image get
+  // stays that client's until its next request, ClientGone, or the bound below.
+  ZrRefHostAnswer Handle(const std::string& requestText, int64_t client = 0);
+  // The client's connection closed: its image block is released.
+  void ClientGone(int64_t client);
+  // At most this many image-get blocks live at once (default 16, at least 1): past it the one
+  // handed out longest ago is released, with a log line.
+  void SetMaxImageBlocks(size_t count);
+  // Keys of the image-get blocks alive now, in the order they were made.
+  std::vector<std::string> ImageBlockKeys() const;
+
+  // The control requests "RefHostDump" and "RefHostQuit" are refused unless allowed; a dump
+  // they ask for is written only inside the output folder.
+  void SetControlRequests(bool allowed);
 
   // Scripting. Every call is thread-safe; new windows take the focus.
   int32_t AddImageWindow(const ZrFloatMatrix& image, const std::string& fileName = "");
@@ -89,6 +102,8 @@ class ZrRefHost {
   void SetWindowImage(int32_t id, const ZrFloatMatrix& image);
   void SetLoaded(bool isLoaded, bool isSuccess);
 
+  // Folder for relative file names of SeriesImageSave/SeriesSaveRenew, and the only folder
+  // (with its subfolders) that a control request may dump to.
   void SetOutputDir(const std::string& folder);
   // Every window: "window_<id>.rawf" (image, begins kept) and "window_<id>.xml" (keys,
   // regions, lines, series state). The folder is made when missing.
@@ -115,9 +130,6 @@ class ZrRefHost {
   // not call back into the host (posting an event is what it is for). Empty to remove.
   void SetChangeListener(std::function<void()> listener);
 
-  // Keys of the shared-memory blocks made for image gets, in order.
-  std::vector<std::string> BlockKeys() const;
-
  private:
   struct State;
   std::unique_ptr<State> state_;
@@ -125,9 +137,20 @@ class ZrRefHost {
 };
 
 // Serves a ZrRefHost on TCP and a local socket; lives in the thread that runs its events.
+// Nothing waits inside the event loop: answers are queued and go out as the client reads, and
+// one request per connection is handled per turn of the loop, so a client that pipelines
+// requests or stops reading never holds up the others.
 class ZrRefHostServer : public QObject {
   Q_OBJECT
  public:
+  // Bounds per connection. A request still without its end past maxRequestBytes, or answers
+  // left unread past maxUnreadBytes when the next one is due, close the connection with a
+  // log line.
+  struct Limits {
+    int64_t maxRequestBytes = int64_t{32} << 20;
+    int64_t maxUnreadBytes = int64_t{16} << 20;
+  };
+
   explicit ZrRefHostServer(ZrRefHost& host, QObject* parent = nullptr);
   ~ZrRefHostServer() override;
 
@@ -135,6 +158,7 @@ class ZrRefHostServer : public QObject {
   bool Listen(uint16_t port, const std::string& localName);
   uint16_t Port() const;
   std::string ErrorText() const { return error_; }
+  void SetLimits(const Limits& limits) { limits_ = limits; }
 
  signals:
   void QuitRequested();
@@ -142,14 +166,26 @@ class ZrRefHostServer : public QObject {
   void ClientsChanged();
 
  private:
+  struct Connection {
+    int64_t id = 0;
+    std::string buffer;  // received bytes; those before `begin` are handled
+    size_t begin = 0;
+    size_t searched = 0;  // "</air>" does not start before this offset
+    bool serveQueued = false;
+  };
+
   void Attach(QIODevice* device);
   void Serve(QIODevice* device);
   void Send(QIODevice* device, const ZrRefHostAnswer& answer);
+  void Drop(QIODevice* device, const std::string& why);
+  void Forget(QIODevice* device);
 
   ZrRefHost& host_;
   QTcpServer* tcp_ = nullptr;
   QLocalServer* local_ = nullptr;
-  std::map<QIODevice*, std::string> buffers_;
+  std::map<QIODevice*, Connection> connections_;
+  int64_t nextClient_ = 1;
+  Limits limits_;
   std::string error_;
 };
 

@@ -1,9 +1,14 @@
 // Serving the reference host over TCP (loopback only) and a local socket, and the thread
 // that runs such a server beside an in-process client.
+#include <malloc.h>
+
+#include <QDebug>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <algorithm>
 #include <cctype>
 
 #include "refhost/ZrRefHost.h"
@@ -41,14 +46,40 @@ uint16_t ZrRefHostServer::Port() const {
   return tcp_ != nullptr ? tcp_->serverPort() : 0;
 }
 
+namespace {
+
+bool Connected(QIODevice* device) {
+  if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
+    return tcp->state() == QAbstractSocket::ConnectedState;
+  }
+  if (auto* local = qobject_cast<QLocalSocket*>(device)) {
+    return local->state() == QLocalSocket::ConnectedState;
+  }
+  return device->isOpen();
+}
+
+// Hands queued bytes to the system as far as it takes them now, without waiting.
+void Flush(QIODevice* device) {
+  if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
+    tcp->flush();
+  } else if (auto* local = qobject_cast<QLocalSocket*>(device)) {
+    local->flush();
+  }
+}
+
+std::string Peer(QIODevice* device) {
+  if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
+    return tcp->peerAddress().toString().toStdString() + ":" + std::to_string(tcp->peerPort());
+  }
+  return "local socket";
+}
+
+}  // namespace
+
 void ZrRefHostServer::Attach(QIODevice* device) {
-  buffers_[device];
+  connections_[device].id = nextClient_++;
   connect(device, &QIODevice::readyRead, this, [this, device] { Serve(device); });
-  auto gone = [this, device] {
-    buffers_.erase(device);
-    device->deleteLater();
-    emit ClientsChanged();
-  };
+  auto gone = [this, device] { Forget(device); };
   if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
     connect(tcp, &QTcpSocket::disconnected, this, gone);
   } else if (auto* local = qobject_cast<QLocalSocket*>(device)) {
@@ -57,36 +88,101 @@ void ZrRefHostServer::Attach(QIODevice* device) {
   emit ClientsChanged();
 }
 
-// A request ends with its closing root tag; the line feed the client sends after it (and any
-// other blank) belongs to it, and blanks before a request are dropped.
-void ZrRefHostServer::Serve(QIODevice* device) {
-  auto it = buffers_.find(device);
-  if (it == buffers_.end()) return;
-  it->second += device->readAll().toStdString();
-  while (true) {
-    it = buffers_.find(device);
-    if (it == buffers_.end() || !device->isOpen()) return;
-    std::string& buffer = it->second;
-    size_t start = 0;
-    while (start < buffer.size() && std::isspace(static_cast<unsigned char>(buffer[start])))
-      ++start;
-    buffer.erase(0, start);
-    const size_t end = buffer.find("</air>");
-    if (end == std::string::npos) return;
-    size_t next = end + 6;
-    while (next < buffer.size() && (buffer[next] == '\n' || buffer[next] == '\r' ||
-                                    buffer[next] == ' ' || buffer[next] == '\t')) {
-      ++next;
-    }
-    // Recorded as received, line feed included.
-    const std::string request = buffer.substr(0, next);
-    buffer.erase(0, next);
-    const ZrRefHostAnswer answer = host_.Handle(request);
-    Send(device, answer);
-    if (answer.quit) emit QuitRequested();
-  }
+void ZrRefHostServer::Forget(QIODevice* device) {
+  auto it = connections_.find(device);
+  if (it == connections_.end()) return;
+  host_.ClientGone(it->second.id);
+  connections_.erase(it);
+  device->disconnect(this);
+  device->deleteLater();
+  emit ClientsChanged();
 }
 
+void ZrRefHostServer::Drop(QIODevice* device, const std::string& why) {
+  auto it = connections_.find(device);
+  if (it == connections_.end()) return;
+  qWarning().noquote() << QString::fromStdString("veldra-refhost: client " +
+                                                 std::to_string(it->second.id) + " (" +
+                                                 Peer(device) + ") disconnected: " + why);
+  Forget(device);
+  if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
+    tcp->abort();
+  } else if (auto* local = qobject_cast<QLocalSocket*>(device)) {
+    local->abort();
+  }
+#ifdef __GLIBC__
+  // The connection may have held tens of megabytes; they go back to the system now instead of
+  // staying with the process as free heap.
+  malloc_trim(0);
+#endif
+}
+
+// A request ends with its closing root tag; the line feed the client sends after it (and any
+// other blank) belongs to it, and blanks before a request are dropped. One request is handled
+// per call; when more are waiting, the next call is queued behind the other clients' events.
+void ZrRefHostServer::Serve(QIODevice* device) {
+  auto it = connections_.find(device);
+  if (it == connections_.end()) return;
+  Connection& c = it->second;
+  c.serveQueued = false;
+  const int64_t available = device->bytesAvailable();
+  if (available > 0) {
+    if (static_cast<int64_t>(c.buffer.size() - c.begin) + available > limits_.maxRequestBytes) {
+      Drop(device, "its request passed " + std::to_string(limits_.maxRequestBytes) +
+                       " bytes without its end \"</air>\"");
+      return;
+    }
+    if (c.begin > 0 && c.begin >= c.buffer.size() / 2) {
+      c.buffer.erase(0, c.begin);
+      c.searched -= c.begin;
+      c.begin = 0;
+    }
+    const QByteArray bytes = device->readAll();
+    c.buffer.append(bytes.constData(), static_cast<size_t>(bytes.size()));
+  }
+  if (!Connected(device)) return;
+  while (c.begin < c.buffer.size() && std::isspace(static_cast<unsigned char>(c.buffer[c.begin]))) {
+    ++c.begin;
+  }
+  c.searched = std::max(c.searched, c.begin);
+  const size_t end = c.buffer.find("</air>", c.searched);
+  if (end == std::string::npos) {
+    c.searched = std::max(c.begin, c.buffer.size() < 5 ? size_t{0} : c.buffer.size() - 5);
+    return;
+  }
+  size_t next = end + 6;
+  while (next < c.buffer.size() && (c.buffer[next] == '\n' || c.buffer[next] == '\r' ||
+                                    c.buffer[next] == ' ' || c.buffer[next] == '\t')) {
+    ++next;
+  }
+  // Recorded as received, line feed included.
+  const std::string request = c.buffer.substr(c.begin, next - c.begin);
+  c.begin = next;
+  c.searched = next;
+  const int64_t unread = device->bytesToWrite();
+  if (unread > limits_.maxUnreadBytes) {
+    Drop(device, "it left " + std::to_string(unread) + " bytes of answers unread");
+    return;
+  }
+  const ZrRefHostAnswer answer = host_.Handle(request, c.id);
+  Send(device, answer);
+  if (answer.quit) emit QuitRequested();
+
+  it = connections_.find(device);
+  if (it == connections_.end() || it->second.serveQueued) return;
+  Connection& after = it->second;
+  if (after.buffer.find("</air>", after.searched) == std::string::npos) return;
+  after.serveQueued = true;
+  QMetaObject::invokeMethod(
+      this,
+      [this, guard = QPointer<QIODevice>(device)] {
+        if (guard) Serve(guard);
+      },
+      Qt::QueuedConnection);
+}
+
+// Answers are queued on the socket and handed on without waiting; they go out as the client
+// reads them.
 void ZrRefHostServer::Send(QIODevice* device, const ZrRefHostAnswer& answer) {
   const ZrRefHostFaults faults = host_.FaultsFor(answer.function);
   if (faults.delayMs > 0) QThread::msleep(static_cast<unsigned long>(faults.delayMs));
@@ -95,8 +191,8 @@ void ZrRefHostServer::Send(QIODevice* device, const ZrRefHostAnswer& answer) {
     while (!text.empty() && text.back() != '>') text.pop_back();
   }
   if (faults.closeMidAnswer) {
+    // Closing waits for the queued half to go out.
     device->write(text.data(), static_cast<qint64>(text.size() / 2));
-    device->waitForBytesWritten(1000);
     if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
       tcp->disconnectFromHost();
     } else if (auto* local = qobject_cast<QLocalSocket*>(device)) {
@@ -108,10 +204,13 @@ void ZrRefHostServer::Send(QIODevice* device, const ZrRefHostAnswer& answer) {
   for (size_t pos = 0; pos < text.size(); pos += chunk) {
     const size_t n = std::min(chunk, text.size() - pos);
     device->write(text.data() + pos, static_cast<qint64>(n));
-    device->waitForBytesWritten(1000);
     // Pieces of a split answer are spaced so that they reach the client in separate reads.
-    if (faults.splitBytes > 0) QThread::msleep(2);
+    if (faults.splitBytes > 0) {
+      Flush(device);
+      QThread::msleep(2);
+    }
   }
+  Flush(device);
 }
 
 ZrRefHostThread::ZrRefHostThread(ZrRefHost& host, std::string localName)

@@ -49,6 +49,10 @@ int main(int argc, char** argv) {
                                       "folder");
   const QCommandLineOption outputDir(
       "output-dir", "Folder for relative names of SeriesImageSave/SeriesSaveRenew.", "folder", ".");
+  const QCommandLineOption allowControl(
+      "allow-control",
+      "Serve the control requests RefHostDump (inside --output-dir) and RefHostQuit.");
+  parser.addOption(allowControl);
   const QCommandLineOption split("split", "Fault: send answers in writes of this many bytes.",
                                  "bytes");
   const QCommandLineOption delay("delay", "Fault: wait this many ms before answering.", "ms");
@@ -78,6 +82,7 @@ int main(int argc, char** argv) {
   if (parser.isSet(focus)) host.SetFocus(parser.value(focus).toInt());
   if (parser.isSet(log)) host.SetRequestLog(parser.value(log).toStdString());
   host.SetOutputDir(parser.value(outputDir).toStdString());
+  host.SetControlRequests(parser.isSet(allowControl));
   ZrRefHostFaults faults;
   faults.splitBytes = parser.value(split).toInt();
   faults.delayMs = parser.value(delay).toInt();

@@ -40,7 +40,10 @@ int ZrViewerMain(int argc, char** argv) {
                                      "Folder with the plug-ins' *.menu registration files.",
                                      "folder", QCoreApplication::applicationDirPath());
   const QCommandLineOption log("log", "Append every request text received to this file.", "file");
-  parser.addOptions({gui, port, localName, pluginDir, log});
+  const QCommandLineOption allowControl(
+      "allow-control",
+      "Serve the control requests RefHostDump (inside the working folder) and RefHostQuit.");
+  parser.addOptions({gui, port, localName, pluginDir, log, allowControl});
   parser.addPositionalArgument("files", "Image files, folders or *.xmlsrs to open.", "[files...]");
   parser.process(app);
 
@@ -52,6 +55,7 @@ int ZrViewerMain(int argc, char** argv) {
   }
   ZrRefHost host;
   if (parser.isSet(log)) host.SetRequestLog(parser.value(log).toStdString());
+  host.SetControlRequests(parser.isSet(allowControl));
   ZrRefHostServer server(host);
   if (!server.Listen(static_cast<uint16_t>(portValue), parser.value(localName).toStdString())) {
     std::cerr << "veldra-refhost: " << server.ErrorText() << "\n";

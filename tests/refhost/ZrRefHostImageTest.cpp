@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <QSharedMemory>
+#include <QStringList>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <vector>
 
+#include "hostlink/ZrHostReplies.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -168,4 +170,52 @@ TEST_F(ZrRefHostImage, ShortBlockIsRefusedWithBothSizes) {
   host_.SetFaults(ZrRefHostFaults());
   client_->ImageGet(id, got, true);  // the connection survives
   EXPECT_EQ(got.Count(), 12);
+}
+
+// The rules of the image-get blocks, straight on the request handler: every get answers a
+// fresh key, a block stays until its client's next request or departure, and past the bound
+// the block handed out longest ago is released with a log line.
+TEST(ZrRefHostImageBlocks, OwnKeyPerGetKeptUntilTheClientsNextRequestWithinTheBound) {
+  ZrRefHost host;
+  int32_t id = host.AddImageWindow(ZrFloatMatrix(2, 2));
+  host.SetMaxImageBlocks(2);
+  ZrCmdPackUnpack request("w");
+  request.OpenCmd();
+  request.SetFunc(ZrCmdPackUnpack::FunctionNumber("FIImageGetBySharedMemory"));
+  request.IDDocChildWindow(id);
+  request.CloseCmd();
+  std::string get;
+  request.GetText(get);
+  auto key = [&](int64_t client) {
+    ZrCmdPackUnpack response("r");
+    response.SetText(host.Handle(get, client).text);
+    return ZrHostReply::SharedMemoryKey(response);
+  };
+  auto alive = [](const std::string& k) {
+    QSharedMemory block(QString::fromStdString(k));
+    return block.attach(QSharedMemory::ReadOnly);
+  };
+  using Keys = std::vector<std::string>;
+  static QStringList* log = nullptr;
+  QStringList lines;
+  log = &lines;
+  const QtMessageHandler previous = qInstallMessageHandler(
+      [](QtMsgType, const QMessageLogContext&, const QString& text) { log->append(text); });
+
+  const std::string a = key(1), b = key(2);
+  EXPECT_NE(a, b);
+  EXPECT_EQ(host.ImageBlockKeys(), Keys({a, b}));
+  host.Handle("<air><i0><cmd>WindowGetFocusedID</cmd>\n</i0>\n</air>\n", 1);
+  EXPECT_EQ(host.ImageBlockKeys(), Keys({b}));
+  EXPECT_FALSE(alive(a));
+  EXPECT_TRUE(alive(b));
+  const std::string c = key(2), d = key(3), e = key(4);
+  EXPECT_EQ(host.ImageBlockKeys(), Keys({d, e}));
+  EXPECT_FALSE(alive(b));
+  host.ClientGone(3);
+  EXPECT_EQ(host.ImageBlockKeys(), Keys({e}));
+  qInstallMessageHandler(previous);
+  log = nullptr;
+  EXPECT_EQ(lines, QStringList("veldra-refhost: image block " + QString::fromStdString(c) +
+                               " of client 2 released early: 2 blocks are alive"));
 }

@@ -1,10 +1,12 @@
-// veldra-refhost as a child process: command-line preloading, request log, exit dump; and
-// the dump of the in-process host.
+// veldra-refhost as a child process: command-line preloading, request log, exit dump, the
+// control requests; and the dump of the in-process host.
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QProcess>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include "imageio/ZrImageFile.h"
@@ -94,4 +96,88 @@ TEST_F(ZrRefHostDump, DumpWritesImageAndRecordOfEveryWindow) {
   EXPECT_NE(text.find("<regionType>ELLIPSE</regionType>"), std::string::npos) << text;
   EXPECT_TRUE(
       QFile::exists(QString::fromStdString(folder + "/window_" + std::to_string(b) + ".xml")));
+}
+
+namespace {
+
+// "@" in a folder or answer stands for the test's temporary folder, which holds the output
+// folder "out" and the symbolic link "out/link" to "outside".
+struct ControlCase {
+  const char* name;
+  bool allowed;
+  const char* cmd;
+  const char* folder;
+  const char* returnCode;
+  const char* dumpedTo;  // relative to "@"; empty: nothing may be written anywhere
+};
+
+class ZrRefHostControl : public ::testing::TestWithParam<ControlCase> {};
+
+}  // namespace
+
+TEST_P(ZrRefHostControl, OffByDefaultAndDumpsOnlyInsideTheOutputFolder) {
+  const ControlCase& c = GetParam();
+  QTemporaryDir dir;
+  ASSERT_TRUE(QDir(dir.path()).mkpath("out") && QDir(dir.path()).mkpath("outside"));
+  ASSERT_TRUE(QFile::link(dir.path() + "/outside", dir.path() + "/out/link"));
+  auto at = [&](const char* text) { return QString(text).replace("@", dir.path()).toStdString(); };
+  ZrRefHost host;
+  host.AddImageWindow(ZrFloatMatrix(1, 1));
+  host.SetOutputDir((dir.path() + "/out").toStdString());
+  if (c.allowed) host.SetControlRequests(true);
+  const ZrRefHostAnswer answer =
+      host.Handle(std::string("<air><i0><cmd>") + c.cmd + "</cmd>\n<folder>" + at(c.folder) +
+                  "</folder>\n</i0>\n</air>\n");
+  EXPECT_NE(answer.text.find("<ReturnCode>" + at(c.returnCode) + "</ReturnCode>"),
+            std::string::npos)
+      << answer.text;
+  EXPECT_EQ(answer.quit, c.allowed && std::string(c.cmd) == "RefHostQuit");
+  QStringList written;
+  for (QDirIterator it(dir.path(), {"window_1.xml"}, QDir::Files, QDirIterator::Subdirectories);
+       it.hasNext();) {
+    written << QDir(dir.path()).relativeFilePath(it.next());
+  }
+  EXPECT_EQ(written,
+            *c.dumpedTo ? QStringList(QString(c.dumpedTo) + "/window_1.xml") : QStringList());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, ZrRefHostControl,
+    ::testing::Values(ControlCase{"QuitOff", false, "RefHostQuit", "",
+                                  "Control requests are not allowed:RefHostQuit", ""},
+                      ControlCase{"DumpOff", false, "RefHostDump", "d",
+                                  "Control requests are not allowed:RefHostDump", ""},
+                      ControlCase{"Quit", true, "RefHostQuit", "", "ok", ""},
+                      ControlCase{"DumpInside", true, "RefHostDump", "d/e", "ok", "out/d/e"},
+                      ControlCase{"AbsoluteInside", true, "RefHostDump", "@/out/f/../g", "ok",
+                                  "out/g"},
+                      ControlCase{"Upwards", true, "RefHostDump", "d/../../up",
+                                  "Folder is outside the output folder:d/../../up", ""},
+                      ControlCase{"AbsoluteOutside", true, "RefHostDump", "@/abs",
+                                  "Folder is outside the output folder:@/abs", ""},
+                      ControlCase{"ThroughLink", true, "RefHostDump", "link/x",
+                                  "Folder is outside the output folder:link/x", ""}),
+    ZrCaseName());
+
+// The program serves the control requests only when started with --allow-control.
+TEST(ZrRefHostProgram, QuitRequestNeedsAllowControl) {
+  for (const bool allowed : {false, true}) {
+    QProcess program;
+    std::string line;
+    QStringList args = {"--port", "0", "--local-name", ""};
+    if (allowed) args << "--allow-control";
+    const int32_t port = ZrStartRefHost(program, ZR_REFHOST_EXE, args, 10000, line);
+    ASSERT_GT(port, 0) << line;
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", static_cast<quint16>(port));
+    ASSERT_TRUE(socket.waitForConnected(5000));
+    socket.write("<air><i0><cmd>RefHostQuit</cmd>\n</i0>\n</air>\n");
+    ASSERT_TRUE(socket.waitForReadyRead(5000));
+    const std::string code = allowed ? "ok" : "Control requests are not allowed:RefHostQuit";
+    EXPECT_NE(socket.readAll().toStdString().find("<ReturnCode>" + code + "</ReturnCode>"),
+              std::string::npos);
+    EXPECT_EQ(program.waitForFinished(allowed ? 10000 : 300), allowed);
+    program.kill();
+    program.waitForFinished(5000);
+  }
 }

@@ -35,10 +35,10 @@ TEST(ZrViewerProgram, GuiModeServesTheHostAndQuitsOnRequest) {
   QProcess program;
   program.setProcessEnvironment(ProgramEnvironment());
   std::string line;
-  const int32_t port = ZrStartRefHost(
-      program, ZR_REFHOST_EXE,
-      {"--gui", "--port", "0", "--local-name", "", "--plugin-dir", dir.path(), imagePath}, 20000,
-      line);
+  const int32_t port = ZrStartRefHost(program, ZR_REFHOST_EXE,
+                                      {"--gui", "--port", "0", "--local-name", "",
+                                       "--allow-control", "--plugin-dir", dir.path(), imagePath},
+                                      20000, line);
   ASSERT_GT(port, 0) << line;
 
   {

@@ -1,0 +1,177 @@
+// veldra-refhost under several plug-in processes at once, over loopback TCP and shared memory:
+// image fetches stay each client's own, and a client that stops reading or sends a request
+// without end is disconnected without holding up the others.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTcpSocket>
+#include <QThread>
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+#include "hostlink/ZrPluginFuncVeldra.h"
+#include "tests/common/ZrRefHostProcess.h"
+
+namespace {
+
+// The program with its standard error kept, and a client of the test's own.
+struct HostProgram {
+  QProcess program;
+  int32_t port = -1;
+  std::string errors;
+
+  HostProgram() {
+    std::string line;
+    port =
+        ZrStartRefHost(program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
+    EXPECT_GT(port, 0) << line;
+  }
+  // Ended by SIGTERM, so that the host releases its shared-memory blocks.
+  ~HostProgram() {
+    program.terminate();
+    if (!program.waitForFinished(5000)) program.kill();
+    program.waitForFinished(5000);
+  }
+  std::unique_ptr<ZrPluginFuncVeldra> Client() {
+    auto client = std::make_unique<ZrPluginFuncVeldra>("localhost", port);
+    client->SetPollCount(1000);
+    client->SubConnect();
+    return client;
+  }
+  const std::string& Errors() {
+    QCoreApplication::processEvents();
+    errors += program.readAllStandardError().toStdString();
+    return errors;
+  }
+  // Resident memory from the kernel's record of the process, in bytes.
+  int64_t Resident() const {
+    QFile status(QString("/proc/%1/status").arg(program.processId()));
+    if (!status.open(QIODevice::ReadOnly)) return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+      if (line.startsWith("VmRSS:")) return line.mid(6).trimmed().split(' ')[0].toLongLong() * 1024;
+    }
+    return -1;
+  }
+};
+
+int64_t EnvCount(const char* name, int64_t fallback) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? std::atoll(value) : fallback;
+}
+
+}  // namespace
+
+// The host once rewrote one block under one key for every fetch of the same size, so a client
+// could read the window another client fetched after it.
+TEST(ZrRefHostClients, ConcurrentFetchesOfSameSizeReturnOnlyTheirOwnPixels) {
+  HostProgram host;
+  ASSERT_GT(host.port, 0);
+  const int clients = 3;
+  const int64_t perClient = EnvCount("ZR_REFHOST_FETCHES", 1000);
+  std::vector<std::unique_ptr<QProcess>> children;
+  for (int i = 0; i < clients; ++i) {
+    children.push_back(std::make_unique<QProcess>());
+    children.back()->start(ZR_REFHOST_TEST_CLIENT,
+                           {"fetch", QString::number(host.port), QString::number(perClient)});
+  }
+  for (auto& child : children) {
+    for (QByteArray line; line != "ready\n"; line = child->readLine()) {
+      if (!child->canReadLine()) {
+        ASSERT_TRUE(child->waitForReadyRead(10000)) << child->readAllStandardError().toStdString();
+      }
+    }
+  }
+  for (auto& child : children) {
+    child->write("go\n");
+    ASSERT_TRUE(child->waitForBytesWritten(5000));
+  }
+  int64_t fetches = 0, mismatches = 0, errors = 0;
+  for (auto& child : children) {
+    ASSERT_TRUE(child->waitForFinished(120000));
+    const std::string out = child->readAllStandardOutput().toStdString();
+    std::istringstream in(out);
+    std::string word;
+    int64_t f = 0, m = 0, e = 0;
+    in >> word >> f >> word >> m >> word >> e;
+    EXPECT_EQ(f, perClient) << out << child->readAllStandardError().toStdString();
+    fetches += f;
+    mismatches += m;
+    errors += e;
+  }
+  EXPECT_EQ(fetches, clients * perClient);
+  EXPECT_EQ(mismatches, 0);
+  EXPECT_EQ(errors, 0);
+}
+
+// A client that pipelines large answers and never reads once stalled everyone for seconds per
+// answer while the host waited for its socket to drain.
+TEST(ZrRefHostClients, ClientThatStopsReadingDelaysNoOneAndIsDisconnected) {
+  HostProgram host;
+  ASSERT_GT(host.port, 0);
+  auto client = host.Client();
+  const int32_t window = client->ImageNewWindow();
+  ZrFloatMatrix image(512, 512);
+  image.Fill(0.25f);
+  client->ImageSet(window, image);
+
+  QProcess flood;
+  flood.start(ZR_REFHOST_TEST_CLIENT,
+              {"flood", QString::number(host.port), QString::number(window), "40"});
+  ASSERT_TRUE(flood.waitForReadyRead(10000)) << flood.readAllStandardError().toStdString();
+  int64_t worstMs = 0, calls = 0;
+  QElapsedTimer total;
+  total.start();
+  while (host.Errors().find("disconnected") == std::string::npos && total.elapsed() < 10000) {
+    QElapsedTimer call;
+    call.start();
+    EXPECT_EQ(client->WindowGetFocusedID(), window);
+    worstMs = std::max<int64_t>(worstMs, call.elapsed());
+    ++calls;
+  }
+  flood.kill();
+  flood.waitForFinished(5000);
+  EXPECT_LT(worstMs, 100) << calls << " calls";
+  std::cerr << calls << " calls in " << total.elapsed() << " ms, worst " << worstMs << "\n"
+            << host.Errors();
+  EXPECT_NE(host.Errors().find("bytes of answers unread"), std::string::npos) << host.Errors();
+}
+
+TEST(ZrRefHostClients, RequestWithoutEndIsRefusedAndMemoryReturns) {
+  HostProgram host;
+  ASSERT_GT(host.port, 0);
+  auto client = host.Client();
+  EXPECT_EQ(client->WindowGetFocusedID(), -1);
+  const int64_t before = host.Resident();
+  ASSERT_GT(before, 0);
+
+  QTcpSocket socket;
+  socket.connectToHost("127.0.0.1", static_cast<quint16>(host.port));
+  ASSERT_TRUE(socket.waitForConnected(5000));
+  const QByteArray chunk(1 << 20, 'x');
+  int64_t sent = 0;
+  socket.write("<air><i0><cmd>");
+  while (sent < (int64_t{100} << 20) && socket.state() == QAbstractSocket::ConnectedState) {
+    socket.write(chunk);
+    socket.waitForBytesWritten(5000);
+    sent += chunk.size();
+  }
+  if (socket.state() == QAbstractSocket::ConnectedState) socket.waitForDisconnected(5000);
+  EXPECT_NE(socket.state(), QAbstractSocket::ConnectedState);
+  EXPECT_LT(sent, int64_t{100} << 20);
+
+  QElapsedTimer waited;
+  waited.start();
+  while (host.Resident() > before + (int64_t{8} << 20) && waited.elapsed() < 5000) {
+    QThread::msleep(20);
+  }
+  EXPECT_LE(host.Resident(), before + (int64_t{8} << 20)) << "before " << before;
+  EXPECT_EQ(client->WindowGetFocusedID(), -1);  // the others are still served
+  EXPECT_NE(host.Errors().find("its request passed 33554432 bytes without its end"),
+            std::string::npos)
+      << host.Errors();
+}
