@@ -17,6 +17,7 @@
 
 #include "hostlink/ZrHostTypes.h"
 #include "numerics/ZrMatrix.h"
+#include "refhost/ZrRefHostFramer.h"
 #include "refhost/ZrSeriesIndex.h"
 
 class QSharedMemory;
@@ -168,9 +169,7 @@ class ZrRefHostServer : public QObject {
  private:
   struct Connection {
     int64_t id = 0;
-    std::string buffer;  // received bytes; those before `begin` are handled
-    size_t begin = 0;
-    size_t searched = 0;  // "</air>" does not start before this offset
+    ZrRefHostFramer requests;
     bool serveQueued = false;
   };
 

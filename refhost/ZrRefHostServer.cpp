@@ -9,7 +9,6 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <algorithm>
-#include <cctype>
 
 #include "refhost/ZrRefHost.h"
 
@@ -117,9 +116,8 @@ void ZrRefHostServer::Drop(QIODevice* device, const std::string& why) {
 #endif
 }
 
-// A request ends with its closing root tag; the line feed the client sends after it (and any
-// other blank) belongs to it, and blanks before a request are dropped. One request is handled
-// per call; when more are waiting, the next call is queued behind the other clients' events.
+// One request is handled per call; when more are waiting, the next call is queued behind the
+// other clients' events.
 void ZrRefHostServer::Serve(QIODevice* device) {
   auto it = connections_.find(device);
   if (it == connections_.end()) return;
@@ -127,38 +125,16 @@ void ZrRefHostServer::Serve(QIODevice* device) {
   c.serveQueued = false;
   const int64_t available = device->bytesAvailable();
   if (available > 0) {
-    if (static_cast<int64_t>(c.buffer.size() - c.begin) + available > limits_.maxRequestBytes) {
+    if (static_cast<int64_t>(c.requests.Pending()) + available > limits_.maxRequestBytes) {
       Drop(device, "its request passed " + std::to_string(limits_.maxRequestBytes) +
                        " bytes without its end \"</air>\"");
       return;
     }
-    if (c.begin > 0 && c.begin >= c.buffer.size() / 2) {
-      c.buffer.erase(0, c.begin);
-      c.searched -= c.begin;
-      c.begin = 0;
-    }
     const QByteArray bytes = device->readAll();
-    c.buffer.append(bytes.constData(), static_cast<size_t>(bytes.size()));
+    c.requests.Append(bytes.constData(), static_cast<size_t>(bytes.size()));
   }
-  if (!Connected(device)) return;
-  while (c.begin < c.buffer.size() && std::isspace(static_cast<unsigned char>(c.buffer[c.begin]))) {
-    ++c.begin;
-  }
-  c.searched = std::max(c.searched, c.begin);
-  const size_t end = c.buffer.find("</air>", c.searched);
-  if (end == std::string::npos) {
-    c.searched = std::max(c.begin, c.buffer.size() < 5 ? size_t{0} : c.buffer.size() - 5);
-    return;
-  }
-  size_t next = end + 6;
-  while (next < c.buffer.size() && (c.buffer[next] == '\n' || c.buffer[next] == '\r' ||
-                                    c.buffer[next] == ' ' || c.buffer[next] == '\t')) {
-    ++next;
-  }
-  // Recorded as received, line feed included.
-  const std::string request = c.buffer.substr(c.begin, next - c.begin);
-  c.begin = next;
-  c.searched = next;
+  std::string request;
+  if (!Connected(device) || !c.requests.Next(request)) return;
   const int64_t unread = device->bytesToWrite();
   if (unread > limits_.maxUnreadBytes) {
     Drop(device, "it left " + std::to_string(unread) + " bytes of answers unread");
@@ -169,10 +145,8 @@ void ZrRefHostServer::Serve(QIODevice* device) {
   if (answer.quit) emit QuitRequested();
 
   it = connections_.find(device);
-  if (it == connections_.end() || it->second.serveQueued) return;
-  Connection& after = it->second;
-  if (after.buffer.find("</air>", after.searched) == std::string::npos) return;
-  after.serveQueued = true;
+  if (it == connections_.end() || it->second.serveQueued || !it->second.requests.Ready()) return;
+  it->second.serveQueued = true;
   QMetaObject::invokeMethod(
       this,
       [this, guard = QPointer<QIODevice>(device)] {
