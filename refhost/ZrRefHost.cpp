@@ -122,18 +122,17 @@ struct ZrRefHost::State {
   // A folder named by a control request, as an absolute path inside the output folder, with
   // "..", absolute names and symbolic links of existing parts taken into account.
   std::string ConfinedFolder(const std::string& folder) const {
+    const std::string outside = "Folder is outside the output folder:" + folder;
+    if (folder.find('\0') != std::string::npos) throw ZrError(outside);
     const QString base = QFileInfo(QString::fromStdString(outputDir)).canonicalFilePath();
     if (base.isEmpty()) throw ZrError("Output folder is not found:" + outputDir);
-    const QString name = QString::fromStdString(folder);
-    const QString path = QDir::cleanPath(QDir(base).absoluteFilePath(name));
+    const QString path =
+        QDir::cleanPath(QDir(base).absoluteFilePath(QString::fromStdString(folder)));
     QString existing = path;
     while (!QFileInfo::exists(existing)) existing = QFileInfo(existing).path();
     const QString prefix = base.endsWith('/') ? base : base + '/';
     auto inside = [&](const QString& p) { return p == base || p.startsWith(prefix); };
-    if (folder.find('\0') != std::string::npos || !inside(path) ||
-        !inside(QFileInfo(existing).canonicalFilePath())) {
-      throw ZrError("Folder is outside the output folder:" + folder);
-    }
+    if (!inside(path) || !inside(QFileInfo(existing).canonicalFilePath())) throw ZrError(outside);
     return path.toStdString();
   }
 
@@ -422,7 +421,9 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
   int32_t id = -1;
   try {
     ZrCmdPackUnpack request("r");
-    request.SetText(requestText);
+    // The protocol is text: as a client does with an answer, the host reads a request only up
+    // to a zero byte, so none can come back in an answer.
+    request.SetText(requestText.substr(0, requestText.find('\0')));
     request.OpenCmd();
     ZrPackUnpack::ZrPackUnpackCustom& in = request.Packer();
     std::string cmd;

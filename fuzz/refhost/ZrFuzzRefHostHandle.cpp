@@ -1,8 +1,8 @@
 // Arbitrary bytes as request texts through the reference host's request handler, cut into
 // requests as the server cuts them and handed to two clients in turn. Each input gets a
 // fresh host with an image window and a series window, and control requests allowed with an
-// output folder of its own. Every answer must end in "</air>" and a line feed and read back
-// with a non-empty "ReturnCode".
+// output folder of its own. Every answer must end in "</air>" and a line feed, hold no zero
+// byte, and read back with a non-empty "ReturnCode".
 #include <unistd.h>
 
 #include <QDir>
@@ -38,8 +38,10 @@ const std::string& Folder() {
 }
 
 void CheckAnswer(const std::string& text) {
+  // A client reads an answer only up to its first zero byte.
   const std::string end = "</air>\n";
-  if (text.size() < end.size() || text.compare(text.size() - end.size(), end.size(), end) != 0) {
+  if (text.size() < end.size() || text.compare(text.size() - end.size(), end.size(), end) != 0 ||
+      text.find('\0') != std::string::npos) {
     std::abort();
   }
   try {
