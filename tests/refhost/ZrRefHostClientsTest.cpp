@@ -26,6 +26,14 @@ struct HostProgram {
   std::string errors;
 
   HostProgram() {
+    // In a sanitizer build the host's allocator would hold freed memory in quarantine; it is
+    // told to hand it back at once, as the plain allocator does.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QString asan = environment.value("ASAN_OPTIONS");
+    environment.insert("ASAN_OPTIONS",
+                       asan + (asan.isEmpty() ? "" : ":") +
+                           "quarantine_size_mb=0:allocator_release_to_os_interval_ms=10");
+    program.setProcessEnvironment(environment);
     std::string line;
     port =
         ZrStartRefHost(program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
