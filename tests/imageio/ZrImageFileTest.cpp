@@ -211,26 +211,30 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
   }
 }
 
+// Square and oblong tiles, so that a row count taken from the tile width shows.
 TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
-  const ZrFloatMatrix image = MakeTestImage(40, 23, 0, 0);  // 3 x 2 tiles of 16 x 16
-  TIFF* tif = TIFFOpen(Path("tiled.tif").c_str(), "w");
-  ASSERT_NE(tif, nullptr);
-  SetGreyTags(tif, 40, 23, 32, COMPRESSION_ADOBE_DEFLATE);
-  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
-  TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16);
-  TIFFSetField(tif, TIFFTAG_TILELENGTH, 16);
-  std::vector<float> tile(16 * 16);
-  for (uint32_t y0 = 0; y0 < 23; y0 += 16) {
-    for (uint32_t x0 = 0; x0 < 40; x0 += 16) {
-      for (uint32_t i = 0; i < 16 * 16; ++i) {
-        const uint32_t x = x0 + i % 16, y = y0 + i / 16;
-        tile[i] = x < 40 && y < 23 ? image.Data[y * 40 + x] : -99.0f;
+  const ZrFloatMatrix image = MakeTestImage(40, 45, 0, 0);
+  for (const auto& [tileWidth, tileLength] : {std::pair{16u, 16u}, {16u, 32u}, {32u, 16u}}) {
+    const std::string path = Path("tiled" + std::to_string(tileLength) + ".tif");
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    SetGreyTags(tif, 40, 45, 32, COMPRESSION_ADOBE_DEFLATE);
+    TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+    TIFFSetField(tif, TIFFTAG_TILEWIDTH, tileWidth);
+    TIFFSetField(tif, TIFFTAG_TILELENGTH, tileLength);
+    std::vector<float> tile(tileWidth * tileLength);
+    for (uint32_t y0 = 0; y0 < 45; y0 += tileLength) {
+      for (uint32_t x0 = 0; x0 < 40; x0 += tileWidth) {
+        for (uint32_t i = 0; i < tile.size(); ++i) {
+          const uint32_t x = x0 + i % tileWidth, y = y0 + i / tileWidth;
+          tile[i] = x < 40 && y < 45 ? image.Data[y * 40 + x] : -99.0f;
+        }
+        ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
       }
-      ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
     }
+    TIFFClose(tif);
+    EXPECT_TRUE(SameBits(ZrImageRead(path), image)) << tileWidth << " x " << tileLength;
   }
-  TIFFClose(tif);
-  EXPECT_TRUE(SameBits(ZrImageRead(Path("tiled.tif")), image));
 }
 
 TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {
