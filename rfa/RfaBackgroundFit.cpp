@@ -9,6 +9,7 @@
 
 #include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
+#include "rfa/RfaImageOps.h"
 #include "rfa/RfaParameters.h"
 
 namespace {
@@ -19,9 +20,10 @@ constexpr long double kPi = 3.141592653589793238462643383279502884L;
 // with their double splits) stay in the nearest caches while every tile of M walks them.
 constexpr int32_t kChunk = 32;
 
-// Visits the fit's square of offsets row by row, calling visit(x, y, p) for every pixel whose
-// value p is not 0 (p read with the image's range check, so a disc that leaves the image ends
-// the walk with the range error at the first pixel outside).
+// Visits the fit's square of offsets row by row, calling visit(x, y, p) for every pixel that
+// enters the sums, i.e. is no hole (RfaIsHole: 0, infinite or NaN). p is read with the image's
+// range check, so a disc that leaves the image ends the walk with the range error at the first
+// pixel outside.
 template <class Visit>
 void WalkSquare(const RfaFitGeometry& g, const ZrFloatMatrix& image, Visit visit) {
   const double R = g.Radius;
@@ -35,12 +37,12 @@ void WalkSquare(const RfaFitGeometry& g, const ZrFloatMatrix& image, Visit visit
       const float* pixels = image.Data + row * image.ColSize + x0 - g.First;
       for (int32_t x = g.First; x <= last; ++x) {
         const float p = pixels[x];
-        if (p != 0.0f) visit(x, y, p);
+        if (!RfaIsHole(p)) visit(x, y, p);
       }
     } else {
       for (int32_t x = g.First; x <= last; ++x) {
         const float p = image(x + g.CenterX, y + g.CenterY);
-        if (p != 0.0f) visit(x, y, p);
+        if (!RfaIsHole(p)) visit(x, y, p);
       }
     }
   }

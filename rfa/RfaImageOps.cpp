@@ -14,10 +14,6 @@ int64_t WrappedShift(double shift, int32_t n) {
   return ((s % n) + n) % n;
 }
 
-bool IsHole(float v) {
-  return v == 0.0f || !std::isfinite(v);
-}
-
 }  // namespace
 
 void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy) {
@@ -88,7 +84,7 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
     const double dy = y0 + y - ccy;
     const float* row = image.Data + static_cast<int64_t>(y) * cols;
     for (int32_t x = 0; x < cols; ++x) {
-      if (IsHole(row[x])) continue;
+      if (RfaIsHole(row[x])) continue;
       const double dx = x0 + x - ccx;
       const size_t k = static_cast<size_t>(ringOf(std::sqrt(dx * dx + dy * dy)));
       sum[k] += row[x];
@@ -148,7 +144,8 @@ ZrFloatMatrix RfaDivideByBackground(const ZrFloatMatrix& image, const ZrFloatMat
   result.Resize(image.ColSize, image.RowSize);
   for (int64_t i = 0; i < result.Count(); ++i) {
     const float b = background.Data[i];
-    result.Data[i] = b == 0.0f ? 0.0f : image.Data[i] / b;
+    const float v = image.Data[i];
+    result.Data[i] = b == 0.0f || !std::isfinite(v) ? 0.0f : v / b;
   }
   return ZrReturnFast(result);
 }

@@ -2,9 +2,17 @@
 // azimuthal-average background and the two masks. No host calls.
 #pragma once
 
+#include <cmath>
+
 #include "numerics/ZrMatrix.h"
 
 // All positions are pixels in the image's begin-based (x, y) = (column, row) coordinates.
+
+// A pixel that holds no measurement: 0 (masked or empty) or not finite. Holes never enter a
+// background's sums, but every pixel of a screen is given a background value.
+inline bool RfaIsHole(float v) {
+  return v == 0.0f || !std::isfinite(v);
+}
 
 // Rolls the image cyclically so that the screen centre (sx, sy) lands on the image centre:
 // dx = trunc(ColSize / 2 - sx), dy = trunc(RowSize / 2 - sy) (sizes integer-divided), and the
@@ -21,7 +29,8 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
                                             float step = 1.0f);
 
 // Element-wise image / background, with 0 wherever the background is exactly 0 (never an
-// infinity). Shapes and begins must agree (the matrix shape messages).
+// infinity) and wherever the image pixel is not finite (a hole stays a hole). Shapes and begins
+// must agree (the matrix shape messages).
 ZrFloatMatrix RfaDivideByBackground(const ZrFloatMatrix& image, const ZrFloatMatrix& background);
 
 // Zeroes the disc of radius r + 0.5 about (cx, cy); radius and the inside test are evaluated

@@ -23,6 +23,7 @@
 #include "hostlink/ZrPluginLog.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
+#include "numerics/ZrMatrixOperator.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
 
@@ -333,7 +334,8 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
 }
 
 void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
-  const ZrFloatMatrix input = ZrImageRead(job.input);
+  ZrFloatMatrix input = ZrImageRead(job.input);
+  ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
   RfaProcessResult result;
   try {
     result = RfaProcessImage(input, params);

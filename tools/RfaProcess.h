@@ -73,8 +73,9 @@ struct RfaProcessResult {
 // The processing-log entry ("log") followed by the checked operations, as the plug-in does.
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
 
-// Reads job.input, processes it and writes the float TIFF and the key file. Either both
-// outputs exist afterwards or neither does; failures throw ZrError naming the file.
+// Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
+// the float TIFF and the key file. Either both outputs exist afterwards or neither does; failures
+// throw ZrError naming the file.
 void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each

@@ -6,7 +6,9 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <cmath>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <tuple>
 
@@ -186,6 +188,47 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
             0)
       << err_;
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("off/in.tif")), screen));
+}
+
+// NaN pixels read as 0, and infinite ones are holes of the fit and of the azimuthal average:
+// the result is finite and equals that of the same screen with those pixels set to 0.
+TEST_F(RfaProcessTest, NonFinitePixelsAreHoles) {
+  ZrFloatMatrix screen = Screen(96, 2);
+  ZrFloatMatrix zeroed = screen;
+  std::mt19937 random(5);
+  for (int placed = 0; placed < 40;) {
+    const int64_t i = static_cast<int64_t>(random() % static_cast<uint32_t>(screen.Count()));
+    if (screen.Data[i] == 0.0f || !std::isfinite(screen.Data[i])) continue;
+    screen.Data[i] = placed == 0 ? INFINITY : placed == 1 ? -INFINITY : NAN;
+    zeroed.Data[i] = 0.0f;
+    ++placed;
+  }
+  ZrImageWrite(Path("holes.rawf"), screen);
+  ZrImageWrite(Path("zeroed.rawf"), zeroed);
+  WriteParameterFile(96);
+  for (const std::string options : {"", "--no-bg-az"}) {
+    ASSERT_EQ(Run("-p @/p.rfa_bg " + options + " -o @/out @/holes.rawf @/zeroed.rawf"), 0) << err_;
+    const ZrFloatMatrix holes = ZrImageRead(Path("out/holes.tif"));
+    const ZrFloatMatrix expected = ZrImageRead(Path("out/zeroed.tif"));
+    int64_t filled = 0;
+    for (int64_t i = 0; i < expected.Count(); ++i) {
+      ASSERT_TRUE(std::isfinite(holes.Data[i])) << options << " pixel " << i;
+      ASSERT_NEAR(holes.Data[i], expected.Data[i], 1e-5 * std::abs(expected.Data[i])) << i;
+      filled += expected.Data[i] != 0.0f;
+    }
+    EXPECT_GT(filled, 3000) << options;
+  }
+  // With every operation off the image is copied as the plug-in fetches it: NaN read as 0.
+  ZrFloatMatrix nans = screen;
+  for (int64_t i = 0; i < nans.Count(); ++i) {
+    if (std::isinf(nans.Data[i])) nans.Data[i] = 0.0f;
+  }
+  ZrImageWrite(Path("nans.rawf"), nans);
+  ASSERT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside -o @/out "
+                "@/nans.rawf"),
+            0)
+      << err_;
+  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/nans.tif")), zeroed));
 }
 
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
