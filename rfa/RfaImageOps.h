@@ -20,13 +20,23 @@ inline bool RfaIsHole(float v) {
 // are kept. A non-finite centre is refused.
 void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy);
 
-// Background that depends on the distance from (cx, cy) only: the mean of the non-zero pixels
-// in rings of width `step`, interpolated linearly in radius back to every pixel. Zero pixels
-// are holes: they do not enter the ring means but do receive a background value. Rings that
-// hold no data take their values from the nearest rings that do. The result has the image's
-// shape and begins; an image without any non-zero pixel gives an all-zero background.
+// The statistic that stands for one ring of the azimuthal-average background.
+enum class RfaRingStatistic {
+  Median,  // robust: an MCP dip or bright spots covering less than half a ring do not pull it
+  Mean,    // the plain mean, kept for comparison
+};
+
+// Background that depends on the distance from (cx, cy) only. The pixels that are no holes
+// fall into rings of width `step` (ring k: distances [k, k + 1) x step); each ring that holds
+// any gives one node of a radial profile, the ring's statistic at the mean distance of its
+// pixels. Every pixel, holes included, gets the profile read linearly between the nodes on
+// either side of its distance (constant beyond the outermost nodes), so rings without data are
+// bridged. The result has the image's shape and begins; an image without any measured pixel
+// gives an all-zero background. A centre so far away that ring numbers lose their integers,
+// or more than 2^24 rings, are refused.
 ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
-                                            float step = 1.0f);
+                                            float step = 1.0f,
+                                            RfaRingStatistic statistic = RfaRingStatistic::Median);
 
 // Element-wise image / background, with 0 wherever the background is exactly 0 (never an
 // infinity) and wherever the image pixel is not finite (a hole stays a hole). Shapes and begins

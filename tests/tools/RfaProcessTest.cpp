@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <random>
@@ -328,6 +329,36 @@ TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
   }
   ASSERT_EQ(Run("--no-bg-sh -o @/plain @/in"), 0);
   EXPECT_EQ(out_, At("processed 3 of 3 files into @/plain\n"));
+}
+
+// The azimuthal background follows the typical pixel of each ring, whatever the MCP dip and the
+// spots do: on the bundled samples the quotient before the masks has ring medians within 0.5 %
+// of 1 from the centre to the rim of the fit disc. The rings are 5 pixels wide: a 1-pixel ring
+// near the centre holds too few pixels for its median to be known that well.
+TEST(AzimuthalQuotient, RingMediansOfTheBundledSamplesStayWithinHalfAPercentOfOne) {
+  RfaProcessOptions o;
+  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
+  o.overrides = {{"IsMaskMcpDip_", "false"}, {"IsMaskOutside_", "false"}};
+  const RfaParameters p = RfaLoadParameters(o);
+  const double radius = p.Sr - p.SMargin;
+  for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif"}) {
+    const ZrFloatMatrix q =
+        RfaProcessImage(ZrImageRead(ZrTestDataDir() + "/samples/" + name), p).image;
+    std::vector<std::vector<float>> rings(static_cast<size_t>(std::ceil(radius / 5)));
+    for (int32_t y = 0; y < q.RowSize; ++y) {
+      for (int32_t x = 0; x < q.ColSize; ++x) {
+        const double d = std::hypot(x - p.Ax, y - p.Ay);
+        if (d < radius && q(x, y) != 0.0f) rings[static_cast<size_t>(d / 5)].push_back(q(x, y));
+      }
+    }
+    for (size_t k = 0; k < rings.size(); ++k) {
+      std::vector<float>& v = rings[k];
+      ASSERT_GT(v.size(), 40u) << name << " ring " << k;
+      std::sort(v.begin(), v.end());
+      const double median = (v[(v.size() - 1) / 2] + v[v.size() / 2]) / 2.0;
+      EXPECT_NEAR(median, 1.0, 0.005) << name << " ring from " << 5 * k << " pixels";
+    }
+  }
 }
 
 TEST(DisplayRange, IgnoresZerosAndExtremes) {
