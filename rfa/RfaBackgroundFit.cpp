@@ -155,7 +155,9 @@ RfaFitGeometry RfaMakeFitGeometry(const RfaParameters& params, const ZrFloatMatr
   RfaFitGeometry g;
   g.Radius = params.Sr - static_cast<double>(params.SMargin);
   g.ThetaMax = params.MappingAzThetaMax_deg * kPi / 180.0f;
-  g.Degrees = params.Size_l + 1;
+  // Saturated rather than overflowing: a degree that large fails as memory the basis cannot get.
+  g.Degrees = static_cast<int32_t>(
+      std::min<int64_t>(int64_t{params.Size_l} + 1, std::numeric_limits<int32_t>::max()));
   g.CenterX = image.ColSize / 2;
   g.CenterY = image.RowSize / 2;
   // A radius beyond the int range would overflow the offsets; the first pixel of such a
@@ -164,7 +166,8 @@ RfaFitGeometry RfaMakeFitGeometry(const RfaParameters& params, const ZrFloatMatr
     throw image.RangeError(std::numeric_limits<int32_t>::min(),
                            std::numeric_limits<int32_t>::min());
   }
-  g.First = std::isnan(g.Radius) ? 0 : static_cast<int32_t>(-g.Radius);
+  // A negative radius holds no pixel, whatever its size: the walk from 0 up to it is empty.
+  g.First = std::isnan(g.Radius) || g.Radius < 0 ? 0 : static_cast<int32_t>(-g.Radius);
   return g;
 }
 

@@ -27,7 +27,7 @@ struct RfaFitGeometry {
   double Radius = 0;         // Sr - SMargin, pixels
   long double ThetaMax = 0;  // radians
   int32_t Degrees = 0;       // Size_l + 1
-  int32_t First = 0;         // trunc(-Radius)
+  int32_t First = 0;         // trunc(-Radius); 0 for a negative radius
   int32_t CenterX = 0;
   int32_t CenterY = 0;
 };

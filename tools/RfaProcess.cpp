@@ -258,6 +258,7 @@ RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
     }
   }
   for (const auto& [key, value] : options.overrides) RfaSetParameter(params, key, value);
+  params.CheckRanges();
   params.MappingIsAzM2 = true;  // as every binding of the plug-in's panel leaves it
   return params;
 }

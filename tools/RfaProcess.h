@@ -40,7 +40,8 @@ std::string RfaProcessUsage();
 // Unlike a parameter file, which reads a malformed number as 0, a bad value is refused.
 void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value);
 
-// Defaults, then the parameter file, then the overrides in order.
+// Defaults, then the parameter file, then the overrides in order; values no operation can
+// compute with are refused (RfaParameters::CheckRanges).
 RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
 
 // One image of a batch: where it comes from and where its results go.

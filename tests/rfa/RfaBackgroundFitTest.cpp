@@ -265,7 +265,11 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureCase{"RadiusBeyondTheIntRange", 40, 40, 1.0f, 3e9, 0, 2,
                                   "Matrix over range. access=(-2147483648,-2147483648) "
                                   "size=(40,40) begin=(0,0)FastReturn=false"},
-                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"}),
+                      FailureCase{"RadiusFarBelowZeroHoldsNoPixel", 40, 40, 1.0f, -1e300, 0, 2,
+                                  "Sirngular matrirx irn routirne luExtractiron"},
+                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"},
+                      FailureCase{"LargestDegreeGetsNoMemory", 40, 40, 1.0f, 15, 0, 2147483647,
+                                  "Cannot Get Memory"}),
     ZrCaseName());
 
 }  // namespace

@@ -281,6 +281,7 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   WriteScreens("a", ".rawf", 1, 32, 5);
   WriteScreens("b", ".tif", 1, 32, 6);
   std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
+  std::ofstream(Path("m.rfa_bg")) << "<ini><SMargin_>2147483647</SMargin_></ini>";
   ASSERT_EQ(Run("--no-bg-sh -o @/out @/a0.tif"), 0) << err_;
   const std::string before = ZrReadFileBytes(Path("out/a0.tif"));
   const std::tuple<const char*, int, const char*> cases[] = {
@@ -293,7 +294,18 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
       {"--no-overwrite -o @/out @/b0.tif @/a0.tif", 2,
        "@/out/a0.tif: output exists (--no-overwrite)"},
       {"-p @/q.rfa_bg @/b0.tif -o @/new", 2,
-       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"}};
+       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"},
+      // Values no operation can compute with, from --set or from a file.
+      {"--set Size_l_=2147483647 -o @/new @/b0.tif", 2,
+       "parameter Size_l_ = 2147483647 is out of range (-1 to 99)"},
+      {"--set Size_l_=-2 -o @/new @/b0.tif", 2,
+       "parameter Size_l_ = -2 is out of range (-1 to 99)"},
+      {"--set Ax_=-3e38 -o @/new @/b0.tif", 2,
+       "parameter Ax_ = -3e+38 is out of range (-1e+06 to 1e+06)"},
+      {"--set Sr_=-1e300 -o @/new @/b0.tif", 2,
+       "parameter Sr_ = -1e+300 is out of range (0 to 1e+06)"},
+      {"-p @/m.rfa_bg -o @/new @/b0.tif", 2,
+       "parameter SMargin_ = 2147483647 is out of range (-1000000 to 1000000)"}};
   for (const auto& [line, status, message] : cases) {
     EXPECT_EQ(Run(line), status) << line;
     EXPECT_EQ(err_, At(std::string("rfa-process: ") + message + "\n"));
