@@ -26,6 +26,7 @@
 #include "numerics/ZrMatrixOperator.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaResultCheck.h"
 
 namespace fs = std::filesystem;
 
@@ -150,7 +151,8 @@ std::string RfaProcessUsage() {
          "  -o, --output DIR        output folder (created if missing); default: rfa-out\n"
          "  -j, --jobs N            process N files in parallel (1-64); default: 1\n"
          "      --png               also write OUT/<name>.before.png and .after.png\n"
-         "      --no-overwrite      fail for a file whose output already exists\n"
+         "      --no-overwrite      refuse to start when an output file already exists\n"
+         "      --allow-empty       write a result that is 0 everywhere (else it fails)\n"
          "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
          "      --count N           number of samples for --make-samples (default 3)\n"
          "      --size N            sample width and height in pixels (default 256)\n"
@@ -200,6 +202,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.pictures = true;
     } else if (a == "--no-overwrite") {
       options.overwrite = false;
+    } else if (a == "--allow-empty") {
+      options.allowEmpty = true;
     } else if (a == "--make-samples") {
       options.makeSamplesDir = next();
     } else if (a == "--count") {
@@ -330,7 +334,10 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   }
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);
-  RfaApplyCheckedOperations(result.image, params, keys);
+  RfaResultCheck check(params, image);
+  RfaApplyCheckedOperations(result.image, params, keys, std::ref(check));
+  result.problem = check.Problem();
+  result.empty = check.IsEmpty();
   return result;
 }
 
@@ -352,6 +359,10 @@ void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
     }
     e.Message = job.input + ": " + e.Message;
     throw;
+  }
+  if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
+    throw ZrError(job.input + ": " + result.problem +
+                  (result.empty ? " (--allow-empty writes it anyway)" : ""));
   }
   ZrImageWrite(job.outputImage, result.image);
   try {
@@ -516,6 +527,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     if (!options.verbose) RfaSilenceDebugOutput();
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
+    for (RfaProcessJob& job : jobs) job.allowEmpty = options.allowEmpty;
     std::error_code ec;
     outputDirMade = !fs::exists(options.outputDir, ec);
     fs::create_directories(options.outputDir, ec);

@@ -22,6 +22,7 @@ struct RfaProcessOptions {
   int jobs = 1;
   bool pictures = false;  // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
+  bool allowEmpty = false;  // an all-zero result counts as a result
   bool help = false;
   bool verbose = false;  // keep the libraries' diagnostic output
   bool version = false;
@@ -51,6 +52,7 @@ struct RfaProcessJob {
   std::string outputKeys;   // <outputDir>/<stem>.keys.xml
   std::string beforePng;    // optional pictures for people; empty: none
   std::string afterPng;
+  bool allowEmpty = false;  // an all-zero result is written and counts as done
 };
 
 // Expands folders (their image files, not recursive, sorted by name, hidden files and the
@@ -64,19 +66,24 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
 // pixels (zeros are the masked parts), so that a few extreme pixels do not grey out the rest.
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi);
 
-// The result of the chain: the image and the key record the plug-in sends to its host.
+// The result of the chain: the image and the key record the plug-in sends to its host, and
+// what makes the image no result (RfaResultCheck): "" when it is one.
 struct RfaProcessResult {
   ZrFloatMatrix image;
   std::map<std::string, double> doubles;
   std::map<std::string, std::string> texts;
+  std::string problem;
+  bool empty = false;  // 0 everywhere, nothing non-finite
 };
 
-// The processing-log entry ("log") followed by the checked operations, as the plug-in does.
+// The processing-log entry ("log") followed by the checked operations, as the plug-in does,
+// judged as they go.
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
 
 // Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
 // the float TIFF and the key file. Either both outputs exist afterwards or neither does; failures
-// throw ZrError naming the file.
+// throw ZrError naming the file. A result with a non-finite pixel, or 0 everywhere (unless
+// job.allowEmpty), is a failure that says why it is likely.
 void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each

@@ -232,6 +232,28 @@ TEST_F(RfaProcessTest, NonFinitePixelsAreHoles) {
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/nans.tif")), zeroed));
 }
 
+// A result that is 0 everywhere fails with its likely cause, unless --allow-empty; a result
+// with a non-finite pixel always fails.
+TEST_F(RfaProcessTest, DegenerateResultsFailUnlessAnEmptyOneIsAllowed) {
+  ZrFloatMatrix screen = Screen(48, 3);
+  ZrImageWrite(Path("s.tif"), screen);
+  screen(1, 1) = INFINITY;
+  ZrImageWrite(Path("inf.rawf"), screen);
+  WriteParameterFile(48);
+  EXPECT_EQ(Run("-p @/p.rfa_bg --set McpDipR_=1e30 -o @/out @/s.tif"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/s.tif: the result is 0 everywhere: the MCP dip mask "
+                     "(McpDipCx_=28 McpDipCy_=26 McpDipR_=1e+30) covers every pixel left "
+                     "(--allow-empty writes it anyway)\n"));
+  EXPECT_FALSE(QDir(QString::fromStdString(Path("out"))).exists());
+  EXPECT_EQ(Run("-p @/p.rfa_bg --set McpDipR_=1e30 --allow-empty -o @/out @/s.tif"), 0) << err_;
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"s.keys.xml", "s.tif"}));
+  EXPECT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside "
+                "--allow-empty -o @/out @/inf.rawf"),
+            1);
+  EXPECT_EQ(err_, At("rfa-process: @/inf.rawf: the result holds 1 non-finite pixel: the image's "
+                     "own infinite pixels, which no checked operation replaces\n"));
+}
+
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
   WriteScreens("in/s", ".tif", 4, 64, 10);
   WriteParameterFile(64);
@@ -262,7 +284,7 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
 // Regression: the side files of an earlier run were taken for inputs.
 TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
   ZrImageWrite(Path("s.tif"), Screen(32, 7));
-  ASSERT_EQ(Run("--no-bg-sh --png -o @/first @/s.tif"), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside --png -o @/first @/s.tif"), 0) << err_;
   std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
@@ -282,7 +304,7 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   WriteScreens("b", ".tif", 1, 32, 6);
   std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
   std::ofstream(Path("m.rfa_bg")) << "<ini><SMargin_>2147483647</SMargin_></ini>";
-  ASSERT_EQ(Run("--no-bg-sh -o @/out @/a0.tif"), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -o @/out @/a0.tif"), 0) << err_;
   const std::string before = ZrReadFileBytes(Path("out/a0.tif"));
   const std::tuple<const char*, int, const char*> cases[] = {
       {"-o @/new @/none.tif", 1, "@/none.tif: cannot open (No such file or directory)"},
@@ -335,11 +357,11 @@ TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
 
   // Regression: the bar is drawn empty before the first file is done.
   WriteScreens("in/s", ".rawf", 3, 32, 1);
-  ASSERT_EQ(Run("--no-bg-sh -j 2 -o @/bar @/in", true), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -j 2 -o @/bar @/in", true), 0) << err_;
   for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
     EXPECT_NE(out_.find(step), std::string::npos) << step << " in " << out_;
   }
-  ASSERT_EQ(Run("--no-bg-sh -o @/plain @/in"), 0);
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -o @/plain @/in"), 0);
   EXPECT_EQ(out_, At("processed 3 of 3 files into @/plain\n"));
 }
 
