@@ -3,6 +3,8 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "numerics/ZrMatrix.h"
 
@@ -35,6 +37,13 @@ std::string ZrReadFileBytes(const std::string& path);
 // Writes bytes to a temporary file beside path and renames it into place; on failure the
 // temporary is removed and ZrError "<path>: cannot write (...)" is thrown.
 void ZrWriteFileAtomic(const std::string& path, const std::string& bytes);
+
+// Writes several (path, bytes) files as one: all to temporaries beside their paths first, then
+// each renamed into place. When anything fails, the files replaced so far get their earlier
+// contents back (or are removed if they did not exist) and no temporary stays, so afterwards
+// the paths hold either all the new contents or just what they held before. The first failure
+// is thrown as ZrError "<path>: cannot write (...)" (a folder in the way: "Is a directory").
+void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files);
 
 // The largest pixel count any decoder accepts (a 1 GiB float image).
 constexpr long long kZrImageMaxPixels = 1LL << 28;

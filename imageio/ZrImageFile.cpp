@@ -300,17 +300,32 @@ std::string ZrReadFileBytes(const std::string& path) {
   return bytes;
 }
 
-void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
+namespace {
+
+[[noreturn]] void CannotWrite(const std::string& path, int err) {
+  throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+}
+
+// A new hidden name beside path: "<dir>/.<name>.XXXXXX" made unique by mkstemp; the file is
+// created (empty) and its descriptor returned.
+int MakeSibling(const std::string& path, std::string& sibling) {
   const size_t slash = path.find_last_of('/');
-  const std::string dir = slash == std::string::npos ? std::string(".") : path.substr(0, slash + 1);
+  const std::string dir = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
   const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-  std::string temp = (slash == std::string::npos ? std::string() : dir) + "." + base + ".XXXXXX";
-  const int fd = ::mkstemp(&temp[0]);
-  if (fd < 0) throw ZrError(path + ": cannot write (" + std::strerror(errno) + ")");
+  sibling = dir + "." + base + ".XXXXXX";
+  const int fd = ::mkstemp(&sibling[0]);
+  if (fd < 0) CannotWrite(path, errno);
+  return fd;
+}
+
+// The bytes in a new temporary beside path; on failure nothing is left and ZrError is thrown.
+std::string WriteTemporary(const std::string& path, const std::string& bytes) {
+  std::string temp;
+  const int fd = MakeSibling(path, temp);
   auto fail = [&](int err) {
     ::close(fd);
     ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+    CannotWrite(path, err);
   };
   size_t done = 0;
   while (done < bytes.size()) {
@@ -323,13 +338,72 @@ void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
   if (::close(fd) != 0) {
     const int err = errno;
     ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+    CannotWrite(path, err);
   }
-  if (::rename(temp.c_str(), path.c_str()) != 0) {
-    const int err = errno;
-    ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+  return temp;
+}
+
+// One file of a group write: its temporary and, once it is being replaced, the hard link that
+// keeps what it held before.
+struct PendingFile {
+  std::string path;
+  std::string temp;
+  std::string backup;  // empty: nothing was there before
+  bool replaced = false;
+};
+
+// Puts every file back as it was and removes every temporary and backup.
+void RollBack(std::vector<PendingFile>& files) {
+  for (PendingFile& f : files) {
+    if (f.replaced) {
+      if (f.backup.empty()) {
+        ::unlink(f.path.c_str());
+      } else if (::rename(f.backup.c_str(), f.path.c_str()) == 0) {
+        f.backup.clear();
+      }
+    }
+    if (!f.temp.empty() && !f.replaced) ::unlink(f.temp.c_str());
+    if (!f.backup.empty()) ::unlink(f.backup.c_str());
   }
+}
+
+}  // namespace
+
+void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files) {
+  std::vector<PendingFile> pending;
+  try {
+    for (const auto& [path, bytes] : files) {
+      pending.push_back({path, "", "", false});
+      pending.back().temp = WriteTemporary(path, bytes);
+    }
+    // With more than one file, a later failure must be able to restore an earlier one: a hard
+    // link keeps its old contents while the rename replaces it.
+    for (PendingFile& f : pending) {
+      struct stat st {};
+      if (pending.size() > 1 && ::lstat(f.path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+        const int fd = MakeSibling(f.path, f.backup);
+        ::close(fd);
+        ::unlink(f.backup.c_str());
+        if (::link(f.path.c_str(), f.backup.c_str()) != 0) {
+          const int err = errno;
+          f.backup.clear();
+          CannotWrite(f.path, err);
+        }
+      }
+      if (::rename(f.temp.c_str(), f.path.c_str()) != 0) CannotWrite(f.path, errno);
+      f.replaced = true;
+    }
+  } catch (...) {
+    RollBack(pending);
+    throw;
+  }
+  for (const PendingFile& f : pending) {
+    if (!f.backup.empty()) ::unlink(f.backup.c_str());
+  }
+}
+
+void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
+  ZrWriteFilesAtomic({{path, bytes}});
 }
 
 ZrFloatMatrix ZrImageRead(const std::string& path) {

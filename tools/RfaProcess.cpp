@@ -364,21 +364,20 @@ void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
     throw ZrError(job.input + ": " + result.problem +
                   (result.empty ? " (--allow-empty writes it anyway)" : ""));
   }
-  ZrImageWrite(job.outputImage, result.image);
-  try {
-    RfaWriteKeysFile(job.outputKeys, result.doubles, result.texts);
-  } catch (...) {
-    std::remove(job.outputImage.c_str());  // an image without its record is not a result
-    throw;
-  }
+  // Image, key record and pictures are written as one: an image without its record is no
+  // result, and a failed run must not cost the outputs of an earlier one.
+  std::vector<std::pair<std::string, std::string>> files = {
+      {job.outputImage, ZrEncodeTiff(result.image, job.outputImage)},
+      {job.outputKeys, RfaKeysText(result.doubles, result.texts)}};
   if (!job.beforePng.empty()) {
     float lo = 0;
     float hi = 0;
     RfaDisplayRange(input, lo, hi);
-    ZrImageWritePng(job.beforePng, input, lo, hi);
+    files.emplace_back(job.beforePng, ZrEncodePng(input, lo, hi, job.beforePng));
     RfaDisplayRange(result.image, lo, hi);
-    ZrImageWritePng(job.afterPng, result.image, lo, hi);
+    files.emplace_back(job.afterPng, ZrEncodePng(result.image, lo, hi, job.afterPng));
   }
+  ZrWriteFilesAtomic(files);
 }
 
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
@@ -400,8 +399,8 @@ void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
   hi = at(0.995);
 }
 
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts) {
+std::string RfaKeysText(const std::map<std::string, double>& doubles,
+                        const std::map<std::string, std::string>& texts) {
   ZrBarnXml tree("w");
   tree.OpenRack("VELDRA-IMAGE-KEYS");
   tree.OpenRack("double");
@@ -427,7 +426,12 @@ void RfaWriteKeysFile(const std::string& path, const std::map<std::string, doubl
   tree.CloseRack("VELDRA-IMAGE-KEYS");
   std::string text;
   tree.GetText(text);
-  ZrWriteFileAtomic(path, text);
+  return text;
+}
+
+void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
+                      const std::map<std::string, std::string>& texts) {
+  ZrWriteFileAtomic(path, RfaKeysText(doubles, texts));
 }
 
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,

@@ -81,14 +81,17 @@ struct RfaProcessResult {
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
 
 // Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
-// the float TIFF and the key file. Either both outputs exist afterwards or neither does; failures
-// throw ZrError naming the file. A result with a non-finite pixel, or 0 everywhere (unless
+// the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
+// failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
+// file. A result with a non-finite pixel, or 0 everywhere (unless
 // job.allowEmpty), is a failure that says why it is likely.
 void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
 // holding one "entry" (children "key" and "value") per key. Doubles are written with 17
 // significant digits, so they read back exactly.
+std::string RfaKeysText(const std::map<std::string, double>& doubles,
+                        const std::map<std::string, std::string>& texts);
 void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
                       const std::map<std::string, std::string>& texts);
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,

@@ -3,6 +3,7 @@
 #include "tools/RfaProcess.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
@@ -18,6 +19,7 @@
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
 #include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
@@ -279,6 +281,38 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"0.keys.xml", "0.tif", "x0.keys.xml", "x0.tif"}));
   EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
+}
+
+// Image, key record and pictures are written all or none: a run that cannot write one of them
+// leaves the outputs of an earlier run as they were, and never an image without its record.
+TEST_F(RfaProcessTest, FailedWriteKeepsEarlierOutputsAndLeavesNoPartialResult) {
+  ZrImageWrite(Path("s.tif"), Screen(48, 4));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
+  const std::vector<std::string> outputs = Files("out");
+  ASSERT_EQ(outputs.size(), 4u);
+  std::map<std::string, std::string> earlier;
+  for (const std::string& name : outputs) earlier[name] = ZrReadFileBytes(Path("out/" + name));
+  for (const std::string blocked : {"s.keys.xml", "s.after.png"}) {
+    // A folder where one output goes.
+    const QString folder = QString::fromStdString(Path("out/" + blocked));
+    ASSERT_TRUE(QFile::remove(folder) && QDir().mkdir(folder));
+    EXPECT_EQ(Run("-p @/p.rfa_bg --no-bg-az --png -o @/out @/s.tif"), 1);
+    EXPECT_EQ(err_, At("rfa-process: @/out/" + blocked + ": cannot write (Is a directory)\n"));
+    ASSERT_TRUE(QDir().rmdir(folder));
+    std::vector<std::string> left = Files("out");
+    left.push_back(blocked);
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, outputs) << "no temporary is left";
+    for (const std::string& name : outputs) {
+      if (name == blocked) continue;
+      EXPECT_EQ(ZrReadFileBytes(Path("out/" + name)), earlier[name]) << name;
+    }
+    ASSERT_TRUE(ZrTestWriteFile(Path("out/" + blocked), earlier[blocked]));
+  }
+  ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Path("fresh/s.keys.xml"))));
+  EXPECT_EQ(Run("-p @/p.rfa_bg -o @/fresh @/s.tif"), 1);
+  EXPECT_EQ(Files("fresh"), std::vector<std::string>{});
 }
 
 // Regression: the side files of an earlier run were taken for inputs.
