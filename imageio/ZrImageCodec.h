@@ -2,6 +2,7 @@
 // Separate from the file access so that tests and fuzz targets can feed bytes directly.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,13 +18,26 @@ bool ZrImageFormatFromExtension(const std::string& path, ZrImageFormat& format, 
 // Recognises TIFF, PNG and XML by their first bytes; false when none matches.
 bool ZrImageFormatFromMagic(const std::string& bytes, ZrImageFormat& format);
 
-// Decoders. name is only used in error texts ("<name>: <problem>").
-ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name);
+// Which page of a multi-page file to read, from 0, and (set by the reader) how many pages the
+// file holds. Only TIFF files hold more than one; asking for a page they lack fails with
+// "<name>: holds 3 pages; there is no page 5" (pages counted from 1 in the text).
+struct ZrImagePage {
+  int32_t index = 0;
+  int32_t count = 1;
+};
+
+// Decoders. name is only used in error texts ("<name>: <problem>"). Without page the first
+// page is read.
+ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name,
+                           ZrImagePage* page = nullptr);
 ZrFloatMatrix ZrDecodeRawFloat(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodeMatrixXml(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name);
-ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes,
-                            const std::string& name);
+ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, const std::string& name,
+                            ZrImagePage* page = nullptr);
+
+// The text of a page the file lacks (ZrImagePage).
+std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page);
 
 // Encoders: the complete file contents.
 std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name);

@@ -1,4 +1,5 @@
-// Image files: format choice, raw float, matrix XML and PNG codecs, atomic file writes.
+// Image files: format choice, raw float and matrix XML codecs, PNG rendering, atomic file
+// writes.
 #include "imageio/ZrImageFile.h"
 
 #include <fcntl.h>
@@ -7,7 +8,6 @@
 #include <QBuffer>
 #include <QByteArray>
 #include <QImage>
-#include <QImageReader>
 
 #include <algorithm>
 #include <cerrno>
@@ -188,42 +188,6 @@ std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image) {
   return text;
 }
 
-ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name) {
-  QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size()));
-  QBuffer buffer(&data);
-  buffer.open(QIODevice::ReadOnly);
-  QImageReader reader(&buffer, "PNG");
-  const QSize size = reader.size();
-  if (size.isValid() && static_cast<long long>(size.width()) * size.height() > kZrImageMaxPixels) {
-    throw ZrError(name + ": PNG image size " + std::to_string(size.width()) + " x " +
-                  std::to_string(size.height()) + " is too large");
-  }
-  QImage picture = reader.read();
-  if (picture.isNull()) {
-    throw ZrError(name + ": not a readable PNG file (" + reader.errorString().toStdString() + ")");
-  }
-  if (picture.format() != QImage::Format_Grayscale8 &&
-      picture.format() != QImage::Format_Grayscale16) {
-    if (!picture.isGrayscale()) {
-      throw ZrError(name + ": unsupported PNG pixel format (8- or 16-bit grey expected)");
-    }
-    picture = picture.convertToFormat(QImage::Format_Grayscale8);
-  }
-  ZrFloatMatrix image(picture.width(), picture.height());
-  const bool wide = picture.format() == QImage::Format_Grayscale16;
-  for (int y = 0; y < picture.height(); ++y) {
-    float* out = image.Data + static_cast<size_t>(y) * image.ColSize;
-    if (wide) {
-      const auto* line = reinterpret_cast<const uint16_t*>(picture.constScanLine(y));
-      for (int x = 0; x < picture.width(); ++x) out[x] = static_cast<float>(line[x]);
-    } else {
-      const uchar* line = picture.constScanLine(y);
-      for (int x = 0; x < picture.width(); ++x) out[x] = static_cast<float>(line[x]);
-    }
-  }
-  return image;
-}
-
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name) {
   if (image.ColSize <= 0 || image.RowSize <= 0) {
     throw ZrError(name + ": an empty image cannot be stored as PNG");
@@ -259,11 +223,16 @@ std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const st
   return std::string(data.constData(), static_cast<size_t>(data.size()));
 }
 
-ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes,
-                            const std::string& name) {
+ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, const std::string& name,
+                            ZrImagePage* page) {
+  if (format == ZrImageFormat::Tiff) return ZrDecodeTiff(bytes, name, page);
+  if (page != nullptr) {
+    page->count = 1;
+    if (page->index != 0) throw ZrError(ZrNoSuchPage(name, *page));
+  }
   switch (format) {
     case ZrImageFormat::Tiff:
-      return ZrDecodeTiff(bytes, name);
+      break;
     case ZrImageFormat::RawFloat:
       return ZrDecodeRawFloat(bytes, name);
     case ZrImageFormat::MatrixXml:
@@ -406,13 +375,13 @@ void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
   ZrWriteFilesAtomic({{path, bytes}});
 }
 
-ZrFloatMatrix ZrImageRead(const std::string& path) {
+ZrFloatMatrix ZrImageRead(const std::string& path, ZrImagePage* page) {
   const std::string bytes = ZrReadFileBytes(path);
   ZrImageFormat format{};
   if (!ZrImageFormatFromExtension(path, format, false) && !ZrImageFormatFromMagic(bytes, format)) {
     throw ZrError(path + ": unknown image file format");
   }
-  return ZrDecodeImage(format, bytes, path);
+  return ZrDecodeImage(format, bytes, path, page);
 }
 
 void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image) {

@@ -200,13 +200,27 @@ void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize
 
 }  // namespace
 
-ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name) {
+std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page) {
+  return name + ": holds " + std::to_string(page.count) + (page.count == 1 ? " page" : " pages") +
+         "; there is no page " + std::to_string(static_cast<int64_t>(page.index) + 1);
+}
+
+ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name, ZrImagePage* page) {
   MemoryStream stream;
   stream.input = &bytes;
   TiffHandle handle(stream, name, "rm");
   TIFF* tif = handle.get();
   if (tif == nullptr) {
-    throw ZrError(name + ": not a valid TIFF file (" + stream.firstError + ")");
+    // libtiff says nothing when the header points to no image directory at all.
+    throw ZrError(name + ": not a valid TIFF file (" +
+                  (stream.firstError.empty() ? "no image directory" : stream.firstError) + ")");
+  }
+  if (page != nullptr) {
+    page->count = static_cast<int32_t>(TIFFNumberOfDirectories(tif));
+    if (page->index < 0 || page->index >= page->count ||
+        (page->index > 0 && TIFFSetDirectory(tif, static_cast<tdir_t>(page->index)) == 0)) {
+      throw ZrError(ZrNoSuchPage(name, *page));
+    }
   }
   uint32_t width = 0;
   uint32_t height = 0;

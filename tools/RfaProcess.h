@@ -20,7 +20,9 @@ struct RfaProcessOptions {
   std::string parameterFile;  // ".rfa_bg"; empty: the built-in defaults
   std::vector<std::pair<std::string, std::string>> overrides;  // file key, value text
   int jobs = 1;
-  bool pictures = false;  // also write <name>.before.png and <name>.after.png
+  int page = 0;             // page of multi-page TIFF files, from 0
+  bool pageChosen = false;  // --page was given
+  bool pictures = false;    // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
   bool allowEmpty = false;  // an all-zero result counts as a result
   bool help = false;
@@ -53,6 +55,8 @@ struct RfaProcessJob {
   std::string beforePng;    // optional pictures for people; empty: none
   std::string afterPng;
   bool allowEmpty = false;  // an all-zero result is written and counts as done
+  int page = 0;             // the page of a multi-page TIFF to process, from 0
+  bool notePages = true;    // say so when the file holds pages that are not processed
 };
 
 // Expands folders (their image files, not recursive, sorted by name, hidden files and the
@@ -84,8 +88,9 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
 // the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
 // failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
 // file. A result with a non-finite pixel, or 0 everywhere (unless
-// job.allowEmpty), is a failure that says why it is likely.
-void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
+// job.allowEmpty), is a failure that says why it is likely. Returns a note for the user ("" for
+// none): that a multi-page file had only one page processed.
+std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
 // holding one "entry" (children "key" and "value") per key. Doubles are written with 17
@@ -97,12 +102,16 @@ void RfaWriteKeysFile(const std::string& path, const std::map<std::string, doubl
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
                      std::map<std::string, std::string>& texts);
 
+// What a run of jobs reports, each list in job order.
+struct RfaRunReport {
+  std::vector<std::string> failures;  // "<file>: <reason>" per failed job
+  std::vector<std::string> notes;     // "<file>: note: ..." per job done with a note
+};
+
 // Runs the jobs on `threads` worker threads (each job independent; results do not depend
 // on the thread count). progress(done, total) is called after each job, serialised.
-// Returns one message per failed job ("<file>: <reason>"), in job order.
-std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
-                                    const RfaParameters& params, int threads,
-                                    const std::function<void(int, int)>& progress);
+RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
+                        int threads, const std::function<void(int, int)>& progress);
 
 // The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
 // every index (screen off the image centre, MCP dip), background tilt, fine structure and

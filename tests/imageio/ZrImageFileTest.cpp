@@ -194,7 +194,7 @@ TEST_F(ImageFileTest, WrittenTiffIsOneChannelFloatForOtherReaders) {
             std::vector<uint32_t>({32, SAMPLEFORMAT_IEEEFP, 1, 9, 4}));
 }
 
-TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
+TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersAndTheChosenPage) {
   std::vector<uint8_t> p8(25);
   std::vector<uint16_t> p16(25);
   for (uint32_t i = 0; i < 25; ++i) {
@@ -209,6 +209,21 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
   for (const char* name : {"g16le.tif", "g16be.tif"}) {
     EXPECT_EQ(Pixels(ZrImageRead(Path(name))), std::vector<float>(p16.begin(), p16.end())) << name;
   }
+  // A chosen page, and the page count of every file.
+  ZrImagePage page;
+  page.index = 1;
+  EXPECT_EQ(Pixels(ZrImageRead(Path("g16be.tif"), &page)), std::vector<float>(25, 7.0f));
+  EXPECT_EQ(page.count, 2);
+  page.index = 2;
+  EXPECT_ZR_ERROR(ZrImageRead(Path("g8.tif"), &page),
+                  Path("g8.tif") + ": holds 2 pages; there is no page 3");
+  page.index = 0;
+  ZrImageRead(Path("g16le.tif"), &page);
+  EXPECT_EQ(page.count, 1);
+  ZrImageWrite(Path("r.rawf"), MakeTestImage(2, 2, 0, 0));
+  page.index = 1;
+  EXPECT_ZR_ERROR(ZrImageRead(Path("r.rawf"), &page),
+                  Path("r.rawf") + ": holds 1 page; there is no page 2");
 }
 
 // Square and oblong tiles, so that a row count taken from the tile width shows.
@@ -339,6 +354,8 @@ const MalformedCase kMalformed[] = {
     {"UnknownContent", "a.dat", "hello", "unknown image file format"},
     {"TiffGarbage", "a.tif", std::string("II*\0\xff\xff\xff\x7f", 8),
      "not a valid TIFF file (Can not read TIFF directory count)"},
+    {"TiffHeaderOnly", "a.tif", std::string("II*\0\0\0\0\0", 8),
+     "not a valid TIFF file (no image directory)"},
     {"TiffOneBit", "a.tif", HandTiff(8, 1, 1, 1, 1, std::string(1, '\0'), 1),
      "unsupported TIFF sample format (1 bits, sample format 1, 1 samples per pixel); one channel "
      "of 8/16-bit unsigned or 32-bit float expected"},
@@ -374,7 +391,10 @@ const MalformedCase kMalformed[] = {
     {"XmlEmptyImage", "a.xml", "<VELDRA-IMAGE-FILE><image>",
      "matrix XML image file holds no float matrix under \"image\""},
     {"PngGarbage", "a.png", std::string("\x89PNG\r\n\x1a\nxx", 10),
-     "not a readable PNG file (Unable to read image data)"},
+     "not a readable PNG file (the file is truncated)"},
+    {"PngBadChecksum", "a.png",
+     std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x02\0\0\0\x02\x08\0\0\0\0\0\0\0\0", 33),
+     "not a readable PNG file (IHDR: CRC error)"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Table, MalformedImage, ::testing::ValuesIn(kMalformed),

@@ -2,6 +2,7 @@
 // parallel runs identical to serial ones, bad files.
 #include "tools/RfaProcess.h"
 
+#include <tiffio.h>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -136,6 +137,7 @@ TEST(SetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
       {"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
       {"Sx_", "", "parameter Sx_ needs a number, not \"\""},
       {"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
+      {"Sx_", "0x10", "parameter Sx_ needs a number, not \"0x10\""},  // a file reads 0
       {"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
       {"SMargin_", "3000000000", "parameter SMargin_ needs a whole number, not \"3000000000\""},
       {"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}};
@@ -274,13 +276,19 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   WriteScreens("in/x", ".rawf", 1, 48, 4);
   std::string truncated = ZrReadFileBytes(Path("in/1.tif"));
   std::ofstream(Path("in/1.tif"), std::ios::binary) << truncated.substr(0, truncated.size() / 2);
+  ZrImageWritePng(Path("whole.png"), Screen(48, 5), 0.0f, 0.0f);
+  std::ofstream(Path("in/y.png"), std::ios::binary)
+      << ZrReadFileBytes(Path("whole.png")).substr(0, 200);
   WriteParameterFile(48);
+  testing::internal::CaptureStderr();  // where the PNG library would complain on its own
   EXPECT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/out @/in"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(err_, At("rfa-process: @/in/1.tif: not a valid TIFF file (Can not read TIFF directory "
-                     "count)\n"));
+                     "count)\nrfa-process: @/in/y.png: not a readable PNG file (the file is "
+                     "truncated)\n"));
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"0.keys.xml", "0.tif", "x0.keys.xml", "x0.tif"}));
-  EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
+  EXPECT_NE(out_.find("processed 2 of 4 files"), std::string::npos) << out_;
 }
 
 // Image, key record and pictures are written all or none: a run that cannot write one of them
@@ -313,6 +321,35 @@ TEST_F(RfaProcessTest, FailedWriteKeepsEarlierOutputsAndLeavesNoPartialResult) {
   ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Path("fresh/s.keys.xml"))));
   EXPECT_EQ(Run("-p @/p.rfa_bg -o @/fresh @/s.tif"), 1);
   EXPECT_EQ(Files("fresh"), std::vector<std::string>{});
+}
+
+// Of a multi-page TIFF the first page is processed with a note, or the page chosen.
+TEST_F(RfaProcessTest, MultiPageFileSaysSoOrProcessesTheChosenPage) {
+  TIFF* tif = TIFFOpen(Path("stack.tif").c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  for (int index : {1, 2, 3}) {
+    ZrFloatMatrix page = Screen(48, index);
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 48);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 48);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 32);
+    TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    for (uint32_t y = 0; y < 48; ++y) ASSERT_GE(TIFFWriteScanline(tif, &page(0, y), y, 0), 0);
+    TIFFWriteDirectory(tif);
+  }
+  TIFFClose(tif);
+  ZrImageWrite(Path("second.tif"), Screen(48, 2));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/first @/stack.tif"), 0) << err_;
+  EXPECT_EQ(err_, At("rfa-process: @/stack.tif: note: the file holds 3 pages; page 1 was "
+                     "processed (choose one with --page N)\n"));
+  ASSERT_EQ(Run("-p @/p.rfa_bg --page 2 -o @/chosen @/stack.tif"), 0) << err_;
+  EXPECT_EQ(err_, "");
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/single @/second.tif"), 0) << err_;
+  EXPECT_EQ(ZrReadFileBytes(Path("chosen/stack.tif")), ZrReadFileBytes(Path("single/second.tif")));
+  EXPECT_NE(ZrReadFileBytes(Path("first/stack.tif")), ZrReadFileBytes(Path("chosen/stack.tif")));
+  EXPECT_EQ(Run("-p @/p.rfa_bg --page 4 -o @/none @/stack.tif"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/stack.tif: holds 3 pages; there is no page 4\n"));
 }
 
 // Regression: the side files of an earlier run were taken for inputs.
@@ -349,6 +386,7 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
       {"", 2, "no input files (see --help)"},
       {"--no-overwrite -o @/out @/b0.tif @/a0.tif", 2,
        "@/out/a0.tif: output exists (--no-overwrite)"},
+      {"-p @ @/b0.tif -o @/new", 2, "@: Cannot File Open"},  // a folder
       {"-p @/q.rfa_bg @/b0.tif -o @/new", 2,
        "@/q.rfa_bg: not a parameter file (no \"ini\" element)"},
       // Values no operation can compute with, from --set or from a file.
@@ -373,7 +411,7 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   EXPECT_EQ(Run("-o @/new @/a0.tif"), 1);
   EXPECT_EQ(err_.rfind(At("rfa-process: @/a0.tif: Matrix over range."), 0), 0u) << err_;
   EXPECT_NE(err_.find(" (screen Sx_=100 Sy_=100 Sr_=100 SMargin_=10 on a 32 x 32 image: set them "
-                      "with --set or --params)\n"),
+                      "with --set or --parameters)\n"),
             std::string::npos)
       << err_;
   EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
@@ -382,6 +420,9 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
 TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
   EXPECT_EQ(Run("--help"), 0);
   EXPECT_EQ(out_, RfaProcessUsage());
+  // The refusal before any file is touched, as --no-overwrite does (see the refusals).
+  EXPECT_NE(out_.find("--no-overwrite      refuse to start when an output file already exists"),
+            std::string::npos);
   ZrImageWrite(Path("s.tif"), Screen(48, 6));
   WriteParameterFile(48);
   ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
