@@ -172,12 +172,12 @@ void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize
   const tmsize_t tileSize = TIFFTileSize(tif);
   const uint64_t bytesPerSample = bits / 8;
   const uint64_t tileBytes = static_cast<uint64_t>(tileWidth) * tileLength * bytesPerSample;
-  const uint64_t tiles = tileWidth == 0 || tileLength == 0
-                             ? 0
-                             : static_cast<uint64_t>((width + tileWidth - 1) / tileWidth) *
-                                   ((height + tileLength - 1) / tileLength);
+  // Counted in 64 bits: a tile side near 2^32 must not wrap the count of tiles to 0.
+  const auto across = [](uint64_t size, uint64_t tile) { return (size + tile - 1) / tile; };
+  const uint64_t tiles =
+      tileWidth == 0 || tileLength == 0 ? 0 : across(width, tileWidth) * across(height, tileLength);
   if (tileBytes == 0 || tileSize <= 0 || static_cast<uint64_t>(tileSize) < tileBytes ||
-      tiles * tileBytes > kMaxExpansion * fileSize) {
+      static_cast<uint64_t>(tileSize) > kMaxExpansion * fileSize / tiles) {
     throw ZrError(name + ": TIFF tile layout is corrupt");
   }
   std::vector<unsigned char> tile(static_cast<size_t>(tileSize));
