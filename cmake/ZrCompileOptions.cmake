@@ -7,14 +7,15 @@ if(ZR_WERROR)
 endif()
 
 if(ZR_SANITIZE)
-  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer
-                      -fno-sanitize-recover=undefined)
+  # float-cast-overflow is not part of "undefined": a float too large for its integer is UB too.
+  add_compile_options(-fsanitize=address,undefined,float-cast-overflow -fno-omit-frame-pointer
+                      -fno-sanitize-recover=undefined,float-cast-overflow)
   # GCC's flow analysis under the sanitizers reports false "may be used uninitialized"
   # warnings inside the standard library (std::function, <regex>).
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-Wno-maybe-uninitialized)
   endif()
-  add_link_options(-fsanitize=address,undefined)
+  add_link_options(-fsanitize=address,undefined,float-cast-overflow)
 endif()
 
 if(ZR_FUZZ)

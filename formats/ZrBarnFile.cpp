@@ -1,6 +1,7 @@
 // The XML tree on a stdio file.
 #include "formats/ZrBarnFile.h"
 
+#include <sys/stat.h>
 #include <QtGlobal>
 #include <cstring>
 #include <new>
@@ -37,6 +38,12 @@ void ZrBarnFile::Open() {
   impl_->statusText = "Loading....";
   impl_->status = 0;
   FILE* in = std::fopen(path_.c_str(), "r");
+  // A folder opens as a stream on some systems but holds no text (and no usable length).
+  struct stat st {};
+  if (in != nullptr && (::fstat(::fileno(in), &st) != 0 || S_ISDIR(st.st_mode))) {
+    std::fclose(in);
+    in = nullptr;
+  }
   if (in == nullptr) throw ZrError(path_ + ": Cannot File Open");
   long length = -1;
   if (std::fseek(in, 0, SEEK_END) == 0) length = std::ftell(in);

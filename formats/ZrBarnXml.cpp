@@ -22,16 +22,25 @@ std::string NumberText(T v) {
   return out.str();
 }
 
+}  // namespace
+
 template <class T>
-T ParseNumber(const std::string& text) {
+T ZrParseNumber(const std::string& text, bool* whole) {
   std::istringstream in(text);
   in.imbue(std::locale::classic());
   T v{};
-  if (!(in >> v)) v = T{};
+  const bool read = static_cast<bool>(in >> v);
+  if (!read) v = T{};
+  if (whole != nullptr) *whole = read && in.peek() == std::char_traits<char>::eof();
   return v;
 }
 
-}  // namespace
+template int32_t ZrParseNumber<int32_t>(const std::string&, bool*);
+template int64_t ZrParseNumber<int64_t>(const std::string&, bool*);
+template uint32_t ZrParseNumber<uint32_t>(const std::string&, bool*);
+template float ZrParseNumber<float>(const std::string&, bool*);
+template double ZrParseNumber<double>(const std::string&, bool*);
+template long double ZrParseNumber<long double>(const std::string&, bool*);
 
 ZrBarnXmlRack::~ZrBarnXmlRack() {
   std::vector<std::unique_ptr<ZrBarnXmlRack>> pending;
@@ -269,7 +278,7 @@ bool NumberValue(ZrBarnXml& xml, const std::string& name, T& value, T def) {
     value = def;
     return false;
   }
-  value = ParseNumber<T>(text);
+  value = ZrParseNumber<T>(text);
   return true;
 }
 

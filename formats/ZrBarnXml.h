@@ -14,6 +14,13 @@
 class ZrADateTime;
 class ZrBarnXmlRack;
 
+// A number as documents store it, read by the extraction of a standard stream in the classic
+// locale: leading blanks skipped, the longest number at the start taken, 0 when none is there
+// or it does not fit the type. whole, when given, tells whether the text was exactly one
+// number that fits. Defined for int32_t, int64_t, uint32_t, float, double and long double.
+template <class T>
+T ZrParseNumber(const std::string& text, bool* whole = nullptr);
+
 // Read mode: the whole text is tagged once; OpenRack/CloseRack walk it and reading an
 // element consumes it, so asking again for the same name yields the next sibling.
 // Write mode: OpenRack appends children, values are stored escaped, and the text is produced

@@ -206,15 +206,14 @@ bool ZrCmdPackUnpack::IDList(ZrLongMatrix& ids, bool base64b) {
 }
 
 bool ZrCmdPackUnpack::Region(ZrRegion& region) {
-  if (!packer_->OpenRack("region")) return false;
+  // A host may send the fields flat in the command element, without the "region" element.
+  const bool nested = packer_->OpenRack("region");
   packer_->Value("regionType", region.regionType);
-  packer_->Value("cx", region.cx);
-  packer_->Value("cy", region.cy);
-  packer_->Value("w", region.w);
-  packer_->Value("h", region.h);
+  const int32_t geometry = packer_->Value("cx", region.cx) + packer_->Value("cy", region.cy) +
+                           packer_->Value("w", region.w) + packer_->Value("h", region.h);
   Color("color", region.color);
   packer_->Value("isMovable", region.isMovable);
   packer_->Value("name", region.name);
-  packer_->CloseRack("region");
-  return true;
+  if (nested) packer_->CloseRack("region");
+  return geometry == 4;
 }

@@ -29,7 +29,9 @@ class ZrCmdPackUnpack {
   int32_t IDDocChildWindow(int32_t& id);
   bool Color(const std::string& key, ZrColor& color);
   bool IDList(ZrLongMatrix& ids, bool base64b = false);
-  // The region record sits in an element of its own, "region".
+  // The region record sits in an element of its own, "region"; reading also takes the fields
+  // standing flat in the command element. True when the geometry (cx, cy, w and h) was all
+  // there (always when writing); a field that is missing keeps the caller's value.
   bool Region(ZrRegion& region);
 
   ZrPackUnpack::ZrPackUnpackCustom& Packer() { return *packer_; }

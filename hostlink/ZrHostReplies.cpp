@@ -63,7 +63,9 @@ void IdList(ZrCmdPackUnpack& response, ZrLongMatrix& ids) {
 
 void RegionRecord(ZrCmdPackUnpack& response, ZrRegion& region) {
   Open(response);
-  response.Region(region);
+  if (!response.Region(region)) {
+    throw ZrError("The host's answer holds no region record (cx, cy, w, h)");
+  }
 }
 
 void MinMaxAverage(ZrCmdPackUnpack& response, float& min, float& max, float& average) {

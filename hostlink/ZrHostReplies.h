@@ -26,7 +26,9 @@ std::string SharedMemoryKey(ZrCmdPackUnpack& response);             // 77 "key"
 void ImageMatrix(ZrCmdPackUnpack& response, ZrFloatMatrix& image);  // 8 "image"
 int32_t RegionId(ZrCmdPackUnpack& response, int32_t def);           // 27, 44 "RegionID"
 void IdList(ZrCmdPackUnpack& response, ZrLongMatrix& ids);          // 32, 45 "IDList"
-void RegionRecord(ZrCmdPackUnpack& response, ZrRegion& region);     // 33 "region"
+// 33: "region", or its fields flat; without cx, cy, w and h: "The host's answer holds no region
+// record (cx, cy, w, h)".
+void RegionRecord(ZrCmdPackUnpack& response, ZrRegion& region);
 void MinMaxAverage(ZrCmdPackUnpack& response, float& min, float& max, float& average);  // 43
 int32_t Count(ZrCmdPackUnpack& response);         // 51 "count"
 std::string FileName(ZrCmdPackUnpack& response);  // 16 "filenameUtf8"

@@ -13,6 +13,7 @@
 
 #include "hostlink/ZrHostReplies.h"
 #include "hostlink/ZrSharedImageBlock.h"
+#include "numerics/ZrMatrixOperator.h"
 
 namespace {
 
@@ -288,10 +289,7 @@ void ZrPluginFuncVeldra::ImageGet(int32_t id, ZrFloatMatrix& image, bool clearNa
     Call(8, kSignature, WindowArgument(id),
          [&](ZrCmdPackUnpack& r) { ZrHostReply::ImageMatrix(r, image); });
   }
-  if (!clearNaN) return;
-  for (int64_t i = 0; i < image.Count(); ++i) {
-    if (image.Data[i] != image.Data[i]) image.Data[i] = 0.0f;
-  }
+  if (clearNaN) ZrMatrixOperator::ClearNaN(image);
 }
 
 void ZrPluginFuncVeldra::ImageGetBySharedMemory(int32_t id, ZrFloatMatrix& image) {

@@ -2,7 +2,10 @@
 // Separate from the file access so that tests and fuzz targets can feed bytes directly.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "numerics/ZrMatrix.h"
 
@@ -15,13 +18,26 @@ bool ZrImageFormatFromExtension(const std::string& path, ZrImageFormat& format, 
 // Recognises TIFF, PNG and XML by their first bytes; false when none matches.
 bool ZrImageFormatFromMagic(const std::string& bytes, ZrImageFormat& format);
 
-// Decoders. name is only used in error texts ("<name>: <problem>").
-ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name);
+// Which page of a multi-page file to read, from 0, and (set by the reader) how many pages the
+// file holds. Only TIFF files hold more than one; asking for a page they lack fails with
+// "<name>: holds 3 pages; there is no page 5" (pages counted from 1 in the text).
+struct ZrImagePage {
+  int32_t index = 0;
+  int32_t count = 1;
+};
+
+// Decoders. name is only used in error texts ("<name>: <problem>"). Without page the first
+// page is read.
+ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name,
+                           ZrImagePage* page = nullptr);
 ZrFloatMatrix ZrDecodeRawFloat(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodeMatrixXml(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name);
-ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes,
-                            const std::string& name);
+ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, const std::string& name,
+                            ZrImagePage* page = nullptr);
+
+// The text of a page the file lacks (ZrImagePage).
+std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page);
 
 // Encoders: the complete file contents.
 std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name);
@@ -35,6 +51,13 @@ std::string ZrReadFileBytes(const std::string& path);
 // Writes bytes to a temporary file beside path and renames it into place; on failure the
 // temporary is removed and ZrError "<path>: cannot write (...)" is thrown.
 void ZrWriteFileAtomic(const std::string& path, const std::string& bytes);
+
+// Writes several (path, bytes) files as one: all to temporaries beside their paths first, then
+// each renamed into place. When anything fails, the files replaced so far get their earlier
+// contents back (or are removed if they did not exist) and no temporary stays, so afterwards
+// the paths hold either all the new contents or just what they held before. The first failure
+// is thrown as ZrError "<path>: cannot write (...)" (a folder in the way: "Is a directory").
+void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files);
 
 // The largest pixel count any decoder accepts (a 1 GiB float image).
 constexpr long long kZrImageMaxPixels = 1LL << 28;

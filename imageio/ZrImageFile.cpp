@@ -1,4 +1,5 @@
-// Image files: format choice, raw float, matrix XML and PNG codecs, atomic file writes.
+// Image files: format choice, raw float and matrix XML codecs, PNG rendering, atomic file
+// writes.
 #include "imageio/ZrImageFile.h"
 
 #include <fcntl.h>
@@ -7,7 +8,6 @@
 #include <QBuffer>
 #include <QByteArray>
 #include <QImage>
-#include <QImageReader>
 
 #include <algorithm>
 #include <cerrno>
@@ -188,42 +188,6 @@ std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image) {
   return text;
 }
 
-ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name) {
-  QByteArray data = QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size()));
-  QBuffer buffer(&data);
-  buffer.open(QIODevice::ReadOnly);
-  QImageReader reader(&buffer, "PNG");
-  const QSize size = reader.size();
-  if (size.isValid() && static_cast<long long>(size.width()) * size.height() > kZrImageMaxPixels) {
-    throw ZrError(name + ": PNG image size " + std::to_string(size.width()) + " x " +
-                  std::to_string(size.height()) + " is too large");
-  }
-  QImage picture = reader.read();
-  if (picture.isNull()) {
-    throw ZrError(name + ": not a readable PNG file (" + reader.errorString().toStdString() + ")");
-  }
-  if (picture.format() != QImage::Format_Grayscale8 &&
-      picture.format() != QImage::Format_Grayscale16) {
-    if (!picture.isGrayscale()) {
-      throw ZrError(name + ": unsupported PNG pixel format (8- or 16-bit grey expected)");
-    }
-    picture = picture.convertToFormat(QImage::Format_Grayscale8);
-  }
-  ZrFloatMatrix image(picture.width(), picture.height());
-  const bool wide = picture.format() == QImage::Format_Grayscale16;
-  for (int y = 0; y < picture.height(); ++y) {
-    float* out = image.Data + static_cast<size_t>(y) * image.ColSize;
-    if (wide) {
-      const auto* line = reinterpret_cast<const uint16_t*>(picture.constScanLine(y));
-      for (int x = 0; x < picture.width(); ++x) out[x] = static_cast<float>(line[x]);
-    } else {
-      const uchar* line = picture.constScanLine(y);
-      for (int x = 0; x < picture.width(); ++x) out[x] = static_cast<float>(line[x]);
-    }
-  }
-  return image;
-}
-
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name) {
   if (image.ColSize <= 0 || image.RowSize <= 0) {
     throw ZrError(name + ": an empty image cannot be stored as PNG");
@@ -259,11 +223,16 @@ std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const st
   return std::string(data.constData(), static_cast<size_t>(data.size()));
 }
 
-ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes,
-                            const std::string& name) {
+ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, const std::string& name,
+                            ZrImagePage* page) {
+  if (format == ZrImageFormat::Tiff) return ZrDecodeTiff(bytes, name, page);
+  if (page != nullptr) {
+    page->count = 1;
+    if (page->index != 0) throw ZrError(ZrNoSuchPage(name, *page));
+  }
   switch (format) {
     case ZrImageFormat::Tiff:
-      return ZrDecodeTiff(bytes, name);
+      break;
     case ZrImageFormat::RawFloat:
       return ZrDecodeRawFloat(bytes, name);
     case ZrImageFormat::MatrixXml:
@@ -300,17 +269,32 @@ std::string ZrReadFileBytes(const std::string& path) {
   return bytes;
 }
 
-void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
+namespace {
+
+[[noreturn]] void CannotWrite(const std::string& path, int err) {
+  throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+}
+
+// A new hidden name beside path: "<dir>/.<name>.XXXXXX" made unique by mkstemp; the file is
+// created (empty) and its descriptor returned.
+int MakeSibling(const std::string& path, std::string& sibling) {
   const size_t slash = path.find_last_of('/');
-  const std::string dir = slash == std::string::npos ? std::string(".") : path.substr(0, slash + 1);
+  const std::string dir = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
   const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-  std::string temp = (slash == std::string::npos ? std::string() : dir) + "." + base + ".XXXXXX";
-  const int fd = ::mkstemp(&temp[0]);
-  if (fd < 0) throw ZrError(path + ": cannot write (" + std::strerror(errno) + ")");
+  sibling = dir + "." + base + ".XXXXXX";
+  const int fd = ::mkstemp(&sibling[0]);
+  if (fd < 0) CannotWrite(path, errno);
+  return fd;
+}
+
+// The bytes in a new temporary beside path; on failure nothing is left and ZrError is thrown.
+std::string WriteTemporary(const std::string& path, const std::string& bytes) {
+  std::string temp;
+  const int fd = MakeSibling(path, temp);
   auto fail = [&](int err) {
     ::close(fd);
     ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+    CannotWrite(path, err);
   };
   size_t done = 0;
   while (done < bytes.size()) {
@@ -323,22 +307,81 @@ void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
   if (::close(fd) != 0) {
     const int err = errno;
     ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+    CannotWrite(path, err);
   }
-  if (::rename(temp.c_str(), path.c_str()) != 0) {
-    const int err = errno;
-    ::unlink(temp.c_str());
-    throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
+  return temp;
+}
+
+// One file of a group write: its temporary and, once it is being replaced, the hard link that
+// keeps what it held before.
+struct PendingFile {
+  std::string path;
+  std::string temp;
+  std::string backup;  // empty: nothing was there before
+  bool replaced = false;
+};
+
+// Puts every file back as it was and removes every temporary and backup.
+void RollBack(std::vector<PendingFile>& files) {
+  for (PendingFile& f : files) {
+    if (f.replaced) {
+      if (f.backup.empty()) {
+        ::unlink(f.path.c_str());
+      } else if (::rename(f.backup.c_str(), f.path.c_str()) == 0) {
+        f.backup.clear();
+      }
+    }
+    if (!f.temp.empty() && !f.replaced) ::unlink(f.temp.c_str());
+    if (!f.backup.empty()) ::unlink(f.backup.c_str());
   }
 }
 
-ZrFloatMatrix ZrImageRead(const std::string& path) {
+}  // namespace
+
+void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files) {
+  std::vector<PendingFile> pending;
+  try {
+    for (const auto& [path, bytes] : files) {
+      pending.push_back({path, "", "", false});
+      pending.back().temp = WriteTemporary(path, bytes);
+    }
+    // With more than one file, a later failure must be able to restore an earlier one: a hard
+    // link keeps its old contents while the rename replaces it.
+    for (PendingFile& f : pending) {
+      struct stat st {};
+      if (pending.size() > 1 && ::lstat(f.path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+        const int fd = MakeSibling(f.path, f.backup);
+        ::close(fd);
+        ::unlink(f.backup.c_str());
+        if (::link(f.path.c_str(), f.backup.c_str()) != 0) {
+          const int err = errno;
+          f.backup.clear();
+          CannotWrite(f.path, err);
+        }
+      }
+      if (::rename(f.temp.c_str(), f.path.c_str()) != 0) CannotWrite(f.path, errno);
+      f.replaced = true;
+    }
+  } catch (...) {
+    RollBack(pending);
+    throw;
+  }
+  for (const PendingFile& f : pending) {
+    if (!f.backup.empty()) ::unlink(f.backup.c_str());
+  }
+}
+
+void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
+  ZrWriteFilesAtomic({{path, bytes}});
+}
+
+ZrFloatMatrix ZrImageRead(const std::string& path, ZrImagePage* page) {
   const std::string bytes = ZrReadFileBytes(path);
   ZrImageFormat format{};
   if (!ZrImageFormatFromExtension(path, format, false) && !ZrImageFormatFromMagic(bytes, format)) {
     throw ZrError(path + ": unknown image file format");
   }
-  return ZrDecodeImage(format, bytes, path);
+  return ZrDecodeImage(format, bytes, path, page);
 }
 
 void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image) {

@@ -7,8 +7,8 @@
 
 // The format is chosen by the file extension (case-insensitive):
 //   ".tif", ".tiff"  TIFF. Reading: one channel of 8- or 16-bit unsigned integers or 32-bit
-//                    floats, in strips or tiles, first page only. Writing: 32-bit float, one
-//                    channel, lossless.
+//                    floats, in strips or tiles, one page (the first unless chosen). Writing:
+//                    32-bit float, one channel, lossless.
 //                    The matrix begins are not kept (a read image has begins 0, 0).
 //   ".rawf"          raw float: a 16-byte little-endian header of four int32 values
 //                    ColSize, RowSize, ColBegin, RowBegin (the layout of the shared-memory
@@ -16,7 +16,8 @@
 //                    after row, x fastest. Begins are kept.
 //   ".xml"           matrix XML: root element "VELDRA-IMAGE-FILE" holding the matrix under
 //                    "image" (written in the "bb" binary form). Begins are kept.
-//   ".png"           Reading: 8- or 16-bit grey, converted to float (0..255 or 0..65535).
+//   ".png"           Reading: grey of 1 to 16 bits (palette and colour images only when every
+//                    pixel is grey), converted to float (0..255 or 0..65535).
 //                    Writing: a display rendering, see ZrImageWritePng.
 // On reading, a file whose extension is unknown is recognised by its first bytes (TIFF and
 // PNG signatures, an XML start tag); the raw float format has no signature and needs
@@ -25,7 +26,10 @@
 // Every failure throws ZrError with a text that names the file. Writes go to a temporary
 // file in the destination folder which is renamed into place, so a failed write never
 // leaves a partial file under the destination name.
-ZrFloatMatrix ZrImageRead(const std::string& path);
+// With page, its index chooses the page of a multi-page TIFF and its count is set to the
+// number of pages in the file (ZrImagePage, imageio/ZrImageCodec.h).
+struct ZrImagePage;
+ZrFloatMatrix ZrImageRead(const std::string& path, ZrImagePage* page = nullptr);
 void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image);
 
 // An 8-bit grey picture for people: lo maps to black, hi to white, linear between, values

@@ -172,12 +172,12 @@ void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize
   const tmsize_t tileSize = TIFFTileSize(tif);
   const uint64_t bytesPerSample = bits / 8;
   const uint64_t tileBytes = static_cast<uint64_t>(tileWidth) * tileLength * bytesPerSample;
-  const uint64_t tiles = tileWidth == 0 || tileLength == 0
-                             ? 0
-                             : static_cast<uint64_t>((width + tileWidth - 1) / tileWidth) *
-                                   ((height + tileLength - 1) / tileLength);
+  // Counted in 64 bits: a tile side near 2^32 must not wrap the count of tiles to 0.
+  const auto across = [](uint64_t size, uint64_t tile) { return (size + tile - 1) / tile; };
+  const uint64_t tiles =
+      tileWidth == 0 || tileLength == 0 ? 0 : across(width, tileWidth) * across(height, tileLength);
   if (tileBytes == 0 || tileSize <= 0 || static_cast<uint64_t>(tileSize) < tileBytes ||
-      tiles * tileBytes > kMaxExpansion * fileSize) {
+      static_cast<uint64_t>(tileSize) > kMaxExpansion * fileSize / tiles) {
     throw ZrError(name + ": TIFF tile layout is corrupt");
   }
   std::vector<unsigned char> tile(static_cast<size_t>(tileSize));
@@ -200,13 +200,27 @@ void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize
 
 }  // namespace
 
-ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name) {
+std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page) {
+  return name + ": holds " + std::to_string(page.count) + (page.count == 1 ? " page" : " pages") +
+         "; there is no page " + std::to_string(static_cast<int64_t>(page.index) + 1);
+}
+
+ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name, ZrImagePage* page) {
   MemoryStream stream;
   stream.input = &bytes;
   TiffHandle handle(stream, name, "rm");
   TIFF* tif = handle.get();
   if (tif == nullptr) {
-    throw ZrError(name + ": not a valid TIFF file (" + stream.firstError + ")");
+    // libtiff says nothing when the header points to no image directory at all.
+    throw ZrError(name + ": not a valid TIFF file (" +
+                  (stream.firstError.empty() ? "no image directory" : stream.firstError) + ")");
+  }
+  if (page != nullptr) {
+    page->count = static_cast<int32_t>(TIFFNumberOfDirectories(tif));
+    if (page->index < 0 || page->index >= page->count ||
+        (page->index > 0 && TIFFSetDirectory(tif, static_cast<tdir_t>(page->index)) == 0)) {
+      throw ZrError(ZrNoSuchPage(name, *page));
+    }
   }
   uint32_t width = 0;
   uint32_t height = 0;

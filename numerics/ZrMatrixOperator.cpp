@@ -31,6 +31,12 @@ ZrFloatMatrix ZrMatrixOperator::WeightedAverage(const std::vector<ZrFloatMatrix>
   return ZrReturnFast(result);
 }
 
+void ZrMatrixOperator::ClearNaN(ZrFloatMatrix& image) {
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    if (image.Data[i] != image.Data[i]) image.Data[i] = 0.0f;
+  }
+}
+
 ZrFloatMatrix ZrMatrixOperator::MedianSmooth(const ZrFloatMatrix& image, bool ignoreZero, int pix) {
   if (pix != 3 && pix != 5) throw ZrError("Please set pix=3 or 5");
   const int half = pix / 2;

@@ -115,6 +115,10 @@ class ZrMatrixOperator {
   static ZrFloatMatrix WeightedAverage(const std::vector<ZrFloatMatrix>& images,
                                        const std::vector<ZrFloatMatrix>& weights);
 
+  // Sets every not-a-number element to 0; infinities stay. Images are read this way from the
+  // host and from files, so a NaN pixel counts as an empty one.
+  static void ClearNaN(ZrFloatMatrix& image);
+
   // Median of the pix x pix neighbourhood (pix 3 or 5), edges repeated. Zero neighbours count
   // as the centre value; with ignoreZero, zero pixels themselves stay 0.
   static ZrFloatMatrix MedianSmooth(const ZrFloatMatrix& image, bool ignoreZero, int pix);

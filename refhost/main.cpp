@@ -67,6 +67,15 @@ int main(int argc, char** argv) {
                                         "Apply the faults only to this host function.", "name");
   parser.addOptions({port, localName, image, series, focus, log, dumpAtExit, outputDir, split,
                      delay, noTrailing, returnCode, closeMid, shortBlock, onlyFunction});
+#ifdef ZR_WITH_VIEWER
+  // Taken by the viewer before this parser runs; listed here so that --help shows them.
+  parser.addOption({"gui",
+                    "Show the viewer: image windows, regions and plug-in menus (needs a "
+                    "display; takes --port, --local-name, --log and image files too)."});
+  parser.addOption({"plugin-dir",
+                    "With --gui: folder of the plug-ins' *.menu files (default: this program's).",
+                    "folder"});
+#endif
   parser.process(app);
 
   ZrRefHost host;

@@ -9,6 +9,7 @@
 
 #include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
+#include "rfa/RfaImageOps.h"
 #include "rfa/RfaParameters.h"
 
 namespace {
@@ -19,9 +20,10 @@ constexpr long double kPi = 3.141592653589793238462643383279502884L;
 // with their double splits) stay in the nearest caches while every tile of M walks them.
 constexpr int32_t kChunk = 32;
 
-// Visits the fit's square of offsets row by row, calling visit(x, y, p) for every pixel whose
-// value p is not 0 (p read with the image's range check, so a disc that leaves the image ends
-// the walk with the range error at the first pixel outside).
+// Visits the fit's square of offsets row by row, calling visit(x, y, p) for every pixel that
+// enters the sums, i.e. is no hole (RfaIsHole: 0, infinite or NaN). p is read with the image's
+// range check, so a disc that leaves the image ends the walk with the range error at the first
+// pixel outside.
 template <class Visit>
 void WalkSquare(const RfaFitGeometry& g, const ZrFloatMatrix& image, Visit visit) {
   const double R = g.Radius;
@@ -35,12 +37,12 @@ void WalkSquare(const RfaFitGeometry& g, const ZrFloatMatrix& image, Visit visit
       const float* pixels = image.Data + row * image.ColSize + x0 - g.First;
       for (int32_t x = g.First; x <= last; ++x) {
         const float p = pixels[x];
-        if (p != 0.0f) visit(x, y, p);
+        if (!RfaIsHole(p)) visit(x, y, p);
       }
     } else {
       for (int32_t x = g.First; x <= last; ++x) {
         const float p = image(x + g.CenterX, y + g.CenterY);
-        if (p != 0.0f) visit(x, y, p);
+        if (!RfaIsHole(p)) visit(x, y, p);
       }
     }
   }
@@ -153,7 +155,9 @@ RfaFitGeometry RfaMakeFitGeometry(const RfaParameters& params, const ZrFloatMatr
   RfaFitGeometry g;
   g.Radius = params.Sr - static_cast<double>(params.SMargin);
   g.ThetaMax = params.MappingAzThetaMax_deg * kPi / 180.0f;
-  g.Degrees = params.Size_l + 1;
+  // Saturated rather than overflowing: a degree that large fails as memory the basis cannot get.
+  g.Degrees = static_cast<int32_t>(
+      std::min<int64_t>(int64_t{params.Size_l} + 1, std::numeric_limits<int32_t>::max()));
   g.CenterX = image.ColSize / 2;
   g.CenterY = image.RowSize / 2;
   // A radius beyond the int range would overflow the offsets; the first pixel of such a
@@ -162,7 +166,8 @@ RfaFitGeometry RfaMakeFitGeometry(const RfaParameters& params, const ZrFloatMatr
     throw image.RangeError(std::numeric_limits<int32_t>::min(),
                            std::numeric_limits<int32_t>::min());
   }
-  g.First = std::isnan(g.Radius) ? 0 : static_cast<int32_t>(-g.Radius);
+  // A negative radius holds no pixel, whatever its size: the walk from 0 up to it is empty.
+  g.First = std::isnan(g.Radius) || g.Radius < 0 ? 0 : static_cast<int32_t>(-g.Radius);
   return g;
 }
 

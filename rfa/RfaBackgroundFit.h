@@ -7,10 +7,10 @@
 
 class RfaParameters;
 
-// Fits real spherical harmonics of degrees 0..Size_l to the non-zero pixels of the disc of
+// Fits real spherical harmonics of degrees 0..Size_l to the pixels of the disc of
 // radius Sr - SMargin about the image centre (azimuthal-equidistant mapping up to
-// MappingAzThetaMax_deg) and fills result, shaped like image, with the fitted background
-// (zero outside the disc).
+// MappingAzThetaMax_deg) that are no holes (RfaIsHole: 0 or not finite) and fills result,
+// shaped like image, with the fitted background at every disc pixel (zero outside the disc).
 void RfaSphericalHarmonicsBackground(ZrFloatMatrix& result, const RfaParameters& params,
                                      const ZrFloatMatrix& image);
 
@@ -27,7 +27,7 @@ struct RfaFitGeometry {
   double Radius = 0;         // Sr - SMargin, pixels
   long double ThetaMax = 0;  // radians
   int32_t Degrees = 0;       // Size_l + 1
-  int32_t First = 0;         // trunc(-Radius)
+  int32_t First = 0;         // trunc(-Radius); 0 for a negative radius
   int32_t CenterX = 0;
   int32_t CenterY = 0;
 };

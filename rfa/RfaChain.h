@@ -1,10 +1,16 @@
 // The host-free part of the RFA operation chain, shared by the plug-in and batch front-ends.
 #pragma once
 
+#include <functional>
+
 #include "numerics/ZrMatrix.h"
 
 class RfaParameters;
 class RfaKeyWriter;
+
+// Called after each checked operation with the operation's key group ("MoveToCenter", ...)
+// and the image it left.
+using RfaStepObserver = std::function<void(const char* group, const ZrFloatMatrix& image)>;
 
 // Runs the checked operations on image in their fixed order, each followed by its key group:
 // move to centre ("MoveToCenter"), division by the spherical-harmonics background
@@ -12,4 +18,5 @@ class RfaKeyWriter;
 // float with a ring width of 1 pixel ("AverageAlong"), MCP dip mask ("MaskMcpDip"), outside
 // mask ("MaskOutside"). With no operation checked the image and keys are left as they are.
 // Fetching the image, the log entry and sending the result belong to the caller.
-void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys);
+void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
+                               const RfaStepObserver& observer = nullptr);

@@ -14,10 +14,6 @@ int64_t WrappedShift(double shift, int32_t n) {
   return ((s % n) + n) % n;
 }
 
-bool IsHole(float v) {
-  return v == 0.0f || !std::isfinite(v);
-}
-
 }  // namespace
 
 void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy) {
@@ -41,8 +37,26 @@ void RfaMoveToCenter(ZrFloatMatrix& image, double sx, double sy) {
   std::copy(rolled.begin(), rolled.end(), image.Data);
 }
 
+namespace {
+
+// The ring statistic over one ring's values (reordered by the median).
+double RingValue(float* first, float* last, RfaRingStatistic statistic) {
+  const std::ptrdiff_t n = last - first;
+  if (statistic == RfaRingStatistic::Mean) {
+    double sum = 0.0;
+    for (const float* v = first; v != last; ++v) sum += *v;
+    return sum / static_cast<double>(n);
+  }
+  float* middle = first + n / 2;
+  std::nth_element(first, middle, last);
+  if (n % 2 == 1) return *middle;
+  return 0.5 * (static_cast<double>(*std::max_element(first, middle)) + *middle);
+}
+
+}  // namespace
+
 ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
-                                            float step) {
+                                            float step, RfaRingStatistic statistic) {
   if (!(step > 0.0f) || !std::isfinite(step)) {
     throw ZrError("Azimuthal average: step must be a positive number");
   }
@@ -70,70 +84,95 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
   const double farY = std::max(std::abs(y0 - ccy), std::abs(y1 - ccy));
   const double ringMin = std::floor(std::sqrt(nearX * nearX + nearY * nearY) / st);
   const double ringMax = std::floor(std::sqrt(farX * farX + farY * farY) / st);
+  // Beyond 2^53 ring numbers are no longer whole doubles (and soon beyond any integer).
+  if (!(ringMax < 0x1p53)) throw ZrError("Azimuthal average: centre is too far from the image");
   const double ringSpan = ringMax - ringMin + 1.0;
   if (ringSpan > static_cast<double>(1 << 24)) {
     throw ZrError("Azimuthal average: too many radial rings");
   }
-  const int64_t rings = static_cast<int64_t>(ringSpan);
+  const int32_t rings = static_cast<int32_t>(ringSpan);
   const int64_t firstRing = static_cast<int64_t>(ringMin);
-
-  std::vector<double> sum(static_cast<size_t>(rings), 0.0);
-  std::vector<int64_t> count(static_cast<size_t>(rings), 0);
+  auto distance = [&](int32_t x, int32_t y) {
+    const double dx = x0 + x - ccx;
+    const double dy = y0 + y - ccy;
+    return std::sqrt(dx * dx + dy * dy);
+  };
   auto ringOf = [&](double d) {
     const int64_t k = static_cast<int64_t>(std::floor(d / st)) - firstRing;
-    return std::clamp<int64_t>(k, 0, rings - 1);  // guards the rounding at either end
+    return static_cast<int32_t>(std::clamp<int64_t>(k, 0, rings - 1));  // rounding at the ends
   };
-  const int32_t cols = image.ColSize;
-  for (int32_t y = 0; y < image.RowSize; ++y) {
-    const double dy = y0 + y - ccy;
-    const float* row = image.Data + static_cast<int64_t>(y) * cols;
-    for (int32_t x = 0; x < cols; ++x) {
-      if (IsHole(row[x])) continue;
-      const double dx = x0 + x - ccx;
-      const size_t k = static_cast<size_t>(ringOf(std::sqrt(dx * dx + dy * dy)));
-      sum[k] += row[x];
-      ++count[k];
-    }
-  }
 
-  // Ring means; empty rings interpolated between their nearest filled neighbours (constant
-  // beyond the first and last filled ring).
-  std::vector<double> mean(static_cast<size_t>(rings), 0.0);
-  int64_t previous = -1;
-  for (int64_t k = 0; k < rings; ++k) {
-    if (count[k] == 0) continue;
-    mean[k] = sum[k] / static_cast<double>(count[k]);
-    const int64_t from = previous < 0 ? 0 : previous + 1;
-    for (int64_t j = from; j < k; ++j) {
-      mean[j] = previous < 0 ? mean[k]
-                             : mean[previous] + (mean[k] - mean[previous]) *
-                                                    static_cast<double>(j - previous) /
-                                                    static_cast<double>(k - previous);
+  // The measured pixels grouped by ring: ring k holds values[start[k] .. start[k + 1]).
+  const int32_t cols = image.ColSize;
+  std::vector<int32_t> ringOfPixel(static_cast<size_t>(image.Count()), -1);
+  std::vector<int64_t> start(static_cast<size_t>(rings) + 1, 0);
+  std::vector<double> radiusSum(static_cast<size_t>(rings), 0.0);
+  for (int32_t y = 0; y < image.RowSize; ++y) {
+    for (int32_t x = 0; x < cols; ++x) {
+      const int64_t i = static_cast<int64_t>(y) * cols + x;
+      if (RfaIsHole(image.Data[i])) continue;
+      const double d = distance(x, y);
+      const int32_t k = ringOf(d);
+      ringOfPixel[static_cast<size_t>(i)] = k;
+      ++start[static_cast<size_t>(k) + 1];
+      radiusSum[static_cast<size_t>(k)] += d;
     }
-    previous = k;
   }
-  if (previous < 0) {  // no data at all
+  for (int32_t k = 0; k < rings; ++k) start[k + 1] += start[k];
+  std::vector<float> values(static_cast<size_t>(start[rings]));
+  std::vector<int64_t> next(start.begin(), start.end() - 1);
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    const int32_t k = ringOfPixel[static_cast<size_t>(i)];
+    if (k >= 0) values[static_cast<size_t>(next[k]++)] = image.Data[i];
+  }
+  if (values.empty()) {  // no data at all
     background.Fill(0.0f);
     return ZrReturnFast(background);
   }
-  for (int64_t j = previous + 1; j < rings; ++j) mean[j] = mean[previous];
 
-  // Ring k stands at the middle of its width, radius (firstRing + k + 0.5) * step.
+  // Each filled ring gives one node of the profile: its statistic, placed at the mean distance
+  // of its pixels (a ring cut by the image edge or by holes is not centred on its middle).
+  std::vector<double> node(static_cast<size_t>(rings), 0.0);
+  std::vector<double> level(static_cast<size_t>(rings), 0.0);
+  std::vector<int32_t> below(static_cast<size_t>(rings), -1);  // last filled ring <= k
+  std::vector<int32_t> above(static_cast<size_t>(rings), -1);  // first filled ring >= k
+  for (int32_t k = 0, last = -1; k < rings; ++k) {
+    const int64_t n = start[k + 1] - start[k];
+    if (n > 0) {
+      node[k] = radiusSum[k] / static_cast<double>(n);
+      level[k] = RingValue(values.data() + start[k], values.data() + start[k + 1], statistic);
+      last = k;
+    }
+    below[k] = last;
+  }
+  for (int32_t k = rings - 1, first = -1; k >= 0; --k) {
+    if (start[k + 1] > start[k]) first = k;
+    above[k] = first;
+  }
+
+  // Linear in the distance between the nodes on either side; constant beyond the outer ones.
   for (int32_t y = 0; y < image.RowSize; ++y) {
-    const double dy = y0 + y - ccy;
     float* out = background.Data + static_cast<int64_t>(y) * cols;
     for (int32_t x = 0; x < cols; ++x) {
-      const double dx = x0 + x - ccx;
-      const double t = std::sqrt(dx * dx + dy * dy) / st - 0.5 - static_cast<double>(firstRing);
+      const double d = distance(x, y);
+      const int32_t k = ringOf(d);
+      int32_t lo = below[k];
+      int32_t hi = above[k];
+      if (lo == k) {  // a filled ring: its node splits it
+        if (d >= node[k]) {
+          hi = k + 1 < rings ? above[k + 1] : -1;
+        } else {
+          lo = k > 0 ? below[k - 1] : -1;
+          hi = k;
+        }
+      }
       double value;
-      if (t <= 0.0) {
-        value = mean.front();
-      } else if (t >= static_cast<double>(rings - 1)) {
-        value = mean.back();
+      if (lo < 0) {
+        value = level[hi];
+      } else if (hi < 0) {
+        value = level[lo];
       } else {
-        const size_t i = static_cast<size_t>(t);
-        const double f = t - static_cast<double>(i);
-        value = mean[i] + (mean[i + 1] - mean[i]) * f;
+        value = level[lo] + (level[hi] - level[lo]) * (d - node[lo]) / (node[hi] - node[lo]);
       }
       out[x] = static_cast<float>(value);
     }
@@ -148,7 +187,8 @@ ZrFloatMatrix RfaDivideByBackground(const ZrFloatMatrix& image, const ZrFloatMat
   result.Resize(image.ColSize, image.RowSize);
   for (int64_t i = 0; i < result.Count(); ++i) {
     const float b = background.Data[i];
-    result.Data[i] = b == 0.0f ? 0.0f : image.Data[i] / b;
+    const float v = image.Data[i];
+    result.Data[i] = b == 0.0f || !std::isfinite(v) ? 0.0f : v / b;
   }
   return ZrReturnFast(result);
 }

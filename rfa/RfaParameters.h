@@ -16,6 +16,13 @@ class RfaParameters {
   // touching nothing, when a read-mode tree has no such element.
   bool Exchange(ZrBarnXml& tree, const std::string& rackName = "ini");
 
+  // Refuses values the operations cannot compute with, naming the first such field by its file
+  // key and its range: "parameter Size_l_ = 2147483647 is out of range (-1 to 99)". Checked:
+  // Size_l_ -1 (no basis function) to 99, Sr_ 0 to 1e6, SMargin_ and Ax_, Ay_ -1e6 to 1e6.
+  // Other values, however odd (a dip larger than the image), are computed and give what they
+  // give.
+  void CheckRanges() const;
+
   // Copies every bound widget of a generated form into its field (toParameters true) or back.
   // Defined in app/RfaParametersBind.h so that no widget code enters this library.
   template <class Ui>

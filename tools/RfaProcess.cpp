@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,8 +22,10 @@
 #include "hostlink/ZrPluginLog.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
+#include "numerics/ZrMatrixOperator.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaResultCheck.h"
 
 namespace fs = std::filesystem;
 
@@ -80,21 +81,16 @@ const std::map<std::string, bool RfaParameters::*>& OffSwitches() {
   return switches;
 }
 
-bool ParseLongDouble(const std::string& text, long double& value) {
-  if (text.empty() || std::isspace(static_cast<unsigned char>(text[0]))) return false;
-  errno = 0;
-  char* end = nullptr;
-  value = std::strtold(text.c_str(), &end);
-  return errno == 0 && end == text.c_str() + text.size() && std::isfinite(value);
-}
-
+// Numbers on the command line are read as a parameter file reads them (ZrParseNumber), so a
+// text never means one number here and another there; here the whole text must be the number.
 int ParseCount(const std::string& option, const std::string& text, int lo, int hi) {
-  long double v = 0;
-  if (!ParseLongDouble(text, v) || v != std::floor(v) || v < lo || v > hi) {
+  bool whole = false;
+  const int32_t v = ZrParseNumber<int32_t>(text, &whole);
+  if (!whole || v < lo || v > hi) {
     throw ZrError(option + " needs a whole number from " + std::to_string(lo) + " to " +
                   std::to_string(hi) + ", not \"" + text + "\"");
   }
-  return static_cast<int>(v);
+  return v;
 }
 
 bool EndsWith(const std::string& s, const std::string& tail) {
@@ -148,8 +144,11 @@ std::string RfaProcessUsage() {
          "      --no-mask-outside   skip 5) outside mask\n"
          "  -o, --output DIR        output folder (created if missing); default: rfa-out\n"
          "  -j, --jobs N            process N files in parallel (1-64); default: 1\n"
+         "      --page N            page N of multi-page TIFF files (from 1); default: the\n"
+         "                          first, with a note for files that hold more\n"
          "      --png               also write OUT/<name>.before.png and .after.png\n"
-         "      --no-overwrite      fail for a file whose output already exists\n"
+         "      --no-overwrite      refuse to start when an output file already exists\n"
+         "      --allow-empty       write a result that is 0 everywhere (else it fails)\n"
          "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
          "      --count N           number of samples for --make-samples (default 3)\n"
          "      --size N            sample width and height in pixels (default 256)\n"
@@ -180,6 +179,9 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.outputDir = next();
     } else if (a == "-j" || a == "--jobs") {
       options.jobs = ParseCount("--jobs", next(), 1, 64);
+    } else if (a == "--page") {
+      options.page = ParseCount("--page", next(), 1, 65535) - 1;
+      options.pageChosen = true;
     } else if (a == "-s" || a == "--set") {
       const std::string& kv = next();
       const size_t eq = kv.find('=');
@@ -199,6 +201,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.pictures = true;
     } else if (a == "--no-overwrite") {
       options.overwrite = false;
+    } else if (a == "--allow-empty") {
+      options.allowEmpty = true;
     } else if (a == "--make-samples") {
       options.makeSamplesDir = next();
     } else if (a == "--count") {
@@ -220,7 +224,6 @@ void RfaSetParameter(RfaParameters& params, const std::string& key, const std::s
                          [&](const auto& f) { return f.first == key || f.first == key + "_"; });
   if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
   const std::string& name = it->first;
-  long double number = 0;
   std::visit(
       [&](auto member) {
         using T = std::decay_t<decltype(params.*member)>;
@@ -232,17 +235,15 @@ void RfaSetParameter(RfaParameters& params, const std::string& key, const std::s
           } else {
             throw ZrError("parameter " + name + " needs true or false, not \"" + value + "\"");
           }
-        } else if constexpr (std::is_same_v<T, int32_t>) {
-          if (!ParseLongDouble(value, number) || number != std::floor(number) ||
-              number < INT32_MIN || number > INT32_MAX) {
-            throw ZrError("parameter " + name + " needs a whole number, not \"" + value + "\"");
-          }
-          params.*member = static_cast<int32_t>(number);
         } else {
-          if (!ParseLongDouble(value, number)) {
-            throw ZrError("parameter " + name + " needs a number, not \"" + value + "\"");
+          bool whole = false;
+          const T number = ZrParseNumber<T>(value, &whole);
+          if (!whole) {
+            throw ZrError("parameter " + name + " needs " +
+                          (std::is_integral_v<T> ? "a whole number" : "a number") + ", not \"" +
+                          value + "\"");
           }
-          params.*member = static_cast<T>(number);
+          params.*member = number;
         }
       },
       it->second);
@@ -257,6 +258,7 @@ RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
     }
   }
   for (const auto& [key, value] : options.overrides) RfaSetParameter(params, key, value);
+  params.CheckRanges();
   params.MappingIsAzM2 = true;  // as every binding of the plug-in's panel leaves it
   return params;
 }
@@ -328,12 +330,18 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   }
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);
-  RfaApplyCheckedOperations(result.image, params, keys);
+  RfaResultCheck check(params, image);
+  RfaApplyCheckedOperations(result.image, params, keys, std::ref(check));
+  result.problem = check.Problem();
+  result.empty = check.IsEmpty();
   return result;
 }
 
-void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
-  const ZrFloatMatrix input = ZrImageRead(job.input);
+std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
+  ZrImagePage page;
+  page.index = job.page;
+  ZrFloatMatrix input = ZrImageRead(job.input, &page);
+  ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
   RfaProcessResult result;
   try {
     result = RfaProcessImage(input, params);
@@ -344,27 +352,33 @@ void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
       std::ostringstream hint;
       hint << " (screen Sx_=" << params.Sx << " Sy_=" << params.Sy << " Sr_=" << params.Sr
            << " SMargin_=" << params.SMargin << " on a " << input.ColSize << " x " << input.RowSize
-           << " image: set them with --set or --params)";
+           << " image: set them with --set or --parameters)";
       e.Message += hint.str();
     }
     e.Message = job.input + ": " + e.Message;
     throw;
   }
-  ZrImageWrite(job.outputImage, result.image);
-  try {
-    RfaWriteKeysFile(job.outputKeys, result.doubles, result.texts);
-  } catch (...) {
-    std::remove(job.outputImage.c_str());  // an image without its record is not a result
-    throw;
+  if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
+    throw ZrError(job.input + ": " + result.problem +
+                  (result.empty ? " (--allow-empty writes it anyway)" : ""));
   }
+  // Image, key record and pictures are written as one: an image without its record is no
+  // result, and a failed run must not cost the outputs of an earlier one.
+  std::vector<std::pair<std::string, std::string>> files = {
+      {job.outputImage, ZrEncodeTiff(result.image, job.outputImage)},
+      {job.outputKeys, RfaKeysText(result.doubles, result.texts)}};
   if (!job.beforePng.empty()) {
     float lo = 0;
     float hi = 0;
     RfaDisplayRange(input, lo, hi);
-    ZrImageWritePng(job.beforePng, input, lo, hi);
+    files.emplace_back(job.beforePng, ZrEncodePng(input, lo, hi, job.beforePng));
     RfaDisplayRange(result.image, lo, hi);
-    ZrImageWritePng(job.afterPng, result.image, lo, hi);
+    files.emplace_back(job.afterPng, ZrEncodePng(result.image, lo, hi, job.afterPng));
   }
+  ZrWriteFilesAtomic(files);
+  if (!job.notePages || page.count == 1) return "";
+  return job.input + ": note: the file holds " + std::to_string(page.count) + " pages; page " +
+         std::to_string(job.page + 1) + " was processed (choose one with --page N)";
 }
 
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
@@ -386,8 +400,8 @@ void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
   hi = at(0.995);
 }
 
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts) {
+std::string RfaKeysText(const std::map<std::string, double>& doubles,
+                        const std::map<std::string, std::string>& texts) {
   ZrBarnXml tree("w");
   tree.OpenRack("VELDRA-IMAGE-KEYS");
   tree.OpenRack("double");
@@ -413,7 +427,12 @@ void RfaWriteKeysFile(const std::string& path, const std::map<std::string, doubl
   tree.CloseRack("VELDRA-IMAGE-KEYS");
   std::string text;
   tree.GetText(text);
-  ZrWriteFileAtomic(path, text);
+  return text;
+}
+
+void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
+                      const std::map<std::string, std::string>& texts) {
+  ZrWriteFileAtomic(path, RfaKeysText(doubles, texts));
 }
 
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
@@ -448,17 +467,17 @@ void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& dou
   tree.CloseRack("VELDRA-IMAGE-KEYS");
 }
 
-std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
-                                    const RfaParameters& params, int threads,
-                                    const std::function<void(int, int)>& progress) {
+RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
+                        int threads, const std::function<void(int, int)>& progress) {
   std::vector<std::string> errors(jobs.size());
+  std::vector<std::string> notes(jobs.size());
   std::atomic<size_t> next{0};
   std::mutex progressMutex;
   int done = 0;
   auto worker = [&]() {
     for (size_t i = next++; i < jobs.size(); i = next++) {
       try {
-        RfaProcessFile(jobs[i], params);
+        notes[i] = RfaProcessFile(jobs[i], params);
       } catch (const ZrError& e) {
         errors[i] = e.Message;
       } catch (const std::exception& e) {
@@ -479,11 +498,12 @@ std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
     for (int t = 0; t < count; ++t) pool.emplace_back(worker);
     for (std::thread& t : pool) t.join();
   }
-  std::vector<std::string> failures;
-  for (const std::string& e : errors) {
-    if (!e.empty()) failures.push_back(e);
+  RfaRunReport report;
+  for (size_t i = 0; i < jobs.size(); ++i) {
+    if (!errors[i].empty()) report.failures.push_back(errors[i]);
+    if (!notes[i].empty()) report.notes.push_back(notes[i]);
   }
-  return failures;
+  return report;
 }
 
 int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
@@ -513,6 +533,11 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     if (!options.verbose) RfaSilenceDebugOutput();
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
+    for (RfaProcessJob& job : jobs) {
+      job.allowEmpty = options.allowEmpty;
+      job.page = options.page;
+      job.notePages = !options.pageChosen;
+    }
     std::error_code ec;
     outputDirMade = !fs::exists(options.outputDir, ec);
     fs::create_directories(options.outputDir, ec);
@@ -537,8 +562,10 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
         << "/" << total << (done == total ? "\n" : "") << std::flush;
   };
   bar(0, static_cast<int>(jobs.size()));
-  const std::vector<std::string> failures = RfaRunJobs(jobs, params, options.jobs, bar);
-  for (const std::string& f : failures) err << kProgramName << ": " << f << "\n";
+  const RfaRunReport report = RfaRunJobs(jobs, params, options.jobs, bar);
+  for (const std::string& n : report.notes) err << kProgramName << ": " << n << "\n";
+  for (const std::string& f : report.failures) err << kProgramName << ": " << f << "\n";
+  const std::vector<std::string>& failures = report.failures;
   if (outputDirMade && failures.size() == jobs.size()) {
     std::error_code ec;
     fs::remove(options.outputDir, ec);  // only when empty: a folder made for nothing goes again

@@ -20,8 +20,11 @@ struct RfaProcessOptions {
   std::string parameterFile;  // ".rfa_bg"; empty: the built-in defaults
   std::vector<std::pair<std::string, std::string>> overrides;  // file key, value text
   int jobs = 1;
-  bool pictures = false;  // also write <name>.before.png and <name>.after.png
+  int page = 0;             // page of multi-page TIFF files, from 0
+  bool pageChosen = false;  // --page was given
+  bool pictures = false;    // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
+  bool allowEmpty = false;  // an all-zero result counts as a result
   bool help = false;
   bool verbose = false;  // keep the libraries' diagnostic output
   bool version = false;
@@ -40,7 +43,8 @@ std::string RfaProcessUsage();
 // Unlike a parameter file, which reads a malformed number as 0, a bad value is refused.
 void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value);
 
-// Defaults, then the parameter file, then the overrides in order.
+// Defaults, then the parameter file, then the overrides in order; values no operation can
+// compute with are refused (RfaParameters::CheckRanges).
 RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
 
 // One image of a batch: where it comes from and where its results go.
@@ -50,6 +54,9 @@ struct RfaProcessJob {
   std::string outputKeys;   // <outputDir>/<stem>.keys.xml
   std::string beforePng;    // optional pictures for people; empty: none
   std::string afterPng;
+  bool allowEmpty = false;  // an all-zero result is written and counts as done
+  int page = 0;             // the page of a multi-page TIFF to process, from 0
+  bool notePages = true;    // say so when the file holds pages that are not processed
 };
 
 // Expands folders (their image files, not recursive, sorted by name, hidden files and the
@@ -63,34 +70,48 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
 // pixels (zeros are the masked parts), so that a few extreme pixels do not grey out the rest.
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi);
 
-// The result of the chain: the image and the key record the plug-in sends to its host.
+// The result of the chain: the image and the key record the plug-in sends to its host, and
+// what makes the image no result (RfaResultCheck): "" when it is one.
 struct RfaProcessResult {
   ZrFloatMatrix image;
   std::map<std::string, double> doubles;
   std::map<std::string, std::string> texts;
+  std::string problem;
+  bool empty = false;  // 0 everywhere, nothing non-finite
 };
 
-// The processing-log entry ("log") followed by the checked operations, as the plug-in does.
+// The processing-log entry ("log") followed by the checked operations, as the plug-in does,
+// judged as they go.
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
 
-// Reads job.input, processes it and writes the float TIFF and the key file. Either both
-// outputs exist afterwards or neither does; failures throw ZrError naming the file.
-void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
+// Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
+// the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
+// failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
+// file. A result with a non-finite pixel, or 0 everywhere (unless
+// job.allowEmpty), is a failure that says why it is likely. Returns a note for the user ("" for
+// none): that a multi-page file had only one page processed.
+std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
 // holding one "entry" (children "key" and "value") per key. Doubles are written with 17
 // significant digits, so they read back exactly.
+std::string RfaKeysText(const std::map<std::string, double>& doubles,
+                        const std::map<std::string, std::string>& texts);
 void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
                       const std::map<std::string, std::string>& texts);
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
                      std::map<std::string, std::string>& texts);
 
+// What a run of jobs reports, each list in job order.
+struct RfaRunReport {
+  std::vector<std::string> failures;  // "<file>: <reason>" per failed job
+  std::vector<std::string> notes;     // "<file>: note: ..." per job done with a note
+};
+
 // Runs the jobs on `threads` worker threads (each job independent; results do not depend
 // on the thread count). progress(done, total) is called after each job, serialised.
-// Returns one message per failed job ("<file>: <reason>"), in job order.
-std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
-                                    const RfaParameters& params, int threads,
-                                    const std::function<void(int, int)>& progress);
+RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
+                        int threads, const std::function<void(int, int)>& progress);
 
 // The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
 // every index (screen off the image centre, MCP dip), background tilt, fine structure and

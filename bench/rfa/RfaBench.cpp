@@ -1,20 +1,35 @@
-// Timing of the screen search and the azimuthal-average background on a 1024 x 1024 screen.
+// Timing of the screen search, the azimuthal-average background with its robust (median) and
+// plain (mean) ring statistic, and, for scale, the spherical-harmonics fit on the same screens.
 #include <benchmark/benchmark.h>
 
+#include <QtGlobal>
+#include <map>
+
+#include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
+#include "rfa/RfaParameters.h"
 #include "rfa/RfaScreenAdjust.h"
 #include "tests/common/ZrTestScreens.h"
 
 namespace {
 
-const ZrFloatMatrix& Screen1024() {
-  static const ZrFloatMatrix screen = RfaMakeSyntheticScreen(
-      RfaScreenOptions(1024, 1024, 521.5, 503.0, 440.0, 560.0, 470.0, 40.0, 7));
-  return screen;
+// A size x size screen (the 1024 one scaled): off-centre, with its MCP dip and spots.
+const ZrFloatMatrix& Screen(int32_t size) {
+  static std::map<int32_t, ZrFloatMatrix> screens;
+  auto it = screens.find(size);
+  if (it == screens.end()) {
+    const double s = size / 1024.0;
+    it = screens
+             .emplace(size, RfaMakeSyntheticScreen(RfaScreenOptions(size, size, 521.5 * s,
+                                                                    503.0 * s, 440.0 * s, 560.0 * s,
+                                                                    470.0 * s, 40.0 * s, 7)))
+             .first;
+  }
+  return it->second;
 }
 
 void BM_AdjustScreen(benchmark::State& state) {
-  const ZrFloatMatrix& screen = Screen1024();
+  const ZrFloatMatrix& screen = Screen(1024);
   for (auto _ : state) {
     RfaScreenAdjustResult r = RfaAdjustScreen(screen, 0.1, static_cast<int32_t>(state.range(0)));
     benchmark::DoNotOptimize(r.cx);
@@ -22,14 +37,42 @@ void BM_AdjustScreen(benchmark::State& state) {
 }
 BENCHMARK(BM_AdjustScreen)->Arg(10)->Arg(4)->Unit(benchmark::kMillisecond);
 
+// Arguments: image size, ring statistic (0 median, 1 mean).
 void BM_AzimuthalAverageBackground(benchmark::State& state) {
-  const ZrFloatMatrix& screen = Screen1024();
+  const int32_t size = static_cast<int32_t>(state.range(0));
+  const ZrFloatMatrix& screen = Screen(size);
+  const auto statistic = state.range(1) == 0 ? RfaRingStatistic::Median : RfaRingStatistic::Mean;
   for (auto _ : state) {
-    ZrFloatMatrix bg = RfaAzimuthalAverageBackground(screen, 512.0f, 512.0f, 1.0f);
+    ZrFloatMatrix bg =
+        RfaAzimuthalAverageBackground(screen, size / 2.0f, size / 2.0f, 1.0f, statistic);
+    benchmark::DoNotOptimize(bg.Data);
+  }
+  state.SetLabel(statistic == RfaRingStatistic::Median ? "median" : "mean");
+}
+BENCHMARK(BM_AzimuthalAverageBackground)
+    ->ArgsProduct({{1024, 2048}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
+
+// The fit the chain runs before the azimuthal step (degree 5, margin 10, the screen's radius).
+void BM_SphericalHarmonicsBackground(benchmark::State& state) {
+  qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+  const int32_t size = static_cast<int32_t>(state.range(0));
+  const ZrFloatMatrix& screen = Screen(size);
+  RfaParameters p;
+  p.Sr = 440.0 * size / 1024.0;
+  p.SMargin = 10;
+  p.Size_l = 5;
+  ZrFloatMatrix bg;
+  for (auto _ : state) {
+    RfaSphericalHarmonicsBackground(bg, p, screen);
     benchmark::DoNotOptimize(bg.Data);
   }
 }
-BENCHMARK(BM_AzimuthalAverageBackground)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SphericalHarmonicsBackground)
+    ->Arg(1024)
+    ->Arg(2048)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
 
 }  // namespace
 

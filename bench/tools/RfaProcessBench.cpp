@@ -39,7 +39,8 @@ void BM_RfaProcessEightImages(benchmark::State& state) {
   Batch& batch = SharedBatch();
   const int threads = static_cast<int>(state.range(0));
   for (auto _ : state) {
-    const std::vector<std::string> failures = RfaRunJobs(batch.jobs, batch.params, threads, {});
+    const std::vector<std::string> failures =
+        RfaRunJobs(batch.jobs, batch.params, threads, {}).failures;
     if (!failures.empty()) state.SkipWithError(failures.front().c_str());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(batch.jobs.size()));

@@ -1,5 +1,6 @@
-// Fuzz target for the raw float and TIFF readers: the first byte picks the reader, the rest
-// is the file. A ZrError is the expected answer to bad input; anything else is a finding.
+// Fuzz target for the raw float, TIFF and PNG readers: the first byte picks the reader (bit 0
+// TIFF, else bit 1 PNG, else raw float; for TIFF bits 2-3 the page), the rest is the file. A
+// ZrError is the expected answer to bad input; anything else is a finding.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -12,7 +13,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   try {
     if (data[0] & 1) {
-      const ZrFloatMatrix image = ZrDecodeTiff(bytes, "fuzz.tif");
+      ZrImagePage page;
+      page.index = (data[0] >> 2) & 3;
+      const ZrFloatMatrix image = ZrDecodeTiff(bytes, "fuzz.tif", &page);
+      if (page.index >= page.count) std::abort();  // a page it lacks is refused
       // What was read must survive our own writer and reader unchanged.
       if (image.Count() > 0) {
         const ZrFloatMatrix again = ZrDecodeTiff(ZrEncodeTiff(image, "fuzz.tif"), "fuzz.tif");
@@ -20,6 +24,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             std::memcmp(again.Data, image.Data, 4 * static_cast<size_t>(image.Count())) != 0) {
           std::abort();
         }
+      }
+    } else if (data[0] & 2) {
+      const ZrFloatMatrix image = ZrDecodePng(bytes, "fuzz.png");
+      for (int64_t i = 0; i < image.Count(); ++i) {
+        if (!(image.Data[i] >= 0.0f && image.Data[i] <= 65535.0f)) std::abort();  // grey levels
       }
     } else {
       const ZrFloatMatrix image = ZrDecodeRawFloat(bytes, "fuzz.rawf");

@@ -175,9 +175,25 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageAndYesTheWholeSeries) {
   EXPECT_EQ(call.startPath, "default/_index.xmlsrs");
   EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
   AnswerSaveDialog(call, Path("out/_index.xmlsrs"));
+  host_.ClearRequests();
   RfaModalBoxAnswerer answerer({QMessageBox::Yes});
   EXPECT_TRUE(Click("pushButton_8").empty());
   EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
+  // Each image: loaded, its index keys read, processed in place, the keys written back, saved.
+  std::string calls =
+      "WindowGetFocusedID GetIsModeImage GetIsModeSeries GetIsModeImage "
+      "SeriesKeyStringGet SeriesGetCount";
+  for (int i = 0; i < 3; ++i) {
+    calls +=
+        " SeriesImageIndexSetWithLoadImage GetIsLoaded GetFileName "
+        "SeriesIndexKeyDoubleGet SeriesIndexKeyStringGet SeriesImageIndexSet "
+        "FIImageGetBySharedMemory ImageKeyDoubleGet ImageKeyStringGet "
+        "FIImageSetBySharedMemory ImageKeyDoubleSet ImageKeyStringSet "
+        "SeriesIndexKeyDoubleSet SeriesIndexKeyStringSet SeriesImageSave";
+  }
+  std::string called;
+  for (const std::string& function : Functions()) called += (called.empty() ? "" : " ") + function;
+  EXPECT_EQ(called, calls + " SeriesSaveRenew");
   const ZrRefHostWindow w = Window(series);
   for (int i = 0; i < 3; ++i) {
     const QString saved = Path(QString("out/s%1.rawf").arg(i));

@@ -98,6 +98,7 @@ TEST_F(ZrBarnFileTest, OpenWriteAndTaggingFailures) {
   const std::string missing = Path("missing.xml");
   const std::string noDir = Path("no/such/dir.xml");
   EXPECT_ZR_ERROR(ZrBarnFile(missing, "r"), missing + ": Cannot File Open");
+  EXPECT_ZR_ERROR(ZrBarnFile(Path(""), "r"), Path("") + ": Cannot File Open");  // a folder
   EXPECT_ZR_ERROR(ZrBarnFile(noDir, "w"), "Cannot File Open " + noDir);
   EXPECT_ZR_ERROR(ZrQBarnXml(missing, "r"), "Cannot open:" + missing);
   ZrQBarnFile w(noDir, "w");

@@ -259,6 +259,31 @@ TEST(ZrHostReply, ReturnCodeIsTheErrorMissingValuesTheDefaults) {
   EXPECT_EQ(ZrHostReply::Count(e), 0);
 }
 
+// A region record in its own element or flat in the command element; without its geometry the
+// answer is refused rather than read as a region at (0, 0) of size 0.
+TEST(ZrHostReply, RegionRecordNestedOrFlatOrRefused) {
+  const std::string fields =
+      "<regionType>ELLIPSE</regionType>\n<cx>10.5</cx>\n<cy>-3</cy>\n"
+      "<w>8</w>\n<h>6</h>\n<name>dip</name>\n";
+  const std::string bodies[] = {"<region>" + fields + "</region>\n", fields,
+                                "<RegionID>3</RegionID>\n",
+                                "<cx>10.5</cx>\n<cy>-3</cy>\n<w>8</w>\n"};
+  for (const std::string& body : bodies) {
+    ZrCmdPackUnpack response = Response("<air><i0>" + body + "</i0>\n</air>\n");
+    ZrRegion region;
+    if (body.find("<h>") == std::string::npos) {
+      EXPECT_ZR_ERROR(ZrHostReply::RegionRecord(response, region),
+                      "The host's answer holds no region record (cx, cy, w, h)");
+      continue;
+    }
+    ZrHostReply::RegionRecord(response, region);
+    EXPECT_EQ(
+        std::make_tuple(region.regionType, region.cx, region.cy, region.w, region.h, region.name),
+        std::make_tuple("ELLIPSE", 10.5f, -3.0f, 8.0f, 6.0f, "dip"))
+        << body;
+  }
+}
+
 TEST(ZrPluginLog, EntriesInOrderWithTheirTextForms) {
   ZrPluginLog log;
   log.Open("prog", "1");

@@ -194,7 +194,7 @@ TEST_F(ImageFileTest, WrittenTiffIsOneChannelFloatForOtherReaders) {
             std::vector<uint32_t>({32, SAMPLEFORMAT_IEEEFP, 1, 9, 4}));
 }
 
-TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
+TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersAndTheChosenPage) {
   std::vector<uint8_t> p8(25);
   std::vector<uint16_t> p16(25);
   for (uint32_t i = 0; i < 25; ++i) {
@@ -209,28 +209,47 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersFirstPageOnly) {
   for (const char* name : {"g16le.tif", "g16be.tif"}) {
     EXPECT_EQ(Pixels(ZrImageRead(Path(name))), std::vector<float>(p16.begin(), p16.end())) << name;
   }
+  // A chosen page, and the page count of every file.
+  ZrImagePage page;
+  page.index = 1;
+  EXPECT_EQ(Pixels(ZrImageRead(Path("g16be.tif"), &page)), std::vector<float>(25, 7.0f));
+  EXPECT_EQ(page.count, 2);
+  page.index = 2;
+  EXPECT_ZR_ERROR(ZrImageRead(Path("g8.tif"), &page),
+                  Path("g8.tif") + ": holds 2 pages; there is no page 3");
+  page.index = 0;
+  ZrImageRead(Path("g16le.tif"), &page);
+  EXPECT_EQ(page.count, 1);
+  ZrImageWrite(Path("r.rawf"), MakeTestImage(2, 2, 0, 0));
+  page.index = 1;
+  EXPECT_ZR_ERROR(ZrImageRead(Path("r.rawf"), &page),
+                  Path("r.rawf") + ": holds 1 page; there is no page 2");
 }
 
+// Square and oblong tiles, so that a row count taken from the tile width shows.
 TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
-  const ZrFloatMatrix image = MakeTestImage(40, 23, 0, 0);  // 3 x 2 tiles of 16 x 16
-  TIFF* tif = TIFFOpen(Path("tiled.tif").c_str(), "w");
-  ASSERT_NE(tif, nullptr);
-  SetGreyTags(tif, 40, 23, 32, COMPRESSION_ADOBE_DEFLATE);
-  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
-  TIFFSetField(tif, TIFFTAG_TILEWIDTH, 16);
-  TIFFSetField(tif, TIFFTAG_TILELENGTH, 16);
-  std::vector<float> tile(16 * 16);
-  for (uint32_t y0 = 0; y0 < 23; y0 += 16) {
-    for (uint32_t x0 = 0; x0 < 40; x0 += 16) {
-      for (uint32_t i = 0; i < 16 * 16; ++i) {
-        const uint32_t x = x0 + i % 16, y = y0 + i / 16;
-        tile[i] = x < 40 && y < 23 ? image.Data[y * 40 + x] : -99.0f;
+  const ZrFloatMatrix image = MakeTestImage(40, 45, 0, 0);
+  for (const auto& [tileWidth, tileLength] : {std::pair{16u, 16u}, {16u, 32u}, {32u, 16u}}) {
+    const std::string path = Path("tiled" + std::to_string(tileLength) + ".tif");
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    SetGreyTags(tif, 40, 45, 32, COMPRESSION_ADOBE_DEFLATE);
+    TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+    TIFFSetField(tif, TIFFTAG_TILEWIDTH, tileWidth);
+    TIFFSetField(tif, TIFFTAG_TILELENGTH, tileLength);
+    std::vector<float> tile(tileWidth * tileLength);
+    for (uint32_t y0 = 0; y0 < 45; y0 += tileLength) {
+      for (uint32_t x0 = 0; x0 < 40; x0 += tileWidth) {
+        for (uint32_t i = 0; i < tile.size(); ++i) {
+          const uint32_t x = x0 + i % tileWidth, y = y0 + i / tileWidth;
+          tile[i] = x < 40 && y < 45 ? image.Data[y * 40 + x] : -99.0f;
+        }
+        ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
       }
-      ASSERT_GE(TIFFWriteTile(tif, tile.data(), x0, y0, 0, 0), 0);
     }
+    TIFFClose(tif);
+    EXPECT_TRUE(SameBits(ZrImageRead(path), image)) << tileWidth << " x " << tileLength;
   }
-  TIFFClose(tif);
-  EXPECT_TRUE(SameBits(ZrImageRead(Path("tiled.tif")), image));
 }
 
 TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {
@@ -335,6 +354,8 @@ const MalformedCase kMalformed[] = {
     {"UnknownContent", "a.dat", "hello", "unknown image file format"},
     {"TiffGarbage", "a.tif", std::string("II*\0\xff\xff\xff\x7f", 8),
      "not a valid TIFF file (Can not read TIFF directory count)"},
+    {"TiffHeaderOnly", "a.tif", std::string("II*\0\0\0\0\0", 8),
+     "not a valid TIFF file (no image directory)"},
     {"TiffOneBit", "a.tif", HandTiff(8, 1, 1, 1, 1, std::string(1, '\0'), 1),
      "unsupported TIFF sample format (1 bits, sample format 1, 1 samples per pixel); one channel "
      "of 8/16-bit unsigned or 32-bit float expected"},
@@ -370,7 +391,10 @@ const MalformedCase kMalformed[] = {
     {"XmlEmptyImage", "a.xml", "<VELDRA-IMAGE-FILE><image>",
      "matrix XML image file holds no float matrix under \"image\""},
     {"PngGarbage", "a.png", std::string("\x89PNG\r\n\x1a\nxx", 10),
-     "not a readable PNG file (Unable to read image data)"},
+     "not a readable PNG file (the file is truncated)"},
+    {"PngBadChecksum", "a.png",
+     std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR\0\0\0\x02\0\0\0\x02\x08\0\0\0\0\0\0\0\0", 33),
+     "not a readable PNG file (IHDR: CRC error)"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Table, MalformedImage, ::testing::ValuesIn(kMalformed),

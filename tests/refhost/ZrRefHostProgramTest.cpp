@@ -75,6 +75,16 @@ TEST(ZrRefHostProgram, BadPortIsRefused) {
   EXPECT_EQ(program.readAllStandardError().toStdString(), "veldra-refhost: bad port 70000\n");
 }
 
+TEST(ZrRefHostProgram, HelpListsTheViewerOptions) {
+  QProcess program;
+  program.start(ZR_REFHOST_EXE, {"--help"});
+  ASSERT_TRUE(program.waitForFinished(10000));
+  const std::string help = program.readAllStandardOutput().toStdString();
+  for (const char* option : {"--gui", "--plugin-dir <folder>", "--port <port>"}) {
+    EXPECT_NE(help.find(option), std::string::npos) << option << " in\n" << help;
+  }
+}
+
 using ZrRefHostDump = ZrRefHostFixture;
 
 TEST_F(ZrRefHostDump, DumpWritesImageAndRecordOfEveryWindow) {

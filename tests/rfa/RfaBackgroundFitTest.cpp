@@ -113,9 +113,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, RfaNormalEquationsBits,
                          ZrCaseName());
 
 // An image whose disc pixels are sum_k c_k Y_k at the fit's own (azimuthal-equidistant)
-// direction of each pixel, about (Cols / 2, Rows / 2), with a blanked patch (zeros) inside the
-// disc. From degree 10 on the normal matrix is badly conditioned: the coefficients may move,
-// the fitted background must not.
+// direction of each pixel, about (Cols / 2, Rows / 2), with a blanked patch inside the disc
+// whose pixels are every kind of hole (0, infinities, NaN). From degree 10 on the normal matrix is
+// badly conditioned: the coefficients may move, the fitted background must not.
 struct ReproduceCase {
   const char* name;
   int32_t Cols, Rows;
@@ -158,7 +158,8 @@ TEST_P(RfaBackgroundReproduces, AnExactCombinationOfBasisFunctions) {
       for (size_t k = 0; k < c.size(); ++k) value += c[k] * Y[k];
       truth(x + cx, y + cy) = static_cast<float>(value);
       const bool blanked = x > 5 && x < 12 && y > -4 && y < 3;
-      if (!blanked) image(x + cx, y + cy) = static_cast<float>(value);
+      const float holes[] = {0.0f, INFINITY, -INFINITY, NAN};
+      image(x + cx, y + cy) = blanked ? holes[(x + y) & 3] : static_cast<float>(value);
     }
   }
   ZrFloatMatrix background;
@@ -264,7 +265,11 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureCase{"RadiusBeyondTheIntRange", 40, 40, 1.0f, 3e9, 0, 2,
                                   "Matrix over range. access=(-2147483648,-2147483648) "
                                   "size=(40,40) begin=(0,0)FastReturn=false"},
-                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"}),
+                      FailureCase{"RadiusFarBelowZeroHoldsNoPixel", 40, 40, 1.0f, -1e300, 0, 2,
+                                  "Sirngular matrirx irn routirne luExtractiron"},
+                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"},
+                      FailureCase{"LargestDegreeGetsNoMemory", 40, 40, 1.0f, 15, 0, 2147483647,
+                                  "Cannot Get Memory"}),
     ZrCaseName());
 
 }  // namespace

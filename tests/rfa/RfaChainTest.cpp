@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <set>
 #include <sstream>
@@ -13,6 +14,7 @@
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
+#include "rfa/RfaResultCheck.h"
 #include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
@@ -93,6 +95,66 @@ INSTANTIATE_TEST_SUITE_P(
                     SingleStepCase{"MaskMcpDip", &RfaParameters::IsMaskMcpDip, "MaskMcpDip"},
                     SingleStepCase{"MaskOutside", &RfaParameters::IsMaskOutside, "MaskOutside"}),
     ZrCaseName());
+
+// The step observer sees every checked step once, in order, with the image it left; the check
+// that follows it tells a result from an empty or non-finite image and names the likely cause.
+TEST_F(ChainFixture, ResultCheckNamesTheStepThatLeftNothingOrNonFinitePixels) {
+  const char* all = "MoveToCenter RFA_background AverageAlong MaskMcpDip MaskOutside";
+  struct Case {
+    const char* steps;  // the checked steps, in the chain's order
+    void (*change)(RfaParameters&, ZrFloatMatrix&);
+    const char* problem;
+    bool empty;
+  };
+  const Case cases[] = {
+      {all, [](RfaParameters&, ZrFloatMatrix&) {}, "", false},
+      {all, [](RfaParameters&, ZrFloatMatrix& m) { m(90, 100) = m(100, 90) = INFINITY; }, "",
+       false},
+      {all, [](RfaParameters& q, ZrFloatMatrix&) { q.Size_l = -1; },
+       "the result is 0 everywhere: the spherical-harmonics degree Size_l_=-1 is below 0, so "
+       "that background is 0",
+       true},
+      {all, [](RfaParameters& q, ZrFloatMatrix&) { q.McpDipR = 1e30; },
+       "the result is 0 everywhere: the MCP dip mask (McpDipCx_=117 McpDipCy_=87 "
+       "McpDipR_=1e+30) covers every pixel left",
+       true},
+      {all, [](RfaParameters& q, ZrFloatMatrix&) { q.MaskCx = q.MaskCy = -500; },
+       "the result is 0 everywhere: the outside mask (MaskCx_=-500 MaskCy_=-500 MaskRx_=76 "
+       "MaskRy_=76) keeps none of the pixels left: the screen (Sx_=93 Sy_=108 Sr_=80) likely "
+       "lies elsewhere on this 200 x 200 image or outside it, or the parameters are for another "
+       "image",
+       true},
+      {"MaskMcpDip", [](RfaParameters&, ZrFloatMatrix& m) { m.Fill(0.0f); },
+       "the result is 0 everywhere: the image holds no finite pixel other than 0", true},
+      {"MaskMcpDip", [](RfaParameters&, ZrFloatMatrix& m) { m(90, 100) = m(100, 90) = -INFINITY; },
+       "the result holds 2 non-finite pixels: the image's own infinite pixels, which no checked "
+       "operation replaces",
+       false},
+  };
+  const std::pair<const char*, bool RfaParameters::*> flags[] = {
+      {"MoveToCenter", &RfaParameters::IsMoveCenter},
+      {"RFA_background", &RfaParameters::IsBgSh},
+      {"AverageAlong", &RfaParameters::IsBgAz},
+      {"MaskMcpDip", &RfaParameters::IsMaskMcpDip},
+      {"MaskOutside", &RfaParameters::IsMaskOutside}};
+  for (const Case& c : cases) {
+    RfaParameters q = p;
+    for (const auto& [group, flag] : flags)
+      q.*flag = std::string(c.steps).find(group) != std::string::npos;
+    ZrFloatMatrix image = screen;
+    c.change(q, image);
+    RfaResultCheck check(q, image);
+    std::string seen;
+    RfaApplyCheckedOperations(image, q, keys, [&](const char* group, const ZrFloatMatrix& m) {
+      seen += (seen.empty() ? "" : " ") + std::string(group);
+      check(group, m);
+      EXPECT_EQ(&m, &image) << group;
+    });
+    EXPECT_EQ(seen, c.steps);
+    EXPECT_EQ(check.Problem(), c.problem) << c.steps;
+    EXPECT_EQ(check.IsEmpty(), c.empty) << c.problem;
+  }
+}
 
 // Both key maps as one text, "<key>=<number>" and "<key>="<text>"" separated by blanks.
 std::string KeysText(const std::map<std::string, double>& doubles,

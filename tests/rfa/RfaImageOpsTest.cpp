@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -196,8 +197,8 @@ struct AzimuthalCase {
   double holeFrom, holeTo;  // every pixel at a distance in [holeFrom, holeTo) is a hole
 };
 
-// Random pixels in 1 .. 100 with about a fifth of them holes (zero), one NaN pixel, and the
-// case's band of holes about the centre, which empties whole rings.
+// Random pixels in 1 .. 100 with about a fifth of them holes (zero), a NaN and an infinite
+// pixel, and the case's band of holes about the centre, which empties whole rings.
 ZrFloatMatrix RandomImageWithHoles(const AzimuthalCase& c) {
   ZrFloatMatrix m(c.cols, c.rows);
   m.SetBegin(c.colBegin, c.rowBegin);
@@ -207,6 +208,7 @@ ZrFloatMatrix RandomImageWithHoles(const AzimuthalCase& c) {
     m.Data[i] = bits % 5 == 0 ? 0.0f : 1.0f + static_cast<float>(bits % 9901) / 100.0f;
   }
   m.Data[m.Count() / 3] = std::numeric_limits<float>::quiet_NaN();
+  m.Data[m.Count() / 2] = -std::numeric_limits<float>::infinity();
   for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
     for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
       const double d = std::hypot(x - c.cx, y - c.cy);
@@ -216,54 +218,41 @@ ZrFloatMatrix RandomImageWithHoles(const AzimuthalCase& c) {
   return m;
 }
 
-// Brute force: every ring's mean over its non-zero, non-NaN pixels, ring k holding the pixels
-// at distances in [k, k + 1) x step; empty rings interpolated linearly between the nearest
-// filled ones on each side (or copied from the one filled side; zeros without any data). Ring
-// k stands at radius (k + 0.5) x step.
-std::vector<double> BruteForceRingMeans(const ZrFloatMatrix& image, double cx, double cy,
-                                        double step) {
-  std::vector<double> sum, count;
+// Brute force: the nodes (mean distance, statistic) of the rings that hold finite non-zero
+// pixels, ring k holding the distances [k, k + 1) x step, read linearly between the nodes
+// around a distance and constant beyond the outer ones; 0 without any node.
+double BruteForceProfile(const ZrFloatMatrix& image, double cx, double cy, double step,
+                         RfaRingStatistic statistic, double radius) {
+  std::map<int64_t, std::pair<double, std::vector<double>>> rings;  // distance sum, values
   for (int32_t y = image.RowBegin; y < image.RowBegin + image.RowSize; ++y) {
     for (int32_t x = image.ColBegin; x < image.ColBegin + image.ColSize; ++x) {
-      const size_t k = static_cast<size_t>(std::floor(std::hypot(x - cx, y - cy) / step));
-      if (k >= sum.size()) {
-        sum.resize(k + 1, 0.0);
-        count.resize(k + 1, 0.0);
-      }
       const float v = image(x, y);
-      if (v == 0.0f || std::isnan(v)) continue;
-      sum[k] += v;
-      count[k] += 1;
+      if (v == 0.0f || !std::isfinite(v)) continue;
+      const double d = std::hypot(x - cx, y - cy);
+      auto& ring = rings[static_cast<int64_t>(std::floor(d / step))];
+      ring.first += d;
+      ring.second.push_back(v);
     }
   }
-  std::vector<size_t> filled;
-  for (size_t k = 0; k < sum.size(); ++k) {
-    if (count[k] > 0) filled.push_back(k);
+  std::vector<std::pair<double, double>> nodes;
+  for (auto& [k, ring] : rings) {
+    std::vector<double>& v = ring.second;
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    const double median = n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+    double mean = 0;
+    for (double value : v) mean += value / static_cast<double>(n);
+    nodes.emplace_back(ring.first / static_cast<double>(n),
+                       statistic == RfaRingStatistic::Median ? median : mean);
   }
-  const auto mean = [&](size_t k) { return sum[k] / count[k]; };
-  std::vector<double> result(sum.size(), 0.0);
-  for (size_t k = 0; k < sum.size() && !filled.empty(); ++k) {
-    const auto above = std::lower_bound(filled.begin(), filled.end(), k);
-    if (above == filled.end()) {
-      result[k] = mean(filled.back());
-    } else if (*above == k || above == filled.begin()) {
-      result[k] = mean(*above);
-    } else {
-      const size_t lo = *(above - 1), hi = *above;
-      result[k] = mean(lo) + (mean(hi) - mean(lo)) * static_cast<double>(k - lo) /
-                                 static_cast<double>(hi - lo);
-    }
+  if (nodes.empty()) return 0.0;
+  if (radius <= nodes.front().first) return nodes.front().second;
+  for (size_t i = 1; i < nodes.size(); ++i) {
+    const auto& [r0, v0] = nodes[i - 1];
+    const auto& [r1, v1] = nodes[i];
+    if (radius <= r1) return v0 + (v1 - v0) * (radius - r0) / (r1 - r0);
   }
-  return result;
-}
-
-double ReadProfile(const std::vector<double>& ring, double radius, double step) {
-  const double t = radius / step - 0.5;
-  if (t <= 0.0) return ring.front();
-  const size_t i = static_cast<size_t>(std::floor(t));
-  if (i + 1 >= ring.size()) return ring.back();
-  const double f = t - static_cast<double>(i);
-  return ring[i] * (1.0 - f) + ring[i + 1] * f;
+  return nodes.back().second;
 }
 
 class RfaAzimuthalBackgroundBruteForce : public testing::TestWithParam<AzimuthalCase> {};
@@ -271,16 +260,19 @@ class RfaAzimuthalBackgroundBruteForce : public testing::TestWithParam<Azimuthal
 TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
   const AzimuthalCase& c = GetParam();
   const ZrFloatMatrix image = RandomImageWithHoles(c);
-  const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.cx, c.cy, c.step);
-  ASSERT_EQ(bg.ColSize, c.cols);
-  ASSERT_EQ(bg.RowSize, c.rows);
-  EXPECT_EQ(bg.ColBegin, c.colBegin);
-  EXPECT_EQ(bg.RowBegin, c.rowBegin);
-  const std::vector<double> ring = BruteForceRingMeans(image, c.cx, c.cy, c.step);
-  for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
-    for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
-      const double expected = ReadProfile(ring, std::hypot(x - c.cx, y - c.cy), c.step);
-      ASSERT_NEAR(bg(x, y), expected, 1e-5 * std::abs(expected)) << "(" << x << "," << y << ")";
+  for (const RfaRingStatistic statistic : {RfaRingStatistic::Median, RfaRingStatistic::Mean}) {
+    const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.cx, c.cy, c.step, statistic);
+    ASSERT_EQ(bg.ColSize, c.cols);
+    ASSERT_EQ(bg.RowSize, c.rows);
+    EXPECT_EQ(bg.ColBegin, c.colBegin);
+    EXPECT_EQ(bg.RowBegin, c.rowBegin);
+    for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
+      for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
+        const double expected =
+            BruteForceProfile(image, c.cx, c.cy, c.step, statistic, std::hypot(x - c.cx, y - c.cy));
+        ASSERT_NEAR(bg(x, y), expected, 1e-5 * std::abs(expected))
+            << "(" << x << "," << y << ") median " << (statistic == RfaRingStatistic::Median);
+      }
     }
   }
 }
@@ -316,6 +308,8 @@ TEST(RfaAzimuthalBackground, RefusesBadStepAndCentreButTakesAnEmptyImage) {
                   "Azimuthal average: centre is not a finite number");
   EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, 1e-9f),
                   "Azimuthal average: too many radial rings");
+  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, -3e38f, 2.0f),
+                  "Azimuthal average: centre is too far from the image");
   EXPECT_TRUE(RfaAzimuthalAverageBackground(ZrFloatMatrix(), 0.0f, 0.0f).IsEmpty());
 }
 

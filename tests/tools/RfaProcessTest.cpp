@@ -2,11 +2,16 @@
 // parallel runs identical to serial ones, bad files.
 #include "tools/RfaProcess.h"
 
+#include <tiffio.h>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <cmath>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <tuple>
 
@@ -15,6 +20,7 @@
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
 #include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
@@ -131,6 +137,7 @@ TEST(SetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
       {"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
       {"Sx_", "", "parameter Sx_ needs a number, not \"\""},
       {"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
+      {"Sx_", "0x10", "parameter Sx_ needs a number, not \"0x10\""},  // a file reads 0
       {"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
       {"SMargin_", "3000000000", "parameter SMargin_ needs a whole number, not \"3000000000\""},
       {"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}};
@@ -180,12 +187,69 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
   EXPECT_EQ(readTexts, texts);
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"in.keys.xml", "in.tif"}));
 
-  // With every operation off the image is copied.
+  // With every operation off the image is copied as the plug-in fetches it: NaN read as 0.
+  ZrFloatMatrix nan = screen;
+  nan(40, 50) = NAN;
+  ZrImageWrite(Path("nan.rawf"), nan);
   ASSERT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside -o @/off "
-                "@/in.tif"),
+                "@/in.tif @/nan.rawf"),
             0)
       << err_;
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("off/in.tif")), screen));
+  nan(40, 50) = 0.0f;
+  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("off/nan.tif")), nan));
+}
+
+// NaN pixels read as 0, and infinite ones are holes of the fit and of the azimuthal average:
+// the result is finite and equals that of the same screen with those pixels set to 0.
+TEST_F(RfaProcessTest, NonFinitePixelsAreHoles) {
+  ZrFloatMatrix screen = Screen(96, 2);
+  ZrFloatMatrix zeroed = screen;
+  std::mt19937 random(5);
+  for (int placed = 0; placed < 40;) {
+    const int64_t i = static_cast<int64_t>(random() % static_cast<uint32_t>(screen.Count()));
+    if (screen.Data[i] == 0.0f || !std::isfinite(screen.Data[i])) continue;
+    screen.Data[i] = placed == 0 ? INFINITY : placed == 1 ? -INFINITY : NAN;
+    zeroed.Data[i] = 0.0f;
+    ++placed;
+  }
+  ZrImageWrite(Path("holes.rawf"), screen);
+  ZrImageWrite(Path("zeroed.rawf"), zeroed);
+  WriteParameterFile(96);
+  for (const std::string options : {"", "--no-bg-az"}) {
+    ASSERT_EQ(Run("-p @/p.rfa_bg " + options + " -o @/out @/holes.rawf @/zeroed.rawf"), 0) << err_;
+    const ZrFloatMatrix holes = ZrImageRead(Path("out/holes.tif"));
+    const ZrFloatMatrix expected = ZrImageRead(Path("out/zeroed.tif"));
+    int64_t filled = 0;
+    for (int64_t i = 0; i < expected.Count(); ++i) {
+      ASSERT_TRUE(std::isfinite(holes.Data[i])) << options << " pixel " << i;
+      ASSERT_NEAR(holes.Data[i], expected.Data[i], 1e-5 * std::abs(expected.Data[i])) << i;
+      filled += expected.Data[i] != 0.0f;
+    }
+    EXPECT_GT(filled, 3000) << options;
+  }
+}
+
+// A result that is 0 everywhere fails with its likely cause, unless --allow-empty; a result
+// with a non-finite pixel always fails.
+TEST_F(RfaProcessTest, DegenerateResultsFailUnlessAnEmptyOneIsAllowed) {
+  ZrFloatMatrix screen = Screen(48, 3);
+  ZrImageWrite(Path("s.tif"), screen);
+  screen(1, 1) = INFINITY;
+  ZrImageWrite(Path("inf.rawf"), screen);
+  WriteParameterFile(48);
+  EXPECT_EQ(Run("-p @/p.rfa_bg --set McpDipR_=1e30 -o @/out @/s.tif"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/s.tif: the result is 0 everywhere: the MCP dip mask "
+                     "(McpDipCx_=28 McpDipCy_=26 McpDipR_=1e+30) covers every pixel left "
+                     "(--allow-empty writes it anyway)\n"));
+  EXPECT_FALSE(QDir(QString::fromStdString(Path("out"))).exists());
+  EXPECT_EQ(Run("-p @/p.rfa_bg --set McpDipR_=1e30 --allow-empty -o @/out @/s.tif"), 0) << err_;
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"s.keys.xml", "s.tif"}));
+  EXPECT_EQ(Run("--no-move-center --no-bg-sh --no-bg-az --no-mask-dip --no-mask-outside "
+                "--allow-empty -o @/out @/inf.rawf"),
+            1);
+  EXPECT_EQ(err_, At("rfa-process: @/inf.rawf: the result holds 1 non-finite pixel: the image's "
+                     "own infinite pixels, which no checked operation replaces\n"));
 }
 
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
@@ -206,19 +270,86 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   WriteScreens("in/x", ".rawf", 1, 48, 4);
   std::string truncated = ZrReadFileBytes(Path("in/1.tif"));
   std::ofstream(Path("in/1.tif"), std::ios::binary) << truncated.substr(0, truncated.size() / 2);
+  ZrImageWritePng(Path("whole.png"), Screen(48, 5), 0.0f, 0.0f);
+  std::ofstream(Path("in/y.png"), std::ios::binary)
+      << ZrReadFileBytes(Path("whole.png")).substr(0, 200);
   WriteParameterFile(48);
+  testing::internal::CaptureStderr();  // where the PNG library would complain on its own
   EXPECT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/out @/in"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(err_, At("rfa-process: @/in/1.tif: not a valid TIFF file (Can not read TIFF directory "
-                     "count)\n"));
+                     "count)\nrfa-process: @/in/y.png: not a readable PNG file (the file is "
+                     "truncated)\n"));
   EXPECT_EQ(Files("out"),
             (std::vector<std::string>{"0.keys.xml", "0.tif", "x0.keys.xml", "x0.tif"}));
-  EXPECT_NE(out_.find("processed 2 of 3 files"), std::string::npos) << out_;
+  EXPECT_NE(out_.find("processed 2 of 4 files"), std::string::npos) << out_;
+}
+
+// Image, key record and pictures are written all or none: a run that cannot write one of them
+// leaves the outputs of an earlier run as they were, and never an image without its record.
+TEST_F(RfaProcessTest, FailedWriteKeepsEarlierOutputsAndLeavesNoPartialResult) {
+  ZrImageWrite(Path("s.tif"), Screen(48, 4));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
+  const std::vector<std::string> outputs = Files("out");
+  ASSERT_EQ(outputs.size(), 4u);
+  std::map<std::string, std::string> earlier;
+  for (const std::string& name : outputs) earlier[name] = ZrReadFileBytes(Path("out/" + name));
+  for (const std::string blocked : {"s.keys.xml", "s.after.png"}) {
+    // A folder where one output goes.
+    const QString folder = QString::fromStdString(Path("out/" + blocked));
+    ASSERT_TRUE(QFile::remove(folder) && QDir().mkdir(folder));
+    EXPECT_EQ(Run("-p @/p.rfa_bg --no-bg-az --png -o @/out @/s.tif"), 1);
+    EXPECT_EQ(err_, At("rfa-process: @/out/" + blocked + ": cannot write (Is a directory)\n"));
+    ASSERT_TRUE(QDir().rmdir(folder));
+    std::vector<std::string> left = Files("out");
+    left.push_back(blocked);
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, outputs) << "no temporary is left";
+    for (const std::string& name : outputs) {
+      if (name == blocked) continue;
+      EXPECT_EQ(ZrReadFileBytes(Path("out/" + name)), earlier[name]) << name;
+    }
+    ASSERT_TRUE(ZrTestWriteFile(Path("out/" + blocked), earlier[blocked]));
+  }
+  ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Path("fresh/s.keys.xml"))));
+  EXPECT_EQ(Run("-p @/p.rfa_bg -o @/fresh @/s.tif"), 1);
+  EXPECT_EQ(Files("fresh"), std::vector<std::string>{});
+}
+
+// Of a multi-page TIFF the first page is processed with a note, or the page chosen.
+TEST_F(RfaProcessTest, MultiPageFileSaysSoOrProcessesTheChosenPage) {
+  TIFF* tif = TIFFOpen(Path("stack.tif").c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  for (int index : {1, 2, 3}) {
+    ZrFloatMatrix page = Screen(48, index);
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 48);
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 48);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 32);
+    TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    for (uint32_t y = 0; y < 48; ++y) ASSERT_GE(TIFFWriteScanline(tif, &page(0, y), y, 0), 0);
+    TIFFWriteDirectory(tif);
+  }
+  TIFFClose(tif);
+  ZrImageWrite(Path("second.tif"), Screen(48, 2));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/first @/stack.tif"), 0) << err_;
+  EXPECT_EQ(err_, At("rfa-process: @/stack.tif: note: the file holds 3 pages; page 1 was "
+                     "processed (choose one with --page N)\n"));
+  ASSERT_EQ(Run("-p @/p.rfa_bg --page 2 -o @/chosen @/stack.tif"), 0) << err_;
+  EXPECT_EQ(err_, "");
+  ASSERT_EQ(Run("-p @/p.rfa_bg -o @/single @/second.tif"), 0) << err_;
+  EXPECT_EQ(ZrReadFileBytes(Path("chosen/stack.tif")), ZrReadFileBytes(Path("single/second.tif")));
+  EXPECT_NE(ZrReadFileBytes(Path("first/stack.tif")), ZrReadFileBytes(Path("chosen/stack.tif")));
+  EXPECT_EQ(Run("-p @/p.rfa_bg --page 4 -o @/none @/stack.tif"), 1);
+  EXPECT_EQ(err_, At("rfa-process: @/stack.tif: holds 3 pages; there is no page 4\n"));
 }
 
 // Regression: the side files of an earlier run were taken for inputs.
 TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
   ZrImageWrite(Path("s.tif"), Screen(32, 7));
-  ASSERT_EQ(Run("--no-bg-sh --png -o @/first @/s.tif"), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside --png -o @/first @/s.tif"), 0) << err_;
   std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
@@ -237,7 +368,8 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   WriteScreens("a", ".rawf", 1, 32, 5);
   WriteScreens("b", ".tif", 1, 32, 6);
   std::ofstream(Path("q.rfa_bg")) << "<other><Sx_>55</Sx_></other>";
-  ASSERT_EQ(Run("--no-bg-sh -o @/out @/a0.tif"), 0) << err_;
+  std::ofstream(Path("m.rfa_bg")) << "<ini><SMargin_>2147483647</SMargin_></ini>";
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -o @/out @/a0.tif"), 0) << err_;
   const std::string before = ZrReadFileBytes(Path("out/a0.tif"));
   const std::tuple<const char*, int, const char*> cases[] = {
       {"-o @/new @/none.tif", 1, "@/none.tif: cannot open (No such file or directory)"},
@@ -248,8 +380,20 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
       {"", 2, "no input files (see --help)"},
       {"--no-overwrite -o @/out @/b0.tif @/a0.tif", 2,
        "@/out/a0.tif: output exists (--no-overwrite)"},
+      {"-p @ @/b0.tif -o @/new", 2, "@: Cannot File Open"},  // a folder
       {"-p @/q.rfa_bg @/b0.tif -o @/new", 2,
-       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"}};
+       "@/q.rfa_bg: not a parameter file (no \"ini\" element)"},
+      // Values no operation can compute with, from --set or from a file.
+      {"--set Size_l_=2147483647 -o @/new @/b0.tif", 2,
+       "parameter Size_l_ = 2147483647 is out of range (-1 to 99)"},
+      {"--set Size_l_=-2 -o @/new @/b0.tif", 2,
+       "parameter Size_l_ = -2 is out of range (-1 to 99)"},
+      {"--set Ax_=-3e38 -o @/new @/b0.tif", 2,
+       "parameter Ax_ = -3e+38 is out of range (-1e+06 to 1e+06)"},
+      {"--set Sr_=-1e300 -o @/new @/b0.tif", 2,
+       "parameter Sr_ = -1e+300 is out of range (0 to 1e+06)"},
+      {"-p @/m.rfa_bg -o @/new @/b0.tif", 2,
+       "parameter SMargin_ = 2147483647 is out of range (-1000000 to 1000000)"}};
   for (const auto& [line, status, message] : cases) {
     EXPECT_EQ(Run(line), status) << line;
     EXPECT_EQ(err_, At(std::string("rfa-process: ") + message + "\n"));
@@ -261,7 +405,7 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   EXPECT_EQ(Run("-o @/new @/a0.tif"), 1);
   EXPECT_EQ(err_.rfind(At("rfa-process: @/a0.tif: Matrix over range."), 0), 0u) << err_;
   EXPECT_NE(err_.find(" (screen Sx_=100 Sy_=100 Sr_=100 SMargin_=10 on a 32 x 32 image: set them "
-                      "with --set or --params)\n"),
+                      "with --set or --parameters)\n"),
             std::string::npos)
       << err_;
   EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
@@ -270,6 +414,9 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
 TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
   EXPECT_EQ(Run("--help"), 0);
   EXPECT_EQ(out_, RfaProcessUsage());
+  // The refusal before any file is touched, as --no-overwrite does (see the refusals).
+  EXPECT_NE(out_.find("--no-overwrite      refuse to start when an output file already exists"),
+            std::string::npos);
   ZrImageWrite(Path("s.tif"), Screen(48, 6));
   WriteParameterFile(48);
   ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
@@ -279,12 +426,42 @@ TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
 
   // Regression: the bar is drawn empty before the first file is done.
   WriteScreens("in/s", ".rawf", 3, 32, 1);
-  ASSERT_EQ(Run("--no-bg-sh -j 2 -o @/bar @/in", true), 0) << err_;
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -j 2 -o @/bar @/in", true), 0) << err_;
   for (const char* step : {"] 0/3", "] 1/3", "] 2/3", "] 3/3\n"}) {
     EXPECT_NE(out_.find(step), std::string::npos) << step << " in " << out_;
   }
-  ASSERT_EQ(Run("--no-bg-sh -o @/plain @/in"), 0);
+  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside -o @/plain @/in"), 0);
   EXPECT_EQ(out_, At("processed 3 of 3 files into @/plain\n"));
+}
+
+// The azimuthal background follows the typical pixel of each ring, whatever the MCP dip and the
+// spots do: on the bundled samples the quotient before the masks has ring medians within 0.5 %
+// of 1 from the centre to the rim of the fit disc. The rings are 5 pixels wide: a 1-pixel ring
+// near the centre holds too few pixels for its median to be known that well.
+TEST(AzimuthalQuotient, RingMediansOfTheBundledSamplesStayWithinHalfAPercentOfOne) {
+  RfaProcessOptions o;
+  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
+  o.overrides = {{"IsMaskMcpDip_", "false"}, {"IsMaskOutside_", "false"}};
+  const RfaParameters p = RfaLoadParameters(o);
+  const double radius = p.Sr - p.SMargin;
+  for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif"}) {
+    const ZrFloatMatrix q =
+        RfaProcessImage(ZrImageRead(ZrTestDataDir() + "/samples/" + name), p).image;
+    std::vector<std::vector<float>> rings(static_cast<size_t>(std::ceil(radius / 5)));
+    for (int32_t y = 0; y < q.RowSize; ++y) {
+      for (int32_t x = 0; x < q.ColSize; ++x) {
+        const double d = std::hypot(x - p.Ax, y - p.Ay);
+        if (d < radius && q(x, y) != 0.0f) rings[static_cast<size_t>(d / 5)].push_back(q(x, y));
+      }
+    }
+    for (size_t k = 0; k < rings.size(); ++k) {
+      std::vector<float>& v = rings[k];
+      ASSERT_GT(v.size(), 40u) << name << " ring " << k;
+      std::sort(v.begin(), v.end());
+      const double median = (v[(v.size() - 1) / 2] + v[v.size() / 2]) / 2.0;
+      EXPECT_NEAR(median, 1.0, 0.005) << name << " ring from " << 5 * k << " pixels";
+    }
+  }
 }
 
 TEST(DisplayRange, IgnoresZerosAndExtremes) {

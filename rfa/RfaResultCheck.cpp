@@ -1,0 +1,76 @@
+// Judging the image the chain leaves.
+#include "rfa/RfaResultCheck.h"
+
+#include <cmath>
+#include <sstream>
+
+RfaPixelCounts RfaCountPixels(const ZrFloatMatrix& image) {
+  RfaPixelCounts counts;
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    const float v = image.Data[i];
+    if (!std::isfinite(v)) {
+      ++counts.nonFinite;
+    } else if (v != 0.0f) {
+      ++counts.measured;
+    }
+  }
+  return counts;
+}
+
+RfaResultCheck::RfaResultCheck(const RfaParameters& params, const ZrFloatMatrix& source)
+    : params_(params), cols_(source.ColSize), rows_(source.RowSize) {
+  (*this)("", source);
+}
+
+void RfaResultCheck::operator()(const char* group, const ZrFloatMatrix& image) {
+  const RfaPixelCounts counts = RfaCountPixels(image);
+  if (counts.measured == 0 && emptiedBy_.empty()) emptiedBy_ = group[0] != 0 ? group : "source";
+  if (counts.nonFinite > 0 && nonFiniteFrom_.empty()) {
+    nonFiniteFrom_ = group[0] != 0 ? group : "source";
+  }
+  last_ = counts;
+}
+
+bool RfaResultCheck::IsEmpty() const {
+  return last_.measured == 0 && last_.nonFinite == 0;
+}
+
+std::string RfaResultCheck::Problem() const {
+  const RfaParameters& p = params_;
+  std::ostringstream text;
+  if (last_.nonFinite > 0) {
+    text << "the result holds " << last_.nonFinite << " non-finite pixel"
+         << (last_.nonFinite == 1 ? "" : "s");
+    if (nonFiniteFrom_ == "source") {
+      text << ": the image's own infinite pixels, which no checked operation replaces";
+    } else if (nonFiniteFrom_ == "RFA_background") {
+      text << ", first after the spherical-harmonics background: its fit is likely ill-posed "
+              "(Size_l_="
+           << p.Size_l
+           << " for the pixels on the disc of radius Sr_ - SMargin_ = " << p.Sr - p.SMargin << ")";
+    } else {
+      text << ", first after the step \"" << nonFiniteFrom_ << "\"";
+    }
+    return text.str();
+  }
+  if (last_.measured > 0) return "";
+  text << "the result is 0 everywhere: ";
+  if (emptiedBy_ == "source" || emptiedBy_.empty()) {
+    text << "the image holds no finite pixel other than 0";
+  } else if (emptiedBy_ == "RFA_background" && p.Size_l < 0) {
+    text << "the spherical-harmonics degree Size_l_=" << p.Size_l
+         << " is below 0, so that background is 0";
+  } else if (emptiedBy_ == "MaskMcpDip") {
+    text << "the MCP dip mask (McpDipCx_=" << p.McpDipCx << " McpDipCy_=" << p.McpDipCy
+         << " McpDipR_=" << p.McpDipR << ") covers every pixel left";
+  } else if (emptiedBy_ == "MaskOutside") {
+    text << "the outside mask (MaskCx_=" << p.MaskCx << " MaskCy_=" << p.MaskCy
+         << " MaskRx_=" << p.MaskRx << " MaskRy_=" << p.MaskRy
+         << ") keeps none of the pixels left: the screen (Sx_=" << p.Sx << " Sy_=" << p.Sy
+         << " Sr_=" << p.Sr << ") likely lies elsewhere on this " << cols_ << " x " << rows_
+         << " image or outside it, or the parameters are for another image";
+  } else {
+    text << "no pixel is left after the step \"" << emptiedBy_ << "\"";
+  }
+  return text.str();
+}
