@@ -335,8 +335,12 @@ void ZrPluginFuncVeldra::ImageSet(int32_t id, const ZrFloatMatrix& image) {
     return;
   }
   // The key carries the milliseconds the link's counter shows now; they are bumped when two
-  // sets fall in the same millisecond, so keys differ from one image set to the next.
-  int64_t ms = keyTimer_.elapsed();
+  // sets fall in the same millisecond, so keys differ from one image set to the next. The
+  // counter is the monotonic clock's (its start reference plus the time since), not the time
+  // since this link was made: links of programs started together would otherwise walk the
+  // same key names, and one program dropping its block can remove the key file another is
+  // creating a block under.
+  int64_t ms = keyTimer_.msecsSinceReference() + keyTimer_.elapsed();
   if (ms <= lastKeyMs_) ms = lastKeyMs_ + 1;
   lastKeyMs_ = ms;
   std::string key = "IMAGESET" + std::to_string(ms);
