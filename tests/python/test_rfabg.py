@@ -32,6 +32,11 @@ def test_process_equals_rfa_process(cli_results, params, index):
 
 
 def test_single_operations_make_the_chain(params, sample):
+    # Every position its own value, so that no field can stand in for another.
+    params = rfabg.Parameters.read(str(SAMPLES / "default.rfa_bg"))
+    for key, value in {"Ax_": 127, "Ay_": 129.5, "MaskCx_": 126, "MaskCy_": 131, "MaskRx_": 95,
+                       "MaskRy_": 90, "McpDipR_": 8}.items():
+        params[key] = value
     image = rfabg.move_to_center(sample, params)
     image = rfabg.divide(image, rfabg.sh_background(image, params))
     image = rfabg.divide(image, rfabg.azimuthal_background(image, params))
@@ -162,6 +167,13 @@ def test_numbers_mean_what_the_same_text_means_to_rfa_process(tmp_path, params, 
     cli = rfabg.read_image(str(tmp_path / "out" / "s.tif"))
     assert same_bits(rfabg.process(sample, p)["image"], cli)
     assert same_bits(rfabg.process(sample, pickle.loads(pickle.dumps(p)))["image"], cli)
+    # The field itself, through the exact text a pickle carries (numpy's longdouble is the
+    # same 80-bit type here).
+    texts = dict(pickle.loads(pickle.dumps(p)).__getstate__())
+    assert np.longdouble(texts["MappingAzThetaMax_deg_"]) == np.longdouble("85.3")
+    p["MappingAzThetaMax_deg_"] = "85.30000000000000005"  # beyond a double's digits
+    texts = dict(pickle.loads(pickle.dumps(p)).__getstate__())
+    assert np.longdouble(texts["MappingAzThetaMax_deg_"]) == np.longdouble("85.30000000000000005")
 
 
 def test_the_chain_lets_other_threads_run(params, sample):
