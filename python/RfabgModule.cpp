@@ -106,6 +106,13 @@ RfabgValue ToValue(const std::string& key, const py::handle& v) {
                 py::str(py::type::handle_of(v).attr("__name__")).cast<std::string>());
 }
 
+// A file name given as str, bytes or os.PathLike (pathlib.Path).
+std::string FilePath(const py::handle& path) {
+  const auto text = py::reinterpret_steal<py::object>(PyOS_FSPath(path.ptr()));
+  if (!text) throw py::error_already_set();
+  return text.cast<std::string>();
+}
+
 py::object FromValue(const RfabgValue& v) {
   return std::visit([](const auto& x) -> py::object { return py::cast(x); }, v);
 }
@@ -160,15 +167,17 @@ PYBIND11_MODULE(_rfabg, m) {
            "The defaults, then the given fields: Parameters(Sx_=120, IsBgSh_=False).")
       .def_static(
           "read",
-          [](const std::string& path) {
+          [](const py::handle& path) {
             RfaProcessOptions options;
-            options.parameterFile = path;
+            options.parameterFile = FilePath(path);
             return RfaLoadParameters(options);
           },
           py::arg("path"), "Reads a parameter file (.rfa_bg, root element \"ini\").")
       .def(
           "write",
-          [](RfaParameters& p, const std::string& path) { RfaWriteParameterFile(path, p); },
+          [](RfaParameters& p, const py::handle& path) {
+            RfaWriteParameterFile(FilePath(path), p);
+          },
           py::arg("path"), "Writes a parameter file as the plug-in does (6 significant digits).")
       .def("__getitem__",
            [](const RfaParameters& p, const std::string& key) {
@@ -328,28 +337,30 @@ PYBIND11_MODULE(_rfabg, m) {
 
   m.def(
       "read_image",
-      [](const std::string& path) {
+      [](const py::handle& path) {
+        const std::string file = FilePath(path);
         ZrFloatMatrix image;
         {
           py::gil_scoped_release release;
-          image = ZrImageRead(path);
+          image = ZrImageRead(file);
         }
         return ToNumpy(std::move(image));
       },
       py::arg("path"), "Reads an image file as rfa-process does (.tif .rawf .xml .png .npy).");
   m.def(
       "write_image",
-      [](const std::string& path, const py::handle& im) {
+      [](const py::handle& path, const py::handle& im) {
+        const std::string file = FilePath(path);
         const InputImage in(im, "image", "keep");
         py::gil_scoped_release release;
-        ZrImageWrite(path, in.Matrix());
+        ZrImageWrite(file, in.Matrix());
       },
       py::arg("path"), imageArg, "Writes an image file; the extension chooses the format.");
   m.def(
       "read_keys",
-      [](const std::string& path) {
+      [](const py::handle& path) {
         RfaProcessResult keys;
-        RfaReadKeysFile(path, keys.doubles, keys.texts);
+        RfaReadKeysFile(FilePath(path), keys.doubles, keys.texts);
         py::dict d;
         d["doubles"] = py::cast(keys.doubles);
         d["texts"] = py::cast(keys.texts);
@@ -358,9 +369,9 @@ PYBIND11_MODULE(_rfabg, m) {
       py::arg("path"), "Reads a key file (NAME.keys.xml): a dict of \"doubles\" and \"texts\".");
   m.def(
       "write_keys",
-      [](const std::string& path, const std::map<std::string, double>& doubles,
+      [](const py::handle& path, const std::map<std::string, double>& doubles,
          const std::map<std::string, std::string>& texts) {
-        RfaWriteKeysFile(path, doubles, texts);
+        RfaWriteKeysFile(FilePath(path), doubles, texts);
       },
       py::arg("path"), py::arg("doubles"), py::arg("texts"),
       "Writes a key file as rfa-process does.");
