@@ -97,8 +97,15 @@ RfabgValue ToValue(const std::string& key, const py::handle& v) {
   if (py::isinstance<py::bool_>(v) || std::string(Py_TYPE(v.ptr())->tp_name) == "numpy.bool_") {
     return v.cast<bool>();
   }
-  if (PyIndex_Check(v.ptr()))
-    return py::int_(py::reinterpret_borrow<py::object>(v)).cast<int64_t>();
+  if (PyIndex_Check(v.ptr())) {
+    const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(v.ptr()));
+    if (!number) throw py::error_already_set();
+    int overflow = 0;
+    const long long i = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+    // Beyond 64 bits the digits go as a text, refused or rounded as on the command line.
+    if (overflow != 0) return py::str(number).cast<std::string>();
+    return static_cast<int64_t>(i);
+  }
   if (py::isinstance<py::str>(v)) return v.cast<std::string>();
   if (PyFloat_Check(v.ptr()) || PyNumber_Check(v.ptr()))
     return py::float_(py::reinterpret_borrow<py::object>(v)).cast<double>();

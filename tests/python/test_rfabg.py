@@ -112,6 +112,8 @@ NAN_IMAGE[2, 3] = NAN_IMAGE[3, 0] = np.nan
     (lambda p: rfabg.Parameters.read("/nonexistent.rfa_bg"), "/nonexistent.rfa_bg: Cannot File Open"),
     (lambda p: rfabg.Parameters(Sx_="12x"), 'parameter Sx_ needs a number, not "12x"'),
     (lambda p: rfabg.Parameters(Size_l_=2.5), 'parameter Size_l_ needs a whole number, not "2.5"'),
+    (lambda p: rfabg.Parameters(Size_l_=2**70),
+     'parameter Size_l_ needs a whole number, not "1180591620717411303424"'),
     (lambda p: rfabg.Parameters(IsBgSh_=2), 'parameter IsBgSh_ needs true or false, not "2"'),
     (lambda p: rfabg.Parameters(Sr_=float("nan")), 'parameter Sr_ needs a number, not "nan"'),
     (lambda p: rfabg.Parameters(Bogus=1), 'unknown parameter key "Bogus"'),
