@@ -243,6 +243,10 @@ ZrNpyHeader ZrParseNpyHeader(const std::string& bytes, const std::string& name) 
     throw ZrError(name + ": .npy frame size " + std::to_string(rows) + " x " +
                   std::to_string(cols) + " is too large");
   }
+  if (h.Shape.size() == 3 && h.Frames() > 0 && h.FrameBytes() == 0) {
+    throw ZrError(name + ": a .npy stack of empty frames (" + std::to_string(rows) + " x " +
+                  std::to_string(cols) + ")");
+  }
   if (h.FrameBytes() > 0 &&
       h.Frames() > (std::numeric_limits<int64_t>::max() - h.DataOffset) / h.FrameBytes()) {
     throw ZrError(name + ": .npy array of " + std::to_string(h.Frames()) + " frames is too large");

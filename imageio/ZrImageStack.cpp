@@ -155,6 +155,10 @@ void WithHdf5Dataset(const std::string& path, const std::string& dataset, Use us
     throw ZrError(path + ": frames of dataset " + name + " (" + std::to_string(rows) + " x " +
                   std::to_string(cols) + ") are too large");
   }
+  if (rank == 3 && d.dims[0] > 0 && rows * cols == 0) {
+    throw ZrError(path + ": frames of dataset " + name + " are empty (" + std::to_string(rows) +
+                  " x " + std::to_string(cols) + ")");
+  }
   d.info.Rows = static_cast<int32_t>(rows);
   d.info.Cols = static_cast<int32_t>(cols);
   d.info.IsStack = rank == 3;

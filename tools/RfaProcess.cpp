@@ -32,6 +32,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kProgramName[] = "rfa-process";
+constexpr int64_t kMaxFramesPerRun = 10000000;
 
 }  // namespace
 
@@ -356,6 +357,13 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
         throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
                       std::to_string(end) + " asked for, the stack holds " +
                       std::to_string(stack.Frames) + " (0:" + std::to_string(stack.Frames) + ")");
+      }
+      // A job is made for every frame before any runs; a dataset can claim far more frames
+      // than its file stores (unwritten chunks read as the fill value).
+      if (stack.IsStack && end - frames.first > kMaxFramesPerRun) {
+        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+                      std::to_string(end) + " are more than " + std::to_string(kMaxFramesPerRun) +
+                      " at once; choose fewer with --frames");
       }
     } catch (const ZrError& e) {
       job.error = e.Message;

@@ -116,6 +116,7 @@ TEST(Npy, RefusalsNameTheFileAndTheProblem) {
        "a.npy: .npy shape (2, 3) does not match the file length of 93 bytes"},
       {Npy(Dict("<f4", "(1, 2, 3)"), six),
        "a.npy: a stack of 1 frames (3-D .npy array) is not one image"},
+      {Npy(Dict("<f4", "(999999999999, 2, 0)")), "a.npy: a .npy stack of empty frames (2 x 0)"},
   };
   for (const auto& [bytes, message] : cases) EXPECT_ZR_ERROR(ZrDecodeNpy(bytes, "a.npy"), message);
 }
