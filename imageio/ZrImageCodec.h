@@ -9,7 +9,7 @@
 
 #include "numerics/ZrMatrix.h"
 
-enum class ZrImageFormat { Tiff, RawFloat, MatrixXml, Png };
+enum class ZrImageFormat { Tiff, RawFloat, MatrixXml, Png, Npy };
 
 // The format named by the path's extension; unknown extensions throw when required is true
 // and give false otherwise.
@@ -33,6 +33,7 @@ ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name,
 ZrFloatMatrix ZrDecodeRawFloat(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodeMatrixXml(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name);
+ZrFloatMatrix ZrDecodeNpy(const std::string& bytes, const std::string& name);
 ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, const std::string& name,
                             ZrImagePage* page = nullptr);
 
@@ -44,6 +45,7 @@ std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name);
 std::string ZrEncodeRawFloat(const ZrFloatMatrix& image);
 std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image);
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name);
+std::string ZrEncodeNpy(const ZrFloatMatrix& image);
 
 // The whole file, or ZrError "<path>: cannot open (...)".
 std::string ZrReadFileBytes(const std::string& path);

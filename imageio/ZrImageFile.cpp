@@ -62,9 +62,12 @@ bool ZrImageFormatFromExtension(const std::string& path, ZrImageFormat& format, 
     format = ZrImageFormat::MatrixXml;
   } else if (ext == ".png") {
     format = ZrImageFormat::Png;
+  } else if (ext == ".npy") {
+    format = ZrImageFormat::Npy;
   } else {
     if (required) {
-      throw ZrError(path + ": unknown image file extension (use .tif, .tiff, .rawf, .xml or .png)");
+      throw ZrError(path +
+                    ": unknown image file extension (use .tif, .tiff, .rawf, .xml, .png or .npy)");
     }
     return false;
   }
@@ -82,6 +85,10 @@ bool ZrImageFormatFromMagic(const std::string& bytes, ZrImageFormat& format) {
   }
   if (startsWith("\x89PNG\r\n\x1a\n", 8)) {
     format = ZrImageFormat::Png;
+    return true;
+  }
+  if (startsWith("\x93NUMPY", 6)) {
+    format = ZrImageFormat::Npy;
     return true;
   }
   size_t i = startsWith("\xEF\xBB\xBF", 3) ? 3 : 0;  // UTF-8 byte-order mark
@@ -239,6 +246,8 @@ ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, cons
       return ZrDecodeMatrixXml(bytes, name);
     case ZrImageFormat::Png:
       return ZrDecodePng(bytes, name);
+    case ZrImageFormat::Npy:
+      return ZrDecodeNpy(bytes, name);
   }
   throw ZrError(name + ": unknown image file format");
 }
@@ -400,6 +409,9 @@ void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image) {
       break;
     case ZrImageFormat::Png:
       bytes = ZrEncodePng(image, 0.0f, 0.0f, path);
+      break;
+    case ZrImageFormat::Npy:
+      bytes = ZrEncodeNpy(image);
       break;
   }
   ZrWriteFileAtomic(path, bytes);

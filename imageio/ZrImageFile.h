@@ -19,8 +19,11 @@
 //   ".png"           Reading: grey of 1 to 16 bits (palette and colour images only when every
 //                    pixel is grey), converted to float (0..255 or 0..65535).
 //                    Writing: a display rendering, see ZrImageWritePng.
+//   ".npy"           NumPy array file. Reading: a 2-D array (rows, columns) of float32,
+//                    float64 or 8- to 64-bit integers, converted to float. Writing: float32,
+//                    C order. Begins are not kept. (3-D arrays are stacks: ZrImageStack.h.)
 // On reading, a file whose extension is unknown is recognised by its first bytes (TIFF and
-// PNG signatures, an XML start tag); the raw float format has no signature and needs
+// PNG and NumPy signatures, an XML start tag); the raw float format has no signature and needs
 // ".rawf".
 //
 // Every failure throws ZrError with a text that names the file. Writes go to a temporary

@@ -9,7 +9,11 @@ cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
-cmake --build build --target rfa-process rfa-bg veldra-refhost -j"$(nproc)"
+targets=(rfa-process rfa-bg veldra-refhost)
+# The Python module, when pybind11 was found (docs/python.md).
+if cmake --build build --target help | grep -q '^rfabg:'; then targets+=(rfabg); fi
+cmake --build build --target "${targets[@]}" -j"$(nproc)"
+scripts/install-python-module.sh build
 
 out=out/demo
 rm -rf "$out"

@@ -15,4 +15,5 @@ fi
 scripts/install-deps.sh
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZR_WERROR=ON "${extra[@]}"
 cmake --build "$build" -j"$(nproc)"
+if [ "$build" = build ]; then scripts/install-python-module.sh "$build"; fi
 ctest --test-dir "$build" --output-on-failure -j"$(nproc)"

@@ -23,6 +23,7 @@
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "numerics/ZrMatrixOperator.h"
+#include "imageio/ZrImageStack.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaResultCheck.h"
@@ -32,13 +33,12 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kProgramName[] = "rfa-process";
+constexpr int64_t kMaxFramesPerRun = 10000000;
 
-using FieldPointer = std::variant<double RfaParameters::*, long double RfaParameters::*,
-                                  int32_t RfaParameters::*, bool RfaParameters::*>;
+}  // namespace
 
-// The stored fields under their parameter-file keys.
-const std::vector<std::pair<std::string, FieldPointer>>& ParameterFields() {
-  static const std::vector<std::pair<std::string, FieldPointer>> fields = {
+const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields() {
+  static const std::vector<std::pair<std::string, RfaParameterField>> fields = {
       {"Sx_", &RfaParameters::Sx},
       {"Sy_", &RfaParameters::Sy},
       {"Sr_", &RfaParameters::Sr},
@@ -68,6 +68,8 @@ const std::vector<std::pair<std::string, FieldPointer>>& ParameterFields() {
   };
   return fields;
 }
+
+namespace {
 
 // Switches that turn one operation off.
 const std::map<std::string, bool RfaParameters::*>& OffSwitches() {
@@ -106,7 +108,34 @@ bool IsFolderImage(const fs::path& p) {
     return false;
   }
   ZrImageFormat format{};
-  return ZrImageFormatFromExtension(p.string(), format, false);
+  return ZrImageFormatFromExtension(p.string(), format, false) || ZrIsStackFile(p.string());
+}
+
+// "FIRST:END", "FIRST:", ":END" or "FRAME" (END not included, as in a Python slice).
+void ParseFrames(const std::string& text, RfaFrameRange& frames) {
+  auto fail = [&]() {
+    throw ZrError(
+        "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not "
+        "included), not \"" +
+        text + "\"");
+  };
+  auto number = [&](const std::string& part) {
+    bool whole = false;
+    const int64_t v = ZrParseNumber<int64_t>(part, &whole);
+    if (!whole || v < 0 || v > 1000000000000000) fail();
+    return v;
+  };
+  const size_t colon = text.find(':');
+  if (colon == std::string::npos) {
+    frames.first = number(text);
+    frames.end = frames.first + 1;
+    return;
+  }
+  const std::string first = text.substr(0, colon);
+  const std::string end = text.substr(colon + 1);
+  frames.first = first.empty() ? 0 : number(first);
+  frames.end = end.empty() ? -1 : number(end);
+  if (frames.end >= 0 && frames.end <= frames.first) fail();
 }
 
 std::string FormatDouble(double v) {
@@ -130,8 +159,10 @@ std::string RfaProcessUsage() {
   return "Usage: rfa-process [options] INPUT...\n"
          "Runs the RFA operation chain (move to centre, spherical-harmonics background,\n"
          "azimuthal background, MCP dip mask, outside mask) on image files and folders.\n"
-         "INPUT is an image file (.tif .tiff .rawf .xml .png) or a folder of them.\n"
-         "Each result is written as OUT/<name>.tif (32-bit float) and OUT/<name>.keys.xml.\n"
+         "INPUT is an image file (.tif .tiff .rawf .xml .png .npy), a stack of frames\n"
+         "(.h5 .hdf5 .hdf .nxs, 3-D .npy) or a folder of them.\n"
+         "Each result is written as OUT/<name>.tif (32-bit float) and OUT/<name>.keys.xml;\n"
+         "frame N of a stack as OUT/<name>_<N>.tif and OUT/<name>_<N>.keys.xml.\n"
          "\n"
          "Options:\n"
          "  -p, --parameters FILE   parameter file (.rfa_bg); default: built-in defaults\n"
@@ -142,6 +173,8 @@ std::string RfaProcessUsage() {
          "      --no-bg-az          skip 3) azimuthal-average background\n"
          "      --no-mask-dip       skip 4) MCP dip mask\n"
          "      --no-mask-outside   skip 5) outside mask\n"
+         "      --dataset PATH      HDF5 dataset of the stacks (default: the only image one)\n"
+         "      --frames FIRST:END  frames of every stack to process (END not included)\n"
          "  -o, --output DIR        output folder (created if missing); default: rfa-out\n"
          "  -j, --jobs N            process N files in parallel (1-64); default: 1\n"
          "      --page N            page N of multi-page TIFF files (from 1); default: the\n"
@@ -191,12 +224,16 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
     } else if (OffSwitches().count(a) != 0) {
       // Recorded as an override so that it takes its place in the command-line order.
-      for (const auto& field : ParameterFields()) {
+      for (const auto& field : RfaParameterFields()) {
         const auto* member = std::get_if<bool RfaParameters::*>(&field.second);
         if (member != nullptr && *member == OffSwitches().at(a)) {
           options.overrides.emplace_back(field.first, "false");
         }
       }
+    } else if (a == "--dataset") {
+      options.frames.dataset = next();
+    } else if (a == "--frames") {
+      ParseFrames(next(), options.frames);
     } else if (a == "--png") {
       options.pictures = true;
     } else if (a == "--no-overwrite") {
@@ -219,7 +256,7 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
 }
 
 void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value) {
-  const auto& fields = ParameterFields();
+  const auto& fields = RfaParameterFields();
   auto it = std::find_if(fields.begin(), fields.end(),
                          [&](const auto& f) { return f.first == key || f.first == key + "_"; });
   if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
@@ -264,7 +301,8 @@ RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
 }
 
 std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
-                                          const std::string& outputDir, bool pictures) {
+                                          const std::string& outputDir, bool pictures,
+                                          const RfaFrameRange& frames) {
   std::vector<std::string> files;
   for (const std::string& input : inputs) {
     std::error_code ec;
@@ -287,10 +325,10 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
   }
   std::vector<RfaProcessJob> jobs;
   std::map<std::string, std::string> taken;  // output image -> input
-  for (const std::string& file : files) {
-    const std::string stem = fs::path(file).stem().string();
-    RfaProcessJob job{file, (fs::path(outputDir) / (stem + ".tif")).string(),
-                      (fs::path(outputDir) / (stem + ".keys.xml")).string(), "", ""};
+  auto add = [&](const std::string& file, const std::string& stem, RfaProcessJob job) {
+    job.input = file;
+    job.outputImage = (fs::path(outputDir) / (stem + ".tif")).string();
+    job.outputKeys = (fs::path(outputDir) / (stem + ".keys.xml")).string();
     if (pictures) {
       job.beforePng = (fs::path(outputDir) / (stem + ".before.png")).string();
       job.afterPng = (fs::path(outputDir) / (stem + ".after.png")).string();
@@ -305,18 +343,62 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
       throw ZrError(file + ": output would replace the input; choose another output folder");
     }
     jobs.push_back(job);
+  };
+  for (const std::string& file : files) {
+    const std::string stem = fs::path(file).stem().string();
+    if (!ZrIsStackFile(file)) {
+      add(file, stem, {});
+      continue;
+    }
+    RfaProcessJob job;
+    ZrStackInfo stack;
+    try {
+      stack = ZrProbeStack(file, frames.dataset);
+      job.dataset = stack.Dataset;
+      const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
+      if (stack.IsStack && (frames.first >= stack.Frames || end > stack.Frames)) {
+        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+                      std::to_string(end) + " asked for, the stack holds " +
+                      std::to_string(stack.Frames) + " (0:" + std::to_string(stack.Frames) + ")");
+      }
+      // A job is made for every frame before any runs; a dataset can claim far more frames
+      // than its file stores (unwritten chunks read as the fill value).
+      if (stack.IsStack && end - frames.first > kMaxFramesPerRun) {
+        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+                      std::to_string(end) + " are more than " + std::to_string(kMaxFramesPerRun) +
+                      " at once; choose fewer with --frames");
+      }
+    } catch (const ZrError& e) {
+      job.error = e.Message;
+      add(file, stem, job);
+      continue;
+    }
+    if (!stack.IsStack) {  // a 2-D array is one image
+      job.frame = 0;
+      add(file, stem, job);
+      continue;
+    }
+    const size_t width = std::to_string(std::max<int64_t>(stack.Frames - 1, 0)).size();
+    const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
+    for (int64_t f = frames.first; f < end; ++f) {
+      const std::string number = std::to_string(f);
+      job.frame = f;
+      add(file, stem + "_" + std::string(width - std::min(width, number.size()), '0') + number,
+          job);
+    }
   }
   return jobs;
 }
 
-RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params) {
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
+                                 const std::string& program) {
   RfaProcessResult result;
   result.image = image;
   ZrPluginLog log;
-  log.Open(kProgramName, params.version);
+  log.Open(program, params.version);
   // The parameters that were used, so a result file documents how it was made.
   log.LogOpenFunction("ApplyCheckedOperations");
-  for (const auto& [key, field] : ParameterFields()) {
+  for (const auto& [key, field] : RfaParameterFields()) {
     std::visit(
         [&, k = key](auto member) {
           using T = std::decay_t<decltype(params.*member)>;
@@ -338,9 +420,11 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
 }
 
 std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
+  if (!job.error.empty()) throw ZrError(job.error);
   ZrImagePage page;
   page.index = job.page;
-  ZrFloatMatrix input = ZrImageRead(job.input, &page);
+  ZrFloatMatrix input = job.frame < 0 ? ZrImageRead(job.input, &page)
+                                      : ZrReadStackFrame(job.input, job.dataset, job.frame);
   ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
   RfaProcessResult result;
   try {
@@ -355,7 +439,8 @@ std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params
            << " image: set them with --set or --parameters)";
       e.Message += hint.str();
     }
-    e.Message = job.input + ": " + e.Message;
+    e.Message = job.input + (job.frame >= 0 ? " frame " + std::to_string(job.frame) : "") + ": " +
+                e.Message;
     throw;
   }
   if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
@@ -532,7 +617,7 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
     if (!options.verbose) RfaSilenceDebugOutput();
     params = RfaLoadParameters(options);
-    jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures);
+    jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures, options.frames);
     for (RfaProcessJob& job : jobs) {
       job.allowEmpty = options.allowEmpty;
       job.page = options.page;

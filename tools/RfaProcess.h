@@ -7,11 +7,21 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
+
+// Which frames of stack inputs are processed: first .. end - 1 (end -1: to the last) of the
+// HDF5 dataset `dataset` (empty: the file's only image dataset).
+struct RfaFrameRange {
+  std::string dataset;
+  int64_t first = 0;
+  int64_t end = -1;
+};
 
 // What the command line asks for.
 struct RfaProcessOptions {
@@ -28,6 +38,7 @@ struct RfaProcessOptions {
   bool help = false;
   bool verbose = false;  // keep the libraries' diagnostic output
   bool version = false;
+  RfaFrameRange frames;        // of every stack input
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
   int sampleCount = 3;
   int sampleSize = 256;
@@ -57,14 +68,21 @@ struct RfaProcessJob {
   bool allowEmpty = false;  // an all-zero result is written and counts as done
   int page = 0;             // the page of a multi-page TIFF to process, from 0
   bool notePages = true;    // say so when the file holds pages that are not processed
+  int64_t frame = -1;   // >= 0: this frame of the stack file input (ZrImageStack.h)
+  std::string dataset;  // its HDF5 dataset
+  std::string error;    // non-empty: the input could not be opened; the job fails with this
 };
 
-// Expands folders (their image files, not recursive, sorted by name, hidden files and the
-// side files written here -- "*.keys.xml", "*.before.png", "*.after.png" -- skipped)
-// and names the outputs; two inputs with the same output name, or an output that would
-// replace its own input, throw ZrError.
+// Expands folders (their image and stack files, not recursive, sorted by name, hidden files
+// and the side files written here -- "*.keys.xml", "*.before.png", "*.after.png" -- skipped)
+// and stacks (3-D HDF5 datasets and .npy arrays: one job per frame of the range, output
+// "<stem>_<frame>" with the frame number zero-padded to the width of the stack's last
+// number), and names the outputs; two inputs with the same output name, or an output that
+// would replace its own input, throw ZrError. A stack that cannot be opened, or whose frames
+// do not reach the range, gives one job that fails with the reason.
 std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
-                                          const std::string& outputDir, bool pictures = false);
+                                          const std::string& outputDir, bool pictures = false,
+                                          const RfaFrameRange& frames = {});
 
 // A display range for a picture: the 0.5 % and 99.5 % quantiles of the finite non-zero
 // pixels (zeros are the masked parts), so that a few extreme pixels do not grey out the rest.
@@ -80,9 +98,15 @@ struct RfaProcessResult {
   bool empty = false;  // 0 everywhere, nothing non-finite
 };
 
-// The processing-log entry ("log") followed by the checked operations, as the plug-in does,
-// judged as they go.
-RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
+// The processing-log entry ("log", naming the program and the parameters) followed by the
+// checked operations, as the plug-in does, judged as they go.
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
+                                 const std::string& program = "rfa-process");
+
+// The stored parameter fields under their file keys, in file order.
+using RfaParameterField = std::variant<double RfaParameters::*, long double RfaParameters::*,
+                                       int32_t RfaParameters::*, bool RfaParameters::*>;
+const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields();
 
 // Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
 // the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a

@@ -301,7 +301,8 @@ TEST_F(ImageFileTest, WriteAndOpenErrorsNameTheFile) {
                   Path("no/such/dir/a.tif") + ": cannot write (No such file or directory)");
   EXPECT_ZR_ERROR(
       ZrImageWrite(Path("a.jpg"), MakeTestImage(2, 2, 0, 0)),
-      Path("a.jpg") + ": unknown image file extension (use .tif, .tiff, .rawf, .xml or .png)");
+      Path("a.jpg") +
+          ": unknown image file extension (use .tif, .tiff, .rawf, .xml, .png or .npy)");
   EXPECT_ZR_ERROR(ZrImageWritePng(Path("e.png"), ZrFloatMatrix(), 0, 1),
                   Path("e.png") + ": an empty image cannot be stored as PNG");
   EXPECT_ZR_ERROR(ZrImageRead(Path("none.tif")),

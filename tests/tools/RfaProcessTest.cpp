@@ -88,21 +88,31 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
       {{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
       {{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
       {{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
-      {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""}};
+      {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""},
+      {{"--frames", "3:3"},
+       "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
+       "\"3:3\""},
+      {{"--frames", "-1:"},
+       "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
+       "\"-1:\""}};
   for (const auto& [args, message] : cases) {
     EXPECT_ZR_ERROR(RfaParseCommandLine(args), message);
   }
 }
 
 TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
-  const RfaProcessOptions o =
-      RfaParseCommandLine({"-p", "a.rfa_bg", "in1", "--no-bg-sh", "-s", "Sx_=120", "-j", "3",
-                           "--set", "IsBgSh_=true", "-o", "res", "in2", "--png"});
+  const RfaProcessOptions o = RfaParseCommandLine(
+      {"-p", "a.rfa_bg", "in1", "--no-bg-sh", "-s", "Sx_=120", "-j", "3", "--set", "IsBgSh_=true",
+       "-o", "res", "in2", "--png", "--frames", "4:", "--dataset", "/entry/data"});
   EXPECT_EQ(o.parameterFile, "a.rfa_bg");
   EXPECT_EQ(o.outputDir, "res");
   EXPECT_EQ(o.jobs, 3);
   EXPECT_TRUE(o.pictures);
   EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2"}));
+  EXPECT_EQ(o.frames.dataset, "/entry/data");
+  EXPECT_EQ(o.frames.first, 4);
+  EXPECT_EQ(o.frames.end, -1);
+  EXPECT_EQ(RfaParseCommandLine({"--frames", "7"}).frames.end, 8);
   const std::vector<std::pair<std::string, std::string>> expected = {
       {"IsBgSh_", "false"}, {"Sx_", "120"}, {"IsBgSh_", "true"}};
   EXPECT_EQ(o.overrides, expected);
@@ -360,6 +370,33 @@ TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
   std::ofstream(Path("empty/notes.txt")) << "not an image";
   EXPECT_ZR_ERROR(RfaCollectJobs({Path("empty")}, Path("x")),
                   Path("empty") + ": folder holds no image files");
+}
+
+// Each frame of a stack is one job named after its number; a range beyond the stack is one
+// failed job. (tests/python compares the results with the module on the same frames.)
+TEST_F(RfaProcessTest, StackFramesBecomeJobsNamedByNumber) {
+  const ZrFloatMatrix screen = Screen(32, 1);
+  const std::string frame(reinterpret_cast<const char*>(screen.Data), 4 * 32 * 32);
+  std::string stack;
+  for (int i = 0; i < 11; ++i) stack += frame;
+  const std::string header = "{'descr': '<f4', 'fortran_order': False, 'shape': (11, 32, 32)}\n";
+  std::ofstream(Path("s.npy"), std::ios::binary)
+      << std::string("\x93NUMPY\x01\x00", 8) << static_cast<char>(header.size()) << '\0' << header
+      << stack;
+  ZrImageWrite(Path("one.npy"), screen);
+  const std::vector<RfaProcessJob> jobs =
+      RfaCollectJobs({Path("s.npy"), Path("one.npy")}, Path("out"), false, {"", 9, -1});
+  ASSERT_EQ(jobs.size(), 3u);
+  EXPECT_EQ(jobs[0].outputImage, Path("out/s_09.tif"));
+  EXPECT_EQ(jobs[1].outputKeys, Path("out/s_10.keys.xml"));
+  EXPECT_EQ(jobs[1].frame, 10);
+  EXPECT_EQ(jobs[2].outputImage, Path("out/one.tif"));
+  const std::vector<RfaProcessJob> beyond =
+      RfaCollectJobs({Path("s.npy")}, Path("out"), false, {"", 5, 12});
+  ASSERT_EQ(beyond.size(), 1u);
+  EXPECT_EQ(beyond[0].error, Path("s.npy") + ": frames 5:12 asked for, the stack holds 11 (0:11)");
+  EXPECT_EQ(Run("--no-bg-sh --no-mask-outside --frames 10: -o @/out @/s.npy"), 0) << err_;
+  EXPECT_EQ(Files("out"), (std::vector<std::string>{"s_10.keys.xml", "s_10.tif"}));
 }
 
 // Refusals name the file, end with 1 (a file failed) or 2 (usage) and touch no output.
