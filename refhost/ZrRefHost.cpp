@@ -430,7 +430,8 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
     in.Value("cmd", cmd);
     answer.function = cmd;
     request.IDDocChildWindow(id);
-    const int32_t number = ZrCmdPackUnpack::FunctionNumber(cmd);
+    const ZrHostFunctionRow* row = ZrHostFunctionFind(cmd);
+    const int32_t number = row != nullptr ? row->number : -1;
 
     auto keyDoubles = [&](const std::string& key, const std::map<std::string, double>& map) {
       results = [key, map](ZrCmdPackUnpack& r) {
