@@ -9,6 +9,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "hostlink/ZrAnswerEnd.h"
 #include "hostlink/ZrShielded.h"
 
 namespace {
@@ -158,16 +159,13 @@ void ZrPluginFuncVeldra::SubConnect() {
   });
 }
 
-// Polls for the answer of one send attempt. The answer is complete when "</air>" stands
-// one character before its end: the host always sends one character (a line feed) after
-// its closing root tag.
+// Polls for the answer of one send attempt, joining the reads until ZrAnswerComplete.
 void ZrPluginFuncVeldra::RecvMsg(bool& complete) {
   for (int32_t poll = 0; poll < pollCount_; ++poll) {
     if (socket_->Read()) {
       responseText_ += socket_->ReceivedText;
       socket_->ReceivedText.clear();
-      const size_t n = responseText_.size();
-      if (n > 6 && responseText_.compare(n - 7, 6, "</air>") == 0) {
+      if (ZrAnswerComplete(responseText_)) {
         complete = true;
         return;
       }
