@@ -110,15 +110,3 @@ TEST(ZrRefHostLocalSocket, LocalServerVariantServesTheSameProtocol) {
   EXPECT_EQ(back.Data[19], 9.5f);
   server.Stop();
 }
-
-TEST(ZrRefHostHandle, UnknownAndUnreadableRequestsAnswerWithAnError) {
-  ZrRefHost host;
-  EXPECT_EQ(host.Handle("<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n").text,
-            "<air><i0><ReturnCode>Unknown function:NoSuch</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>Update</cmd").text,
-            "<air><i0><ReturnCode>Illigal Tag Structure</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>RegionGet</cmd><IDDocChildWindow>4</IDDocChildWindow>"
-                        "</i0></air>")
-                .text,
-            "<air><i0><ReturnCode>Window is not found:4</ReturnCode>\n</i0>\n</air>\n");
-}
