@@ -14,7 +14,7 @@ void CheckControlAllowed(ZrRefHostCall& call, const char* name) {
 void RefHostDump(ZrRefHostCall& call) {
   CheckControlAllowed(call, "RefHostDump");
   std::string folder;
-  call.in.Packer().Value("folder", folder);
+  call.request.Packer().Value("folder", folder);
   call.host.Dump(call.host.ConfinedFolder(folder));
 }
 

@@ -18,11 +18,11 @@
 class ZrRefHostCall {
  public:
   // The request's command element is open.
-  ZrRefHostCall(ZrRefHostState& state, ZrCmdPackUnpack& request, int64_t clientId)
-      : host(state), in(request), client(clientId) {}
+  ZrRefHostCall(ZrRefHostState& state, ZrCmdPackUnpack& message, int64_t clientId)
+      : host(state), request(message), client(clientId) {}
 
   ZrRefHostState& host;
-  ZrCmdPackUnpack& in;
+  ZrCmdPackUnpack& request;
   int64_t client;
   int32_t window = -1;  // "IDDocChildWindow" of the request; -1 when it has none
   bool quit = false;    // the request asks the host to end

@@ -18,7 +18,7 @@ void ImageGet(ZrRefHostCall& call) {
 
 void ImageSet(ZrRefHostCall& call) {
   ZrFloatMatrix image;
-  call.in.Packer().Matrix("image", image, "b");
+  call.request.Packer().Matrix("image", image, "b");
   call.Window().image = image;
 }
 
@@ -61,7 +61,7 @@ void FIImageGetBySharedMemory(ZrRefHostCall& call) {
 void FIImageSetBySharedMemory(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
   std::string key;
-  call.in.Packer().Value("key", key);
+  call.request.Packer().Value("key", key);
   QSharedMemory block(QString::fromUtf8(key.c_str()));
   if (!block.attach(QSharedMemory::ReadOnly)) {
     throw ZrError("Cannot attach to Shared Memory" + key);

@@ -13,7 +13,7 @@ void ImageKeyDoubleGet(ZrRefHostCall& call) {
 }
 
 void ImageKeyDoubleSet(ZrRefHostCall& call) {
-  call.in.Packer().KeyDoubleList("ImageKeyDouble", call.Window().keyDouble);
+  call.request.Packer().KeyDoubleList("ImageKeyDouble", call.Window().keyDouble);
 }
 
 void ImageKeyStringGet(ZrRefHostCall& call) {
@@ -21,7 +21,7 @@ void ImageKeyStringGet(ZrRefHostCall& call) {
 }
 
 void ImageKeyStringSet(ZrRefHostCall& call) {
-  call.in.Packer().KeyStringList("ImageKeyString", call.Window().keyString);
+  call.request.Packer().KeyStringList("ImageKeyString", call.Window().keyString);
 }
 
 void SeriesKeyDoubleGet(ZrRefHostCall& call) {
@@ -37,7 +37,7 @@ void SeriesIndexKeyDoubleGet(ZrRefHostCall& call) {
 }
 
 void SeriesIndexKeyDoubleSet(ZrRefHostCall& call) {
-  call.in.Packer().KeyDoubleList("SeriesIndexKeyDouble", CurrentEntry(call).keyDouble);
+  call.request.Packer().KeyDoubleList("SeriesIndexKeyDouble", CurrentEntry(call).keyDouble);
 }
 
 void SeriesIndexKeyStringGet(ZrRefHostCall& call) {
@@ -45,7 +45,7 @@ void SeriesIndexKeyStringGet(ZrRefHostCall& call) {
 }
 
 void SeriesIndexKeyStringSet(ZrRefHostCall& call) {
-  call.in.Packer().KeyStringList("SeriesIndexKeyString", CurrentEntry(call).keyString);
+  call.request.Packer().KeyStringList("SeriesIndexKeyString", CurrentEntry(call).keyString);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ bool InsideRegion(const ZrRegion& region, double x, double y) {
 
 // The region named by "RegionID"; "Region is not found:<id>" when the window has none.
 const ZrRegion& NamedRegion(ZrRefHostCall& call, int32_t& regionId) {
-  call.in.Packer().Value("RegionID", regionId);
+  call.request.Packer().Value("RegionID", regionId);
   ZrRefHostWindow& w = call.Window();
   const auto it = w.regions.find(regionId);
   if (it == w.regions.end()) throw ZrError("Region is not found:" + std::to_string(regionId));
@@ -31,7 +31,7 @@ const ZrRegion& NamedRegion(ZrRefHostCall& call, int32_t& regionId) {
 void RegionAdd(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
   ZrRegion region;
-  call.in.Region(region);
+  call.request.Region(region);
   const int32_t regionId = call.host.nextRegionId++;
   w.regions[regionId] = region;
   call.Result("RegionID", regionId);
@@ -77,14 +77,14 @@ void RegionGetIMinMaxAverage(ZrRefHostCall& call) {
 
 void LineAdd(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
-  ZrPackUnpack::ZrPackUnpackCustom& in = call.in.Packer();
+  ZrPackUnpack::ZrPackUnpackCustom& in = call.request.Packer();
   ZrRefHostLine line;
   in.Value("x0", line.x0);
   in.Value("y0", line.y0);
   in.Value("x1", line.x1);
   in.Value("y1", line.y1);
   in.Value("width", line.width);
-  call.in.Color("color", line.color);
+  call.request.Color("color", line.color);
   in.Value("isMovable", line.isMovable);
   in.Value("name", line.name);
   line.id = call.host.nextRegionId++;

@@ -16,8 +16,8 @@ bool IsImageFileName(const QString& name) {
 
 void SeriesNewWindow(ZrRefHostCall& call) {
   std::string file, mode = "image";
-  call.in.Packer().Value("filenameUtf8", file);
-  call.in.Packer().Value("mode", mode);
+  call.request.Packer().Value("filenameUtf8", file);
+  call.request.Packer().Value("mode", mode);
   call.Result("IDDocChildWindow", call.host.NewWindow(call.host.LoadSeries(file, mode)));
 }
 
@@ -29,7 +29,7 @@ void SeriesGetCount(ZrRefHostCall& call) {
 void SetCurrentIndex(ZrRefHostCall& call, bool load) {
   ZrRefHostWindow& w = call.Series();
   int32_t index = -1;
-  call.in.Index(index);
+  call.request.Index(index);
   if (index < 0 || index >= static_cast<int32_t>(w.series.entries.size())) {
     throw ZrError("Series index is out of range:" + std::to_string(index));
   }
@@ -56,7 +56,7 @@ void SeriesImageIndexSet(ZrRefHostCall& call) {
 void SeriesImageSave(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Series();
   std::string file;
-  call.in.Packer().Value("filenameUtf8", file);
+  call.request.Packer().Value("filenameUtf8", file);
   call.host.CurrentEntry(w);
   if (w.image.IsEmpty()) throw ZrError("Image is empty");
   const std::string path = ZrRefHostState::Resolve(file, call.host.outputDir);
@@ -70,7 +70,7 @@ void SeriesImageSave(ZrRefHostCall& call) {
 void SeriesSaveRenew(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Series();
   std::string file;
-  call.in.Packer().Value("filenameUtf8", file);
+  call.request.Packer().Value("filenameUtf8", file);
   const std::string path = ZrRefHostState::Resolve(file, call.host.outputDir);
   const QDir indexDir = QFileInfo(QString::fromStdString(path)).absoluteDir();
   ZrSeriesIndex renewed = w.series;
