@@ -1,4 +1,4 @@
-// The command message and the host's function table.
+// The command message.
 #include "hostlink/ZrCmdPackUnpack.h"
 
 #include <sstream>
@@ -27,134 +27,12 @@ std::string CommandName(int32_t n) {
 
 }  // namespace
 
-const std::map<int32_t, std::string>& ZrCmdPackUnpack::FunctionTable() {
-  static const std::map<int32_t, std::string> table = {
-      {1, "Update"},
-      {2, "WindowListIDGet"},
-      {3, "WindowClose"},
-      {4, "WindowGetFocusedID"},
-      {5, "WindowGetIDbyIndex"},
-      {6, "WindowSetIsLock"},
-      {7, "ImageNewWindow"},
-      {8, "ImageGet"},
-      {9, "ImageSet"},
-      {10, "ImageLoad"},
-      {11, "ImageSaveAsXml"},
-      {12, "ImageSaveAsBMP"},
-      {13, "ImageSaveAsJPG"},
-      {14, "ImageSaveAsPNG"},
-      {15, "SetFileName"},
-      {16, "GetFileName"},
-      {17, "SetCaption"},
-      {18, "GetCaption"},
-      {19, "SetIsSaved"},
-      {20, "GetIsSaved"},
-      {21, "GetIsModeImage"},
-      {22, "ImageDispGetMinMax"},
-      {23, "ImageDispSetMinMax"},
-      {24, "ImageDispSetErrMinMax"},
-      {25, "ImageDispSetErrMin"},
-      {26, "ImageDispSetErrMax"},
-      {27, "RegionAdd"},
-      {28, "RegionClear"},
-      {29, "RegionCopyFrom"},
-      {30, "RegionSearchByName"},
-      {31, "RegionGetIDFocused"},
-      {32, "RegionGetIDList"},
-      {33, "RegionGet"},
-      {34, "RegionSet"},
-      {35, "RegionDrawingAdd"},
-      {37, "RegionPolygonGetVertexList"},
-      {38, "RegionPolygonSetVertexList"},
-      {39, "RegionDrawingClear"},
-      {40, "RegionDrawingAddLine"},
-      {41, "RegionDrawingAddRectangle"},
-      {42, "RegionDrawingAddEllipse"},
-      {43, "RegionGetIMinMaxAverage"},
-      {44, "LineAdd"},
-      {45, "LineGetIDList"},
-      {46, "LineGetProperty"},
-      {47, "LineSetProperty"},
-      {48, "GetIsModeSeries"},
-      {49, "SeriesNewWindow"},
-      {50, "SeriesSave"},
-      {51, "SeriesGetCount"},
-      {52, "SeriesListValueGet"},
-      {53, "SeriesListValueSet"},
-      {54, "SeriesListValueClear"},
-      {55, "SeriesImageIndexSetWithLoadImage"},
-      {56, "SeriesImageIndexSet"},
-      {57, "SeriesImageIndexGet"},
-      {58, "SeriesImageSave"},
-      {59, "SeriesGetCurrentIndex"},
-      {60, "SeriesGetFileName"},
-      {61, "ImageKeyDoubleGet"},
-      {62, "ImageKeyDoubleSet"},
-      {63, "ImageKeyStringGet"},
-      {64, "ImageKeyStringSet"},
-      {65, "SeriesKeyDoubleGet"},
-      {66, "SeriesKeyDoubleSet"},
-      {67, "SeriesKeyStringGet"},
-      {68, "SeriesKeyStringSet"},
-      {69, "SeriesIndexKeyDoubleGet"},
-      {70, "SeriesIndexKeyDoubleSet"},
-      {71, "SeriesIndexKeyStringGet"},
-      {72, "SeriesIndexKeyStringSet"},
-      {73, "PluginOpenDialog"},
-      {74, "PluginSetClientName"},
-      {75, "ImageBitmapCopyToClipboard"},
-      {76, "ImageGetSize"},
-      {77, "FIImageGetBySharedMemory"},
-      {78, "FIImageSetBySharedMemory"},
-      {79, "FIImage3DNewWindow"},
-      {80, "FIImage3DGetBySharedMemory"},
-      {81, "FIImage3DSetBySharedMemory"},
-      {82, "FIGetIsModeImage3D"},
-      {83, "FIWaveNewWindow"},
-      {84, "FIWaveSet"},
-      {85, "FIWaveGet"},
-      {86, "FIWaveGetColor"},
-      {87, "FIWaveSetColor"},
-      {88, "FIGetIsModeWave"},
-      {89, "FIImageSetChannel"},
-      {90, "FIImageGetCurrentChannel"},
-      {91, "FIImageGetChannelCount"},
-      {92, "FIImageSetChannelByIndex"},
-      {93, "SeriesSaveRenew"},
-      {94, "SeriesIndexKeyStringSetItem"},
-      {95, "SeriesIndexKeyDoubleSetItem"},
-      {96, "SeriesKeyStringSetItem"},
-      {97, "SeriesKeyDoubleSetItem"},
-      {98, "ImageKeyStringSetItem"},
-      {99, "ImageKeyDoubleSetItem"},
-      {100, "WindowListIDAndCaptionGet"},
-      {101, "ModeChangeImage"},
-      {102, "ModeChangeWave"},
-      {103, "ModeChangeImage3D"},
-      {104, "GetIsLoaded"},
-      {105, "SetIsLoaded"},
-      {106, "FIWaveSetWithColor"},
-      {107, "ImageLoadInWindow"},
-      {108, "ImageFlipVertical"},
-      {109, "RegionGetListIdIMinMaxAverageColor"},
-  };
-  return table;
-}
-
-int32_t ZrCmdPackUnpack::FunctionNumber(const std::string& name) {
-  for (const auto& entry : FunctionTable()) {
-    if (entry.second == name) return entry.first;
-  }
-  return -1;
-}
-
 ZrCmdPackUnpack::ZrCmdPackUnpack(const std::string& mode)
     : document_(new ZrBarnXml(mode)),
       xmlPacker_(new ZrPackUnpack::ZrPackUnpackXml(document_)),
       packer_(xmlPacker_) {
   if (mode == "w") packer_->OpenRack("air");
   commandIndex_ = 0;
-  functionTable_ = FunctionTable();
 }
 
 bool ZrCmdPackUnpack::OpenCmd() {
@@ -178,9 +56,9 @@ void ZrCmdPackUnpack::CloseCmdIndex(int32_t n) {
 }
 
 void ZrCmdPackUnpack::SetFunc(int32_t number) {
-  const auto it = functionTable_.find(number);
-  if (it == functionTable_.end()) throw ZrError("Undefiend function number");
-  std::string name = it->second;
+  const ZrHostFunctionRow* row = ZrHostFunctionFind(number);
+  if (row == nullptr) throw ZrError("Undefiend function number");
+  std::string name = row->name;
   packer_->Value(keyFunctionName_, name);
 }
 

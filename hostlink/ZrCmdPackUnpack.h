@@ -8,6 +8,7 @@
 #include <string>
 
 #include "formats/ZrBarnXml.h"
+#include "hostlink/ZrHostFunctions.h"
 #include "hostlink/ZrHostTypes.h"
 #include "hostlink/ZrPackUnpack.h"
 
@@ -21,8 +22,10 @@ class ZrCmdPackUnpack {
   void CloseCmd();
   void CloseCmdIndex(int32_t n);
 
-  // Stores the function's name under "cmd"; "Undefiend function number" when unknown.
+  // Stores the function's name under "cmd"; "Undefiend function number" for a number that
+  // is not in the host's function table.
   void SetFunc(int32_t number);
+  void SetFunc(ZrHostFunction function) { SetFunc(static_cast<int32_t>(function)); }
 
   // Typed accessors with fixed keys; each packs or unpacks depending on the mode.
   int32_t Index(int32_t& index);
@@ -40,16 +43,10 @@ class ZrCmdPackUnpack {
   void GetText(std::string& text) { packer_->GetText(text); }
   void SetText(const std::string& text) { packer_->SetText(text); }
 
-  // The host's function table: number to name (108 entries, 1 to 109 without 36).
-  static const std::map<int32_t, std::string>& FunctionTable();
-  // Number of a function name, or -1.
-  static int32_t FunctionNumber(const std::string& name);
-
  private:
   boost::shared_ptr<ZrBarnXml> document_;
   boost::shared_ptr<ZrPackUnpack::ZrPackUnpackXml> xmlPacker_;
   boost::shared_ptr<ZrPackUnpack::ZrPackUnpackCustom> packer_;
-  std::map<int32_t, std::string> functionTable_;
   std::string keyFunctionName_ = "cmd";
   int32_t commandIndex_ = 0;
 };

@@ -18,24 +18,28 @@ void Open(ZrCmdPackUnpack& response);
 // Same, for an answer whose command element is already open.
 void CheckReturnCode(ZrCmdPackUnpack& response);
 
-// "IDDocChildWindow"; def when missing (functions 4, 7, 49).
+// Each reads the answer of the host functions named with it.
+// WindowGetFocusedID, ImageNewWindow, SeriesNewWindow: "IDDocChildWindow", def when missing.
 int32_t WindowId(ZrCmdPackUnpack& response, int32_t def);
-bool IsModeImage(ZrCmdPackUnpack& response);                        // 21 "isModeImage"
-bool IsModeSeries(ZrCmdPackUnpack& response);                       // 48 "isModeSeries"
-std::string SharedMemoryKey(ZrCmdPackUnpack& response);             // 77 "key"
-void ImageMatrix(ZrCmdPackUnpack& response, ZrFloatMatrix& image);  // 8 "image"
-int32_t RegionId(ZrCmdPackUnpack& response, int32_t def);           // 27, 44 "RegionID"
-void IdList(ZrCmdPackUnpack& response, ZrLongMatrix& ids);          // 32, 45 "IDList"
-// 33: "region", or its fields flat; without cx, cy, w and h: "The host's answer holds no region
-// record (cx, cy, w, h)".
+bool IsModeImage(ZrCmdPackUnpack& response);             // GetIsModeImage: "isModeImage"
+bool IsModeSeries(ZrCmdPackUnpack& response);            // GetIsModeSeries: "isModeSeries"
+std::string SharedMemoryKey(ZrCmdPackUnpack& response);  // FIImageGetBySharedMemory: "key"
+void ImageMatrix(ZrCmdPackUnpack& response, ZrFloatMatrix& image);  // ImageGet: "image"
+int32_t RegionId(ZrCmdPackUnpack& response, int32_t def);   // RegionAdd, LineAdd: "RegionID"
+void IdList(ZrCmdPackUnpack& response, ZrLongMatrix& ids);  // RegionGetIDList, LineGetIDList
+// RegionGet: "region", or its fields flat in the command element; without cx, cy, w and h:
+// "The host's answer holds no region record (cx, cy, w, h)".
 void RegionRecord(ZrCmdPackUnpack& response, ZrRegion& region);
-void MinMaxAverage(ZrCmdPackUnpack& response, float& min, float& max, float& average);  // 43
-int32_t Count(ZrCmdPackUnpack& response);         // 51 "count"
-std::string FileName(ZrCmdPackUnpack& response);  // 16 "filenameUtf8"
+// RegionGetIMinMaxAverage: "min", "max", "average".
+void MinMaxAverage(ZrCmdPackUnpack& response, float& min, float& max, float& average);
+int32_t Count(ZrCmdPackUnpack& response);         // SeriesGetCount: "count"
+std::string FileName(ZrCmdPackUnpack& response);  // GetFileName: "filenameUtf8"
+// The key lists of ImageKeyDoubleGet, SeriesKeyDoubleGet, SeriesIndexKeyDoubleGet and of the
+// three string Gets, under the given key.
 void KeyDoubles(ZrCmdPackUnpack& response, const std::string& key,
-                std::map<std::string, double>& map);  // 61, 65, 69
+                std::map<std::string, double>& map);
 void KeyStrings(ZrCmdPackUnpack& response, const std::string& key,
-                std::map<std::string, std::string>& map);                 // 63, 67, 71
-void Loaded(ZrCmdPackUnpack& response, bool& isLoaded, bool& isSuccess);  // 104
+                std::map<std::string, std::string>& map);
+void Loaded(ZrCmdPackUnpack& response, bool& isLoaded, bool& isSuccess);  // GetIsLoaded
 
 }  // namespace ZrHostReply

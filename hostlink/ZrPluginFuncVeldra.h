@@ -117,7 +117,7 @@ class ZrPluginFuncVeldra {
   void MakeSocket();
   void RecvMsg(bool& complete);
   template <class Build, class Read>
-  void Call(int32_t function, const char* signature, Build build, Read read);
+  void Call(ZrHostFunction function, const char* signature, Build build, Read read);
 
   std::string hostName_;
   int32_t port_;

@@ -24,6 +24,7 @@ class QSharedMemory;
 class QTcpServer;
 class QLocalServer;
 class QIODevice;
+struct ZrRefHostState;
 
 // Faults injected on demand. They apply to every request, or only to requests for the
 // function named in onlyFunction.
@@ -132,9 +133,8 @@ class ZrRefHost {
   void SetChangeListener(std::function<void()> listener);
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
-  mutable std::recursive_mutex mutex_;  // Handle may dump while holding it
+  std::unique_ptr<ZrRefHostState> state_;
+  mutable std::recursive_mutex mutex_;  // guards state_
 };
 
 // Serves a ZrRefHost on TCP and a local socket; lives in the thread that runs its events.

@@ -39,10 +39,10 @@ namespace {
 // One request to the host, built and answered exactly as for a plug-in; a "ReturnCode" other
 // than "ok" is thrown.
 template <class Build>
-void Ask(ZrRefHost& host, const char* function, Build build) {
+void Ask(ZrRefHost& host, ZrHostFunction function, Build build) {
   ZrCmdPackUnpack request("w");
   request.OpenCmd();
-  request.SetFunc(ZrCmdPackUnpack::FunctionNumber(function));
+  request.SetFunc(function);
   build(request);
   request.CloseCmd();
   std::string text;
@@ -237,12 +237,12 @@ int32_t ZrViewerMainWindow::OpenFile(const std::string& path) {
       std::map<std::string, double> doubles;
       std::map<std::string, std::string> texts;
       RfaReadKeysFile(keysPath, doubles, texts);
-      Ask(host_, "ImageKeyDoubleSet", [&](ZrCmdPackUnpack& request) {
+      Ask(host_, ZrHostFunction::ImageKeyDoubleSet, [&](ZrCmdPackUnpack& request) {
         int32_t window = id;
         request.IDDocChildWindow(window);
         request.Packer().KeyDoubleList("ImageKeyDouble", doubles);
       });
-      Ask(host_, "ImageKeyStringSet", [&](ZrCmdPackUnpack& request) {
+      Ask(host_, ZrHostFunction::ImageKeyStringSet, [&](ZrCmdPackUnpack& request) {
         int32_t window = id;
         request.IDDocChildWindow(window);
         request.Packer().KeyStringList("ImageKeyString", texts);
@@ -446,7 +446,7 @@ void ZrViewerMainWindow::ShowProfile() {
 void ZrViewerMainWindow::ChooseSeriesIndex(int32_t id, int32_t index) {
   // The same request a plug-in would send, so the host loads the image its own way.
   try {
-    Ask(host_, "SeriesImageIndexSetWithLoadImage", [&](ZrCmdPackUnpack& request) {
+    Ask(host_, ZrHostFunction::SeriesImageIndexSetWithLoadImage, [&](ZrCmdPackUnpack& request) {
       request.IDDocChildWindow(id);
       request.Index(index);
     });

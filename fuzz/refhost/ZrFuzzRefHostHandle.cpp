@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "hostlink/ZrAnswerEnd.h"
 #include "hostlink/ZrCmdPackUnpack.h"
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrRefHost.h"
@@ -38,10 +39,9 @@ const std::string& Folder() {
 }
 
 void CheckAnswer(const std::string& text) {
-  // A client reads an answer only up to its first zero byte.
-  const std::string end = "</air>\n";
-  if (text.size() < end.size() || text.compare(text.size() - end.size(), end.size(), end) != 0 ||
-      text.find('\0') != std::string::npos) {
+  // A client takes an answer as complete by ZrAnswerComplete and reads it only up to its
+  // first zero byte.
+  if (!ZrAnswerComplete(text) || text.back() != '\n' || text.find('\0') != std::string::npos) {
     std::abort();
   }
   try {

@@ -1,5 +1,5 @@
-// Request texts byte for byte, response reading, round trips, the host function table, the
-// reading of host answers and the processing log document.
+// Request texts byte for byte, response reading, round trips, the reading of host answers and
+// the processing log document.
 #include "hostlink/ZrCmdPackUnpack.h"
 
 #include "hostlink/ZrHostReplies.h"
@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <sstream>
 #include <tuple>
 
 #include "tests/common/ZrTestUtil.h"
@@ -17,11 +16,10 @@ namespace {
 
 using Arguments = std::function<void(ZrCmdPackUnpack&)>;
 
-// The text of a request for `function` (none when negative) whose arguments `arguments` packs.
-std::string RequestText(int32_t function, const Arguments& arguments) {
+// The text of a request whose command `arguments` packs.
+std::string RequestText(const Arguments& arguments) {
   ZrCmdPackUnpack request("w");
   request.OpenCmd();
-  if (function >= 0) request.SetFunc(function);
   arguments(request);
   request.CloseCmd();
   std::string text;
@@ -37,7 +35,7 @@ ZrCmdPackUnpack Response(const std::string& text) {
 
 // What `arguments` packs, read back as a response with its command opened.
 ZrCmdPackUnpack RoundTrip(const Arguments& arguments) {
-  ZrCmdPackUnpack response = Response(RequestText(-1, arguments));
+  ZrCmdPackUnpack response = Response(RequestText(arguments));
   EXPECT_TRUE(response.OpenCmd());
   return response;
 }
@@ -53,24 +51,24 @@ TEST(ZrCmdPackUnpack, RequestTextsByteForByte) {
   // Values follow the name, each end tag with a line feed; texts are escaped; key lists are
   // numbered children with "key" and "val"; a region sits in its own element, fields in order;
   // floating values carry the digits they need to read back exactly.
-  EXPECT_EQ(RequestText(27,
-                        [](ZrCmdPackUnpack& r) {
-                          int32_t id = -12;
-                          r.IDDocChildWindow(id);
-                          bool flag = true;
-                          r.Packer().Value("isMovable", flag);
-                          std::string name = "a<b&c\"d'e";
-                          r.Packer().Value("name", name);
-                          std::map<std::string, std::string> keys = {{"a<b", "1&2"}, {"z", ""}};
-                          r.Packer().KeyStringList("ImageKeyString", keys);
-                          ZrRegion region{"ELLIPSE", 1.5f, -2, 3, 4, {0, 255, 0}, true, "dip"};
-                          r.Region(region);
-                          float x0 = 0.5f, y0 = 1.0f / 3;
-                          double d = 0.1;
-                          r.Packer().Value("x0", x0);
-                          r.Packer().Value("y0", y0);
-                          r.Packer().Value("d", d);
-                        }),
+  EXPECT_EQ(RequestText([](ZrCmdPackUnpack& r) {
+              r.SetFunc(ZrHostFunction::RegionAdd);
+              int32_t id = -12;
+              r.IDDocChildWindow(id);
+              bool flag = true;
+              r.Packer().Value("isMovable", flag);
+              std::string name = "a<b&c\"d'e";
+              r.Packer().Value("name", name);
+              std::map<std::string, std::string> keys = {{"a<b", "1&2"}, {"z", ""}};
+              r.Packer().KeyStringList("ImageKeyString", keys);
+              ZrRegion region{"ELLIPSE", 1.5f, -2, 3, 4, {0, 255, 0}, true, "dip"};
+              r.Region(region);
+              float x0 = 0.5f, y0 = 1.0f / 3;
+              double d = 0.1;
+              r.Packer().Value("x0", x0);
+              r.Packer().Value("y0", y0);
+              r.Packer().Value("d", d);
+            }),
             "<air><i0><cmd>RegionAdd</cmd>\n<IDDocChildWindow>-12</IDDocChildWindow>\n"
             "<isMovable>true</isMovable>\n<name>a&lt;b&amp;c&quot;d'e</name>\n"
             "<ImageKeyString><i0><key>a&lt;b</key>\n<val>1&amp;2</val>\n</i0>\n<i1><key>z</key>\n"
@@ -163,9 +161,9 @@ TEST(ZrCmdPackUnpack, RoundTripsKeepEveryValue) {
     EXPECT_EQ(std::vector<int32_t>(readIds.Data, readIds.Data + 4),
               std::vector<int32_t>(ids.Data, ids.Data + 4));
   }
-  EXPECT_NE(RequestText(-1, [&](ZrCmdPackUnpack& r) { r.IDList(ids, true); }).find("<base64b>"),
+  EXPECT_NE(RequestText([&](ZrCmdPackUnpack& r) { r.IDList(ids, true); }).find("<base64b>"),
             std::string::npos);
-  EXPECT_NE(RequestText(-1, [&](ZrCmdPackUnpack& r) { r.IDList(ids, false); }).find("<base64>"),
+  EXPECT_NE(RequestText([&](ZrCmdPackUnpack& r) { r.IDList(ids, false); }).find("<base64>"),
             std::string::npos);
   // The reader unescapes repeatedly, so an "&amp;" written into a key comes back as "&".
   std::map<std::string, std::string> collapsed;
@@ -194,45 +192,6 @@ TEST(ZrCmdPackUnpack, GuardsNameTheirFault) {
   std::string text;
   request.GetText(text);
   EXPECT_EQ(text, "<air><i0></i0>\n</air>\n");
-}
-
-class ZrFunctionTable : public ::testing::TestWithParam<int32_t> {};
-
-TEST_P(ZrFunctionTable, NumbersOneToHundredNineExceptThirtySixAreNamed) {
-  const int32_t n = GetParam();
-  if (n < 1 || n > 109 || n == 36) {
-    ZrCmdPackUnpack request("w");
-    request.OpenCmd();
-    EXPECT_ZR_ERROR(request.SetFunc(n), "Undefiend function number");
-    return;
-  }
-  const std::string& name = ZrCmdPackUnpack::FunctionTable().at(n);
-  EXPECT_EQ(ZrCmdPackUnpack::FunctionNumber(name), n);
-  EXPECT_EQ(RequestText(n, [](ZrCmdPackUnpack&) {}),
-            "<air><i0><cmd>" + name + "</cmd>\n</i0>\n</air>\n");
-}
-
-INSTANTIATE_TEST_SUITE_P(AllNumbers, ZrFunctionTable, ::testing::Range(-1, 112));
-
-TEST(ZrFunctionTableNames, SizeAndTheNamesTheProgramSends) {
-  const auto& table = ZrCmdPackUnpack::FunctionTable();
-  EXPECT_EQ(table.size(), 108u);
-  // Number and name of every function this program sends.
-  std::istringstream sent(
-      "1 Update 4 WindowGetFocusedID 7 ImageNewWindow 8 ImageGet 9 ImageSet 16 GetFileName "
-      "21 GetIsModeImage 27 RegionAdd 28 RegionClear 32 RegionGetIDList 33 RegionGet "
-      "35 RegionDrawingAdd 37 RegionPolygonGetVertexList 43 RegionGetIMinMaxAverage 44 LineAdd "
-      "45 LineGetIDList 48 GetIsModeSeries 49 SeriesNewWindow 51 SeriesGetCount "
-      "55 SeriesImageIndexSetWithLoadImage 56 SeriesImageIndexSet 58 SeriesImageSave "
-      "61 ImageKeyDoubleGet 62 ImageKeyDoubleSet 63 ImageKeyStringGet 64 ImageKeyStringSet "
-      "65 SeriesKeyDoubleGet 67 SeriesKeyStringGet 69 SeriesIndexKeyDoubleGet "
-      "70 SeriesIndexKeyDoubleSet 71 SeriesIndexKeyStringGet 72 SeriesIndexKeyStringSet "
-      "77 FIImageGetBySharedMemory 78 FIImageSetBySharedMemory 93 SeriesSaveRenew "
-      "104 GetIsLoaded 109 RegionGetListIdIMinMaxAverageColor");
-  int32_t n = 0, checked = 0;
-  for (std::string name; sent >> n >> name; ++checked) EXPECT_EQ(table.at(n), name) << n;
-  EXPECT_EQ(checked, 37);
-  EXPECT_EQ(ZrCmdPackUnpack::FunctionNumber("NoSuchFunction"), -1);
 }
 
 // Answers read without a socket: a ReturnCode other than "ok" is the error, missing values

@@ -193,7 +193,7 @@ TEST(ZrRefHostImageBlocks, OwnKeyPerGetKeptUntilTheClientsNextRequestWithinTheBo
   host.SetMaxImageBlocks(2);
   ZrCmdPackUnpack request("w");
   request.OpenCmd();
-  request.SetFunc(ZrCmdPackUnpack::FunctionNumber("FIImageGetBySharedMemory"));
+  request.SetFunc(ZrHostFunction::FIImageGetBySharedMemory);
   request.IDDocChildWindow(id);
   request.CloseCmd();
   std::string get;

@@ -58,7 +58,7 @@ int Fetch(int32_t port, int64_t count) {
 int Flood(int32_t port, int32_t window, int32_t count) {
   ZrCmdPackUnpack request("w");
   request.OpenCmd();
-  request.SetFunc(ZrCmdPackUnpack::FunctionNumber("ImageGet"));
+  request.SetFunc(ZrHostFunction::ImageGet);
   request.IDDocChildWindow(window);
   request.CloseCmd();
   std::string one, all;

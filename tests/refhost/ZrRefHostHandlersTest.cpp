@@ -1,0 +1,88 @@
+// Request handlers called alone on a host state of the test's making, and the handling of
+// requests that reach no handler.
+#include "refhost/ZrRefHostHandlers.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+struct HandlerCase {
+  const char* name;
+  ZrHostFunction function;
+  int32_t window;
+  std::string arguments;  // request values after "IDDocChildWindow"
+  std::string results;    // the results the handler leaves, or its error
+};
+
+void PrintTo(const HandlerCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class ZrRefHostHandlerTest : public ::testing::TestWithParam<HandlerCase> {};
+
+}  // namespace
+
+TEST_P(ZrRefHostHandlerTest, LeavesItsResultsOrError) {
+  const HandlerCase& c = GetParam();
+  // Window 1: a 4 x 3 image whose pixel (x, y) is x + 4 y, from a file in a folder.
+  ZrRefHostState state;
+  ZrRefHostWindow w;
+  w.image = ZrFloatMatrix(4, 3);
+  for (int64_t i = 0; i < w.image.Count(); ++i) w.image.Data[i] = static_cast<float>(i);
+  w.fileName = "/data/run 7/a.rawf";
+  w.regions[1] = {"ELLIPSE", 1, 1, 2, 2, {}, false, ""};
+  w.regions[2] = {"ELLIPSE", 40, 40, 2, 2, {}, false, ""};
+  state.NewWindow(w);
+
+  ZrCmdPackUnpack request("r");
+  request.SetText("<air><i0>" + c.arguments + "</i0></air>");
+  request.OpenCmd();
+  ZrRefHostCall call(state, request, 1);
+  call.window = c.window;
+  const ZrRefHostHandler handler = ZrRefHostFindHandler(ZrHostFunctionName(c.function));
+  ASSERT_NE(handler, nullptr);
+  std::string outcome;
+  try {
+    handler(call);
+    ZrCmdPackUnpack results("w");
+    results.OpenCmd();
+    call.WriteResults(results);
+    results.CloseCmd();
+    results.GetText(outcome);
+  } catch (const ZrError& e) {
+    outcome = e.Message;
+  }
+  EXPECT_EQ(outcome, c.results);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ZrRefHostHandlerTest,
+    ::testing::Values(
+        HandlerCase{"EllipseStatisticsByItsEquation", ZrHostFunction::RegionGetIMinMaxAverage, 1,
+                    "<RegionID>1</RegionID>",
+                    "<air><i0><min>1</min>\n<max>9</max>\n<average>5</average>\n</i0>\n</air>\n"},
+        HandlerCase{"RegionOutsideTheImage", ZrHostFunction::RegionGetIMinMaxAverage, 1,
+                    "<RegionID>2</RegionID>", "Region holds no pixel:2"},
+        HandlerCase{"FileNameWithoutFolder", ZrHostFunction::GetFileName, 1, "",
+                    "<air><i0><filenameUtf8>a.rawf</filenameUtf8>\n</i0>\n</air>\n"},
+        HandlerCase{"ImageOfAMissingWindow", ZrHostFunction::ImageGet, 9, "",
+                    "Window is not found:9"},
+        HandlerCase{"SeriesFunctionOnAnImageWindow", ZrHostFunction::SeriesIndexKeyDoubleGet, 1, "",
+                    "Window is not a series:1"}),
+    ZrCaseName());
+
+TEST(ZrRefHostHandle, RequestsWithoutAHandlerAnswerWithAnError) {
+  ZrRefHost host;
+  EXPECT_EQ(host.Handle("<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n").text,
+            "<air><i0><ReturnCode>Unknown function:NoSuch</ReturnCode>\n</i0>\n</air>\n");
+  EXPECT_EQ(host.Handle("<air><i0><cmd>WindowClose</cmd>\n</i0>\n</air>\n").text,
+            "<air><i0><ReturnCode>Unknown function:WindowClose</ReturnCode>\n</i0>\n</air>\n");
+  EXPECT_EQ(host.Handle("<air><i0><cmd>Update</cmd").text,
+            "<air><i0><ReturnCode>Illigal Tag Structure</ReturnCode>\n</i0>\n</air>\n");
+  EXPECT_EQ(host.Handle("<air><i0><cmd>RegionGet</cmd><IDDocChildWindow>4</IDDocChildWindow>"
+                        "</i0></air>")
+                .text,
+            "<air><i0><ReturnCode>Window is not found:4</ReturnCode>\n</i0>\n</air>\n");
+}

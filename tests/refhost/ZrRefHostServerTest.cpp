@@ -1,0 +1,112 @@
+// The server: answers as the injected faults shape them on the wire, and the local-socket
+// variant.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QHostAddress>
+#include <QTcpSocket>
+#include <functional>
+
+#include "hostlink/ZrPluginFuncVeldra.h"
+#include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+const std::string kFocusAnswer =
+    "<air><i0><ReturnCode>ok</ReturnCode>\n<IDDocChildWindow>-1</IDDocChildWindow>\n</i0>\n"
+    "</air>\n";
+
+struct FaultCase {
+  const char* name;
+  std::function<void(ZrRefHostFaults&)> set;
+  std::string bytes;  // what reaches the client for a "WindowGetFocusedID"
+  bool closed;        // the host closes the connection after them
+  int64_t minMs;      // the answer takes at least this long
+};
+
+void PrintTo(const FaultCase& c, std::ostream* os) {
+  *os << c.name;
+}
+
+class ZrRefHostFaultsTest : public ::testing::TestWithParam<FaultCase> {};
+
+}  // namespace
+
+TEST_P(ZrRefHostFaultsTest, ShapeTheAnswerOnTheWire) {
+  const FaultCase& c = GetParam();
+  ZrRefHost host;
+  ZrRefHostFaults faults;
+  c.set(faults);
+  host.SetFaults(faults);
+  ZrRefHostThread server(host);
+  ASSERT_TRUE(server.Start(0));
+  QTcpSocket socket;
+  socket.connectToHost(QHostAddress::LocalHost, server.Port());
+  ASSERT_TRUE(socket.waitForConnected(2000));
+  QElapsedTimer timer;
+  timer.start();
+  socket.write("<air><i0><cmd>WindowGetFocusedID</cmd>\n</i0>\n</air>\n");
+  std::string bytes;
+  while (bytes.size() < c.bytes.size() && socket.waitForReadyRead(2000)) {
+    bytes += socket.readAll().toStdString();
+  }
+  EXPECT_GE(timer.elapsed(), c.minMs);
+  if (c.closed) socket.waitForDisconnected(2000);
+  bytes += socket.readAll().toStdString();
+  EXPECT_EQ(bytes, c.bytes);
+  EXPECT_EQ(socket.state() != QAbstractSocket::ConnectedState, c.closed);
+  server.Stop();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, ZrRefHostFaultsTest,
+    ::testing::Values(FaultCase{"None", [](ZrRefHostFaults&) {}, kFocusAnswer, false, 0},
+                      FaultCase{"NoTrailingChar",
+                                [](ZrRefHostFaults& f) { f.noTrailingChar = true; },
+                                kFocusAnswer.substr(0, kFocusAnswer.size() - 1), false, 0},
+                      FaultCase{"ReturnCodeOfThatFunction",
+                                [](ZrRefHostFaults& f) {
+                                  f.returnCode = "busy";
+                                  f.onlyFunction = "WindowGetFocusedID";
+                                },
+                                "<air><i0><ReturnCode>busy</ReturnCode>\n<IDDocChildWindow>-1"
+                                "</IDDocChildWindow>\n</i0>\n</air>\n",
+                                false, 0},
+                      FaultCase{"ReturnCodeOfAnotherFunction",
+                                [](ZrRefHostFaults& f) {
+                                  f.returnCode = "busy";
+                                  f.onlyFunction = "Update";
+                                },
+                                kFocusAnswer, false, 0},
+                      FaultCase{"CloseMidAnswer",
+                                [](ZrRefHostFaults& f) { f.closeMidAnswer = true; },
+                                kFocusAnswer.substr(0, kFocusAnswer.size() / 2), true, 0},
+                      FaultCase{"SplitAndDelayed",
+                                [](ZrRefHostFaults& f) {
+                                  f.splitBytes = 5;
+                                  f.delayMs = 200;
+                                },
+                                kFocusAnswer, false, 200}),
+    ZrCaseName());
+
+TEST(ZrRefHostLocalSocket, LocalServerVariantServesTheSameProtocol) {
+  ZrRefHost host;
+  const std::string name = "zr_refhost_test_" + std::to_string(QCoreApplication::applicationPid());
+  ZrRefHostThread server(host, name);
+  ASSERT_TRUE(server.Start(0));
+  ZrPluginFuncVeldra client("localhost", 1, name);
+  client.SetUseLocalSocket(true);
+  client.SetPollCount(1000);
+  client.SubConnect();
+  ASSERT_NE(dynamic_cast<ZrCommonClientLocalSocket*>(client.Socket()), nullptr);
+  const int32_t id = client.ImageNewWindow();
+  ZrFloatMatrix image(5, 4), back;
+  image.Fill(9.5f);
+  client.ImageSet(id, image);
+  client.ImageGet(id, back, false);
+  ASSERT_EQ(back.Count(), 20);
+  EXPECT_EQ(back.Data[19], 9.5f);
+  server.Stop();
+}
