@@ -1,19 +1,19 @@
 // The host-free RFA operation chain.
 #include "rfa/RfaChain.h"
 
-#include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
 
-void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys) {
+void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
+                               const RfaFitOptions& fit) {
   if (p.IsMoveCenter) {
     RfaMoveToCenter(image, p.Sx, p.Sy);
     RfaWriteMoveToCenterKeys(keys, p);
   }
   if (p.IsBgSh) {
     ZrFloatMatrix background;
-    RfaSphericalHarmonicsBackground(background, p, image);
+    RfaSphericalHarmonicsBackground(background, p, image, fit);
     image = RfaDivideByBackground(image, background);
     RfaWriteBackgroundKeys(keys, p);
   }

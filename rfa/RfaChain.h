@@ -2,6 +2,7 @@
 #pragma once
 
 #include "numerics/ZrMatrix.h"
+#include "rfa/RfaBackgroundFit.h"
 
 class RfaParameters;
 class RfaKeyWriter;
@@ -11,5 +12,7 @@ class RfaKeyWriter;
 // ("RFA_background"), division by the azimuthal-average background about (Ax, Ay) narrowed to
 // float with a ring width of 1 pixel ("AverageAlong"), MCP dip mask ("MaskMcpDip"), outside
 // mask ("MaskOutside"). With no operation checked the image and keys are left as they are.
-// Fetching the image, the log entry and sending the result belong to the caller.
-void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys);
+// Fetching the image, the log entry and sending the result belong to the caller. fit: how the
+// background fit runs (threads, reuse, where to report); the result is the same bits.
+void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
+                               const RfaFitOptions& fit = {});

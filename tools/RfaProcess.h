@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "numerics/ZrMatrix.h"
+#include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
 
@@ -20,10 +21,11 @@ struct RfaProcessOptions {
   std::string parameterFile;  // ".rfa_bg"; empty: the built-in defaults
   std::vector<std::pair<std::string, std::string>> overrides;  // file key, value text
   int jobs = 1;
+  int fitThreads = 0;     // threads of each background fit; 0: RfaFitThreadsPerJob(jobs)
   bool pictures = false;  // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
   bool help = false;
-  bool verbose = false;  // keep the libraries' diagnostic output
+  bool verbose = false;  // keep the libraries' diagnostic output; a line per file
   bool version = false;
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
   int sampleCount = 3;
@@ -71,11 +73,21 @@ struct RfaProcessResult {
 };
 
 // The processing-log entry ("log") followed by the checked operations, as the plug-in does.
-RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params);
+// fit: how the background fit runs (the result is the same bits).
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
+                                 const RfaFitOptions& fit = {});
+
+// What processing one file took.
+struct RfaFileReport {
+  double seconds = 0;   // reading, the chain and writing
+  bool fitted = false;  // the chain ran the background fit; fit says how
+  RfaFitReport fit;
+};
 
 // Reads job.input, processes it and writes the float TIFF and the key file. Either both
 // outputs exist afterwards or neither does; failures throw ZrError naming the file.
-void RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
+RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
+                             const RfaFitOptions& fit = {});
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
 // holding one "entry" (children "key" and "value") per key. Doubles are written with 17
@@ -85,12 +97,20 @@ void RfaWriteKeysFile(const std::string& path, const std::map<std::string, doubl
 void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
                      std::map<std::string, std::string>& texts);
 
+// Threads of each background fit while `jobs` files are processed at once: the processors
+// shared among the jobs, at least one each and at most RfaFitThreads(), so that the jobs and
+// their fits do not ask for more threads than there are processors.
+int RfaFitThreadsPerJob(int jobs);
+
 // Runs the jobs on `threads` worker threads (each job independent; results do not depend
-// on the thread count). progress(done, total) is called after each job, serialised.
-// Returns one message per failed job ("<file>: <reason>"), in job order.
-std::vector<std::string> RfaRunJobs(const std::vector<RfaProcessJob>& jobs,
-                                    const RfaParameters& params, int threads,
-                                    const std::function<void(int, int)>& progress);
+// on the thread count), each background fit on fitThreads threads (0: RfaFitThreadsPerJob).
+// After each job, serialised: finished(job index, report) for a job that succeeded, then
+// progress(done, total). Returns one message per failed job ("<file>: <reason>"), in job
+// order.
+std::vector<std::string> RfaRunJobs(
+    const std::vector<RfaProcessJob>& jobs, const RfaParameters& params, int threads,
+    const std::function<void(int, int)>& progress, int fitThreads = 0,
+    const std::function<void(size_t, const RfaFileReport&)>& finished = {});
 
 // The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
 // every index (screen off the image centre, MCP dip), background tilt, fine structure and
