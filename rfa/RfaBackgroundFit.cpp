@@ -372,6 +372,7 @@ std::shared_ptr<const RfaBasisTable> BasisTable(const RfaFitGeometry& g, const R
     if (table != nullptr && options.Reuse) cache.KeepTable(table);
   }
   report.TableUsed = table != nullptr;
+  report.TableBytes = table != nullptr ? table->Bytes() : 0;
   return table;
 }
 

@@ -31,6 +31,7 @@ struct RfaFitReport {
   bool MatrixReused = false;  // M and its inverse came from the cache
   bool TableUsed = false;     // the basis came from a table of the disc's groups
   bool TableReused = false;   // ... kept from an earlier fit
+  int64_t TableBytes = 0;     // the table's size
   int32_t Threads = 1;
 };
 
