@@ -103,15 +103,19 @@ void CollectPixels(FitPixels& px, const RfaFitGeometry& g, const ZrFloatMatrix& 
     px.Key.Pattern.assign(static_cast<size_t>((side * side + 63) / 64), 0);
     u.resize(static_cast<size_t>(side));
     for (int64_t k = 0; k < side; ++k) u[static_cast<size_t>(k)] = (g.First + k) / g.Radius;
+    const size_t disc = static_cast<size_t>(0.8 * static_cast<double>(side * side)) + 64;
+    px.X.reserve(disc);
+    px.Y.reserve(disc);
+    px.P.reserve(disc);
   }
   WalkSquare(g, image, [&](int32_t x, int32_t y, float p) {
-    if (!inside) return;
-    const double ux = u[static_cast<size_t>(x - g.First)];
-    const double vy = u[static_cast<size_t>(y - g.First)];
+    const double ux = inside ? u[static_cast<size_t>(x - g.First)] : x / g.Radius;
+    const double vy = inside ? u[static_cast<size_t>(y - g.First)] : y / g.Radius;
     if (!(ux * ux + vy * vy < 1)) return;
     // The basis evaluator's refusal of a negative degree count, at the first pixel that needs
     // it, as an evaluation there would report it.
     if (g.Degrees < 0) throw ZrError("Error");
+    if (!inside) return;  // the walk ends with the range error
     const int64_t bit = (static_cast<int64_t>(y) - g.First) * side + (x - g.First);
     px.Key.Pattern[static_cast<size_t>(bit / 64)] |= uint64_t{1} << (bit % 64);
     px.X.push_back(x);

@@ -499,7 +499,11 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureCase{"RadiusBeyondTheIntRange", 40, 40, 1.0f, 3e9, 0, 2,
                                   "Matrix over range. access=(-2147483648,-2147483648) "
                                   "size=(40,40) begin=(0,0)FastReturn=false"},
-                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"}),
+                      FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"},
+                      // The square leaves the image only at its last row: the disc pixels
+                      // before it are evaluated first.
+                      FailureCase{"NegativeDegreeBeforeALateRangeError", 101, 100, 1.0f, 50, 0, -2,
+                                  "Error"}),
     ZrCaseName());
 
 }  // namespace
