@@ -26,8 +26,8 @@ constexpr long double kPi = 3.141592653589793238462643383279502884L;
 // Pixels per chunk of the tiled accumulation: the chunk's basis vectors (kChunk x K values,
 // as hi and lo doubles) stay in the nearest caches while every tile of M walks them.
 constexpr int32_t kChunk = 32;
-// Pixels whose basis vectors are made (by all threads) before the threads sum their tiles over
-// them; two barriers per block.
+// Without a table: pixels whose basis vectors are evaluated (by all threads) before the threads
+// sum their tiles over them; two barriers per block.
 constexpr int32_t kBlock = 2048;
 // How many pixels ahead the table's values are fetched into the cache.
 constexpr int64_t kAhead = 8;
