@@ -26,8 +26,8 @@ constexpr long double kPi = 3.141592653589793238462643383279502884L;
 // Pixels per chunk of the tiled accumulation: the chunk's basis vectors (kChunk x K values,
 // as hi and lo doubles) stay in the nearest caches while every tile of M walks them.
 constexpr int32_t kChunk = 32;
-// Pixels whose basis vectors are made (by all threads) before the threads sum their tiles and
-// b over them, when each thread cannot make all of them itself; two barriers per block.
+// Without a table: pixels whose basis vectors are evaluated (by all threads) before the threads
+// sum their tiles over them; two barriers per block.
 constexpr int32_t kBlock = 2048;
 // How many pixels ahead the table's values are fetched into the cache.
 constexpr int64_t kAhead = 8;
@@ -265,7 +265,7 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
     const int32_t ay = std::abs(px.Y[static_cast<size_t>(at)]);
     return table->Groups.Index(std::max(ax, ay), std::min(ax, ay));
   };
-  auto copy = [&](int64_t at, double* h, double* l) {
+  auto copy = [&](int64_t at, double* h, double* l, int32_t from0, int32_t end) {
     if (at + kAhead < n) {
       const char* next = reinterpret_cast<const char*>(table->Hi(entry(at + kAhead)));
       for (int32_t byte = 0; byte < 2 * K * 8; byte += 64) __builtin_prefetch(next + byte);
@@ -277,15 +277,16 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
         RfaMemberKind(px.X[static_cast<size_t>(at)], px.Y[static_cast<size_t>(at)]);
     const int32_t* from = picks.From(kind);
     const double* sign = picks.SignDouble(kind);
-    for (int32_t i = 0; i < K; ++i) {
+    for (int32_t i = from0; i < end; ++i) {
       h[i] = sign[i] * th[from[i]];
       l[i] = sign[i] * tl[from[i]];
     }
   };
 
-  if (table != nullptr && (wantM || threads == 1)) {
-    // Copying a vector from the table costs little beside the tiles, so every thread copies
-    // those of all pixels into chunks of its own: no thread waits for another until the end.
+  if (table != nullptr) {
+    // Copying a vector from the table costs little beside the sums, so every thread copies
+    // what it needs of those of all pixels into chunks of its own (the values from the first
+    // index of its tiles or share of b on): no thread waits for another until the end.
     const size_t chunkValues = static_cast<size_t>(kChunk) * static_cast<size_t>(Kp);
     std::vector<double> hiAll(static_cast<size_t>(threads) * chunkValues, 0.0);
     std::vector<double> loAll(hiAll.size(), 0.0);  // the padding (odd K) stays 0
@@ -295,10 +296,16 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
       const Share mine = share(id, omp_get_num_threads());
       double* const hi = hiAll.data() + static_cast<size_t>(id) * chunkValues;
       double* const lo = loAll.data() + static_cast<size_t>(id) * chunkValues;
+      // The values this thread reads: from its first tile's row or its first b on (to the end
+      // with tiles, as columns reach K; to the end of its b share without).
+      const int32_t from0 =
+          std::min(mine.First < mine.Last ? tiles[mine.First].first : Kp, mine.BFirst);
+      const int32_t end = wantM ? K : std::min(mine.BLast, K);
       for (int64_t first = 0; first < n; first += kChunk) {
         const int32_t count = static_cast<int32_t>(std::min<int64_t>(kChunk, n - first));
         for (int32_t k = 0; k < count; ++k) {
-          copy(first + k, hi + static_cast<size_t>(k) * Kp, lo + static_cast<size_t>(k) * Kp);
+          copy(first + k, hi + static_cast<size_t>(k) * Kp, lo + static_cast<size_t>(k) * Kp, from0,
+               end);
         }
         const SplitValues Y{hi, lo};
         const float* p = px.P.data() + first;
@@ -309,12 +316,12 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
     return;
   }
 
-  // Without a table the vectors are evaluated, which costs as much as the sums; with b alone
-  // the copies from the table cost as much. So per block of pixels all threads make a share
-  // of them, then each sums its own tiles and share of b over the whole block.
+  // Without a table the vectors are evaluated, which costs as much as the sums: per block of
+  // pixels all threads evaluate a share of them, then each sums its own tiles and share of b
+  // over the whole block.
   const size_t values = static_cast<size_t>(kBlock) * static_cast<size_t>(Kp);
-  std::vector<double> hi(values, 0.0), lo(values, 0.0);
-  std::vector<long double> extended(table != nullptr ? 0 : values, 0.0L);  // padding stays 0
+  std::vector<double> hi(values), lo(values);
+  std::vector<long double> extended(values, 0.0L);  // the padding (odd K) stays 0
   std::vector<char> exact(static_cast<size_t>(kBlock));
   PerThread scratch(threads, K);
 #pragma omp parallel num_threads(threads) if (threads > 1)
@@ -327,12 +334,6 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
 #pragma omp for schedule(static)
       for (int32_t k = 0; k < count; ++k) {
         const size_t at = static_cast<size_t>(first + k);
-        if (table != nullptr) {
-          copy(first + k, hi.data() + static_cast<size_t>(k) * Kp,
-               lo.data() + static_cast<size_t>(k) * Kp);
-          exact[static_cast<size_t>(k)] = 1;
-          continue;
-        }
         long double* Y = extended.data() + static_cast<size_t>(k) * Kp;
         basis.At(Y, work, px.X[at], px.Y[at]);
         bool split = true;
