@@ -138,7 +138,7 @@ std::shared_ptr<const RfaBasisTable> RfaBuildBasisTable(const RfaFitGeometry& ge
   table->Groups = std::move(groups);
   const int64_t n = table->Groups.Count();
   const int32_t K = table->K;
-  table->Values.resize(static_cast<size_t>(2 * n * K));
+  table->Values.reset(new double[static_cast<size_t>(2 * n * K)]);
   std::vector<long double> scratch(static_cast<size_t>(threads) * static_cast<size_t>(K));
   bool exact = true;
 #pragma omp parallel num_threads(threads) if (threads > 1)
@@ -148,7 +148,7 @@ std::shared_ptr<const RfaBasisTable> RfaBuildBasisTable(const RfaFitGeometry& ge
     for (int64_t e = 0; e < n; ++e) {
       basis.Representative(Y, table->Groups.P[static_cast<size_t>(e)],
                            table->Groups.Q[static_cast<size_t>(e)]);
-      double* hi = table->Values.data() + 2 * e * K;
+      double* hi = table->Values.get() + 2 * e * K;
       double* lo = hi + K;
       for (int32_t i = 0; i < K; ++i) exact = RfaSplitExact(Y[i], hi[i], lo[i]) && exact;
     }

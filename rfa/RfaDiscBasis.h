@@ -74,6 +74,9 @@ class RfaDiscBasis {
   RfaMemberPicks picks_;
 };
 
+// Bytes that the table of a disc's groups takes with K values per group.
+int64_t RfaBasisTableBytes(const RfaDiscGroups& groups, int32_t K);
+
 // The representatives' vectors of one disc, each value held as hi + lo doubles (their exact
 // sum), the form in which the accumulation reads them.
 struct RfaBasisTable {
@@ -83,15 +86,13 @@ struct RfaBasisTable {
   int32_t K = 0;
   RfaDiscGroups Groups;
   // Per representative its K hi values, then its K lo values: one run of memory per group.
-  std::vector<double> Values;
-  const double* Hi(int64_t e) const { return Values.data() + 2 * e * K; }
-  const double* Lo(int64_t e) const { return Values.data() + (2 * e + 1) * K; }
-  int64_t Bytes() const { return static_cast<int64_t>(sizeof(double) * Values.size()); }
+  // Left uninitialised when made, so that the threads that fill it touch its pages first.
+  std::unique_ptr<double[]> Values;
+  const double* Hi(int64_t e) const { return Values.get() + 2 * e * K; }
+  const double* Lo(int64_t e) const { return Values.get() + (2 * e + 1) * K; }
+  int64_t Bytes() const { return RfaBasisTableBytes(Groups, K); }
   bool Matches(const RfaFitGeometry& g) const;
 };
-
-// Bytes that the table of a disc takes.
-int64_t RfaBasisTableBytes(const RfaDiscGroups& groups, int32_t K);
 
 // Evaluates every representative on `threads` threads. Null when some value cannot be held as
 // hi + lo (beyond the double range or below its smallest normal numbers): the fit then
