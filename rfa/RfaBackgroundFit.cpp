@@ -256,9 +256,9 @@ void Accumulate(const FitPixels& px, const RfaDiscBasis& basis, const RfaBasisTa
                  Kp / 2 * (id + 1) / team * 2};
   };
 
-  // Copies pixel `at`'s vector from the table into h and l (K values each); where |x| < |y|
-  // consecutive pixels use groups of different rows of the table, far apart, so the group of
-  // a pixel a few places ahead is fetched into the cache meanwhile.
+  // Copies the values [from0, end) of pixel `at`'s vector from the table into h and l; where
+  // |x| < |y| consecutive pixels use groups of different rows of the table, far apart, so the
+  // group of a pixel a few places ahead is fetched into the cache meanwhile.
   const RfaMemberPicks& picks = basis.Picks();
   auto entry = [&](int64_t at) {
     const int32_t ax = std::abs(px.X[static_cast<size_t>(at)]);
