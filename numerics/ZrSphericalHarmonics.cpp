@@ -54,8 +54,8 @@ long double& ZrShCoefficients::At(int32_t l, int32_t m) {
 
 void ZrSphericalHarmonics::Legendre(long double* P, int32_t L, long double theta) {
   if (L <= 0) return;
-  const long double s = std::sin(theta);
-  const long double c = std::cos(theta);
+  long double s, c;
+  sincosl(theta, &s, &c);  // one argument reduction; the same bits as sin and cos
   P[0] = 1;
   for (int32_t m = 0; m <= L - 2; ++m) {
     P[ZrShIndex(m + 1, m + 1)] = s * (2 * m + 1) * P[ZrShIndex(m, m)];
@@ -116,8 +116,9 @@ void ZrSphericalHarmonics::BasisValues(long double* Y, int32_t L, long double th
   // cos(m phi) and sin(m phi) by the multiple-angle recurrence (a rotation by phi per step):
   // two library calls per direction instead of two per order; the error grows by about one
   // unit of extended precision per order, far below double precision for L <= 500.
-  const long double cos1 = L > 1 ? std::cos(phi) : 1;
-  const long double sin1 = L > 1 ? std::sin(phi) : 0;
+  long double cos1 = 1;
+  long double sin1 = 0;
+  if (L > 1) sincosl(phi, &sin1, &cos1);
   long double cosM = 1;
   long double sinM = 0;
   for (int32_t m = 1; m < L; ++m) {

@@ -334,7 +334,7 @@ PYBIND11_MODULE(_rfabg, m) {
         RfaProcessResult result;
         {
           py::gil_scoped_release release;
-          result = RfaProcessImage(in.Matrix(), p, kProgramName);
+          result = RfaProcessImage(in.Matrix(), p, {}, kProgramName);
         }
         return ResultDict(std::move(result));
       },

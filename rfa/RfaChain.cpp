@@ -1,13 +1,12 @@
 // The host-free RFA operation chain.
 #include "rfa/RfaChain.h"
 
-#include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
 
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
-                               const RfaStepObserver& observer) {
+                               const RfaFitOptions& fit, const RfaStepObserver& observer) {
   const auto done = [&](const char* group) {
     if (observer) observer(group, image);
   };
@@ -18,7 +17,7 @@ void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, Rfa
   }
   if (p.IsBgSh) {
     ZrFloatMatrix background;
-    RfaSphericalHarmonicsBackground(background, p, image);
+    RfaSphericalHarmonicsBackground(background, p, image, fit);
     image = RfaDivideByBackground(image, background);
     RfaWriteBackgroundKeys(keys, p);
     done("RFA_background");

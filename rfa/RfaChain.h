@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "numerics/ZrMatrix.h"
+#include "rfa/RfaBackgroundFit.h"
 
 class RfaParameters;
 class RfaKeyWriter;
@@ -17,6 +18,8 @@ using RfaStepObserver = std::function<void(const char* group, const ZrFloatMatri
 // ("RFA_background"), division by the azimuthal-average background about (Ax, Ay) narrowed to
 // float with a ring width of 1 pixel ("AverageAlong"), MCP dip mask ("MaskMcpDip"), outside
 // mask ("MaskOutside"). With no operation checked the image and keys are left as they are.
-// Fetching the image, the log entry and sending the result belong to the caller.
+// Fetching the image, the log entry and sending the result belong to the caller. fit: how the
+// background fit runs (threads, reuse, where to report); the result is the same bits.
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
+                               const RfaFitOptions& fit = {},
                                const RfaStepObserver& observer = nullptr);

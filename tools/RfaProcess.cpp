@@ -1,8 +1,12 @@
 // rfa-process: command line, parameters, job list, per-file processing and the thread pool.
 #include "tools/RfaProcess.h"
 
+#include <omp.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -179,13 +183,16 @@ std::string RfaProcessUsage() {
          "  -j, --jobs N            process N files in parallel (1-64); default: 1\n"
          "      --page N            page N of multi-page TIFF files (from 1); default: the\n"
          "                          first, with a note for files that hold more\n"
+         "      --fit-threads N     threads of each background fit (1-64); default: the\n"
+         "                          processors shared among the jobs\n"
          "      --png               also write OUT/<name>.before.png and .after.png\n"
          "      --no-overwrite      refuse to start when an output file already exists\n"
          "      --allow-empty       write a result that is 0 everywhere (else it fails)\n"
          "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
          "      --count N           number of samples for --make-samples (default 3)\n"
          "      --size N            sample width and height in pixels (default 256)\n"
-         "  -v, --verbose           keep the diagnostic output of the background fit\n"
+         "  -v, --verbose           a line per file (time, normal matrix computed or\n"
+         "                          reused) and the diagnostic output of the fit\n"
          "  -h, --help              show this text\n"
          "      --version           show the program version\n"
          "\n"
@@ -215,6 +222,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
     } else if (a == "--page") {
       options.page = ParseCount("--page", next(), 1, 65535) - 1;
       options.pageChosen = true;
+    } else if (a == "--fit-threads") {
+      options.fitThreads = ParseCount("--fit-threads", next(), 1, 64);
     } else if (a == "-s" || a == "--set") {
       const std::string& kv = next();
       const size_t eq = kv.find('=');
@@ -391,7 +400,7 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
 }
 
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
-                                 const std::string& program) {
+                                 const RfaFitOptions& fit, const std::string& program) {
   RfaProcessResult result;
   result.image = image;
   ZrPluginLog log;
@@ -413,13 +422,18 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);
   RfaResultCheck check(params, image);
-  RfaApplyCheckedOperations(result.image, params, keys, std::ref(check));
+  RfaApplyCheckedOperations(result.image, params, keys, fit, std::ref(check));
   result.problem = check.Problem();
   result.empty = check.IsEmpty();
   return result;
 }
 
-std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params) {
+RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
+                             const RfaFitOptions& fit) {
+  const auto start = std::chrono::steady_clock::now();
+  RfaFileReport report;
+  RfaFitOptions fitHere = fit;
+  fitHere.Report = &report.fit;
   if (!job.error.empty()) throw ZrError(job.error);
   ZrImagePage page;
   page.index = job.page;
@@ -428,7 +442,7 @@ std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params
   ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
   RfaProcessResult result;
   try {
-    result = RfaProcessImage(input, params);
+    result = RfaProcessImage(input, params, fitHere);
   } catch (ZrError& e) {
     // The range error speaks of matrix indices; here its usual cause is a screen that does
     // not fit this image, so the screen and the image size are named with it.
@@ -461,9 +475,14 @@ std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params
     files.emplace_back(job.afterPng, ZrEncodePng(result.image, lo, hi, job.afterPng));
   }
   ZrWriteFilesAtomic(files);
-  if (!job.notePages || page.count == 1) return "";
-  return job.input + ": note: the file holds " + std::to_string(page.count) + " pages; page " +
-         std::to_string(job.page + 1) + " was processed (choose one with --page N)";
+  report.fitted = params.IsBgSh;
+  report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (job.notePages && page.count > 1) {
+    report.note = job.input + ": note: the file holds " + std::to_string(page.count) +
+                  " pages; page " + std::to_string(job.page + 1) +
+                  " was processed (choose one with --page N)";
+  }
+  return report;
 }
 
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
@@ -552,17 +571,27 @@ void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& dou
   tree.CloseRack("VELDRA-IMAGE-KEYS");
 }
 
+int RfaFitThreadsPerJob(int jobs) {
+  return std::max(1, std::min(RfaFitThreads(), omp_get_num_procs() / std::max(jobs, 1)));
+}
+
 RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
-                        int threads, const std::function<void(int, int)>& progress) {
+                        int threads, const std::function<void(int, int)>& progress, int fitThreads,
+                        const std::function<void(size_t, const RfaFileReport&)>& finished) {
   std::vector<std::string> errors(jobs.size());
   std::vector<std::string> notes(jobs.size());
   std::atomic<size_t> next{0};
   std::mutex progressMutex;
   int done = 0;
+  const int count = std::max(1, std::min<int>(threads, static_cast<int>(jobs.size())));
+  RfaFitOptions fit;
+  fit.Threads = fitThreads > 0 ? fitThreads : RfaFitThreadsPerJob(count);
   auto worker = [&]() {
     for (size_t i = next++; i < jobs.size(); i = next++) {
+      RfaFileReport report;
       try {
-        notes[i] = RfaProcessFile(jobs[i], params);
+        report = RfaProcessFile(jobs[i], params, fit);
+        notes[i] = report.note;
       } catch (const ZrError& e) {
         errors[i] = e.Message;
       } catch (const std::exception& e) {
@@ -572,10 +601,10 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
       }
       std::lock_guard<std::mutex> lock(progressMutex);
       ++done;
+      if (finished && errors[i].empty()) finished(i, report);
       if (progress) progress(done, static_cast<int>(jobs.size()));
     }
   };
-  const int count = std::max(1, std::min<int>(threads, static_cast<int>(jobs.size())));
   if (count == 1) {
     worker();
   } else {
@@ -639,15 +668,31 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     return 2;
   }
 
+  // With --verbose a line per file instead of the bar.
+  int fits = 0;
+  int reused = 0;
+  auto line = [&](size_t index, const RfaFileReport& report) {
+    if (!options.verbose) return;
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.3f s", report.seconds);
+    out << jobs[index].input << ": " << seconds;
+    if (report.fitted) {
+      ++fits;
+      reused += report.fit.MatrixReused ? 1 : 0;
+      out << ", normal matrix " << (report.fit.MatrixReused ? "reused" : "computed") << " ("
+          << report.fit.Threads << " fit thread" << (report.fit.Threads == 1 ? "" : "s") << ")";
+    }
+    out << "\n" << std::flush;
+  };
   auto bar = [&](int done, int total) {
-    if (!showProgress) return;
+    if (!showProgress || options.verbose) return;
     const int width = 40;
     const int filled = total > 0 ? done * width / total : width;
     out << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
         << "/" << total << (done == total ? "\n" : "") << std::flush;
   };
   bar(0, static_cast<int>(jobs.size()));
-  const RfaRunReport report = RfaRunJobs(jobs, params, options.jobs, bar);
+  const RfaRunReport report = RfaRunJobs(jobs, params, options.jobs, bar, options.fitThreads, line);
   for (const std::string& n : report.notes) err << kProgramName << ": " << n << "\n";
   for (const std::string& f : report.failures) err << kProgramName << ": " << f << "\n";
   const std::vector<std::string>& failures = report.failures;
@@ -657,5 +702,8 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
   }
   out << "processed " << (jobs.size() - failures.size()) << " of " << jobs.size() << " files into "
       << options.outputDir << "\n";
+  if (options.verbose && fits > 0) {
+    out << "normal matrix reused for " << reused << " of " << fits << " background fits\n";
+  }
   return failures.empty() ? 0 : 1;
 }

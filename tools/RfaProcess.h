@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "numerics/ZrMatrix.h"
+#include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
 
@@ -32,11 +33,12 @@ struct RfaProcessOptions {
   int jobs = 1;
   int page = 0;             // page of multi-page TIFF files, from 0
   bool pageChosen = false;  // --page was given
+  int fitThreads = 0;       // threads of each background fit; 0: RfaFitThreadsPerJob(jobs)
   bool pictures = false;    // also write <name>.before.png and <name>.after.png
   bool overwrite = true;
   bool allowEmpty = false;  // an all-zero result counts as a result
   bool help = false;
-  bool verbose = false;  // keep the libraries' diagnostic output
+  bool verbose = false;  // keep the libraries' diagnostic output; a line per file
   bool version = false;
   RfaFrameRange frames;        // of every stack input
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
@@ -68,9 +70,9 @@ struct RfaProcessJob {
   bool allowEmpty = false;  // an all-zero result is written and counts as done
   int page = 0;             // the page of a multi-page TIFF to process, from 0
   bool notePages = true;    // say so when the file holds pages that are not processed
-  int64_t frame = -1;   // >= 0: this frame of the stack file input (ZrImageStack.h)
-  std::string dataset;  // its HDF5 dataset
-  std::string error;    // non-empty: the input could not be opened; the job fails with this
+  int64_t frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
+  std::string dataset;      // its HDF5 dataset
+  std::string error;        // non-empty: the input could not be opened; the job fails with this
 };
 
 // Expands folders (their image and stack files, not recursive, sorted by name, hidden files
@@ -99,8 +101,10 @@ struct RfaProcessResult {
 };
 
 // The processing-log entry ("log", naming the program and the parameters) followed by the
-// checked operations, as the plug-in does, judged as they go.
+// checked operations, as the plug-in does, judged as they go. fit: how the background fit runs
+// (the result is the same bits).
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
+                                 const RfaFitOptions& fit = {},
                                  const std::string& program = "rfa-process");
 
 // The stored parameter fields under their file keys, in file order.
@@ -108,13 +112,21 @@ using RfaParameterField = std::variant<double RfaParameters::*, long double RfaP
                                        int32_t RfaParameters::*, bool RfaParameters::*>;
 const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields();
 
+// What processing one file took.
+struct RfaFileReport {
+  double seconds = 0;   // reading, the chain and writing
+  bool fitted = false;  // the chain ran the background fit; fit says how
+  RfaFitReport fit;
+  std::string note;  // for the user ("" for none): a multi-page file had one page processed
+};
+
 // Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
 // the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
 // failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
-// file. A result with a non-finite pixel, or 0 everywhere (unless
-// job.allowEmpty), is a failure that says why it is likely. Returns a note for the user ("" for
-// none): that a multi-page file had only one page processed.
-std::string RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params);
+// file. A result with a non-finite pixel, or 0 everywhere (unless job.allowEmpty), is a failure
+// that says why it is likely.
+RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
+                             const RfaFitOptions& fit = {});
 
 // The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
 // holding one "entry" (children "key" and "value") per key. Doubles are written with 17
@@ -132,10 +144,19 @@ struct RfaRunReport {
   std::vector<std::string> notes;     // "<file>: note: ..." per job done with a note
 };
 
+// Threads of each background fit while `jobs` files are processed at once: the processors
+// shared among the jobs, at least one each and at most RfaFitThreads(), so that the jobs and
+// their fits do not ask for more threads than there are processors.
+int RfaFitThreadsPerJob(int jobs);
+
 // Runs the jobs on `threads` worker threads (each job independent; results do not depend
-// on the thread count). progress(done, total) is called after each job, serialised.
+// on the thread count), each background fit on fitThreads threads (0: RfaFitThreadsPerJob).
+// After each job, serialised: finished(job index, report) for a job that succeeded, then
+// progress(done, total).
 RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
-                        int threads, const std::function<void(int, int)>& progress);
+                        int threads, const std::function<void(int, int)>& progress,
+                        int fitThreads = 0,
+                        const std::function<void(size_t, const RfaFileReport&)>& finished = {});
 
 // The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
 // every index (screen off the image centre, MCP dip), background tilt, fine structure and

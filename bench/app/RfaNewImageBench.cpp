@@ -1,7 +1,9 @@
 // "New Image (Apply checked operations)" with every box checked on a 1024 x 1024 screen, from
 // the click to the result window in the reference host (served from a thread of this
-// process), and the parts the time goes to: fetching the image and keys, each operation of
-// the chain, and sending the result.
+// process): on the first image of its geometry (the background fit computes its normal matrix
+// and basis table) and on the next image of the same geometry (other pixel values, the fit
+// reuses them). Then the parts the time goes to: fetching the image and keys, each operation
+// of the chain, and sending the result.
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
@@ -24,8 +26,8 @@
 
 namespace {
 
-ZrFloatMatrix Screen() {
-  return RfaMakeSyntheticScreen(RfaScreenOptions(1024, 1024, 520, 505, 420, 600, 560, 30));
+ZrFloatMatrix Screen(uint32_t seed) {
+  return RfaMakeSyntheticScreen(RfaScreenOptions(1024, 1024, 520, 505, 420, 600, 560, 30, seed));
 }
 
 // Every operation checked, as by default.
@@ -38,8 +40,9 @@ struct Setup {
   ZrRefHost host;
   ZrRefHostThread server{host};
   std::unique_ptr<MainWindow> window;
-  ZrFloatMatrix source = Screen();
+  ZrFloatMatrix source = Screen(1);
   int32_t sourceId = -1;
+  int32_t otherId = -1;  // the same screen geometry, other pixel values
 
   Setup() {
     RfaSetSettingsFileOverride("zr_app_bench.ini");
@@ -51,6 +54,7 @@ struct Setup {
     RfaParameters::Instance() = Parameters();
     window->FillPanel();
     sourceId = host.AddImageWindow(source, "screen.rawf");
+    otherId = host.AddImageWindow(Screen(2), "next.rawf");
   }
 };
 
@@ -59,15 +63,38 @@ Setup& Shared() {
   return setup;
 }
 
+void Click(Setup& s, int32_t windowId) {
+  s.host.SetFocus(windowId);
+  QTest::mouseClick(s.window->Form()->pushButton_8, Qt::LeftButton);
+}
+
+// Argument: 1 for the first image of its geometry (the fit's caches emptied before the click),
+// 0 for the next image of the same geometry (the two screens take turns).
 void BM_NewImageClickToResult(benchmark::State& state) {
   Setup& s = Shared();
+  const bool first = state.range(0) != 0;
+  Click(s, s.otherId);  // the fit's caches hold this geometry
+  bool other = false;
   for (auto _ : state) {
-    s.host.SetFocus(s.sourceId);
-    QTest::mouseClick(s.window->Form()->pushButton_8, Qt::LeftButton);
+    if (first) {
+      state.PauseTiming();
+      RfaClearFitCaches();
+      state.ResumeTiming();
+    }
+    Click(s, other ? s.otherId : s.sourceId);
+    other = !other;
   }
   state.counters["windows"] = static_cast<double>(s.host.WindowIds().size());
 }
-BENCHMARK(BM_NewImageClickToResult)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_NewImageClickToResult)
+    ->ArgName("first_of_geometry")
+    ->Arg(1)
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true);
 
 void BM_FetchImageAndKeys(benchmark::State& state) {
   Setup& s = Shared();
@@ -108,16 +135,24 @@ void BM_MoveToCenter(benchmark::State& state) {
 }
 BENCHMARK(BM_MoveToCenter)->Unit(benchmark::kMillisecond);
 
+// Argument: reuse of the normal matrix and basis table (1) or none (0).
 void BM_SphericalHarmonicsBackgroundAndDivide(benchmark::State& state) {
   const Setup& s = Shared();
   const RfaParameters p = Parameters();
+  RfaFitOptions o;
+  o.Reuse = state.range(0) != 0;
   for (auto _ : state) {
     ZrFloatMatrix background;
-    RfaSphericalHarmonicsBackground(background, p, s.source);
+    RfaSphericalHarmonicsBackground(background, p, s.source, o);
     benchmark::DoNotOptimize(RfaDivideByBackground(s.source, background).Data);
   }
 }
-BENCHMARK(BM_SphericalHarmonicsBackgroundAndDivide)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SphericalHarmonicsBackgroundAndDivide)
+    ->ArgName("reuse")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 void BM_AzimuthalBackgroundAndDivide(benchmark::State& state) {
   const Setup& s = Shared();

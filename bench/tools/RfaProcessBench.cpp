@@ -1,6 +1,13 @@
-// rfa-process throughput: 8 synthetic 512 x 512 screens (Size_l 5) with one and two jobs.
+// rfa-process throughput:
+// - BM_RfaProcessEightImages: 8 synthetic 512 x 512 screens (Size_l 5) with one and two jobs,
+//   in this process.
+// - BM_RfaProcessSeries: 32 synthetic 1024 x 1024 screens of one series (the same screen and
+//   dip, other pixel values; Size_l 5) through the program: one run of `rfa-process -j 1` over
+//   the 32 files against 32 runs of one file each, which cannot reuse the background fit's
+//   normal matrix. Each run starts the program, as a script would.
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -52,6 +59,54 @@ BENCHMARK(BM_RfaProcessEightImages)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->Iterations(3);
+
+constexpr int kSeriesFiles = 32;
+
+// The 32 files and their parameter file, made once.
+const fs::path& SeriesFolder() {
+  static const fs::path dir = [] {
+    const fs::path d = fs::temp_directory_path() / "zr_tools_bench_series";
+    fs::remove_all(d);
+    RfaMakeSamples((d / "in").string(), kSeriesFiles, 1024);
+    return d;
+  }();
+  return dir;
+}
+
+bool RunProgram(const std::string& arguments) {
+  const std::string command = std::string(ZR_RFA_PROCESS) + " " + arguments + " > /dev/null";
+  return std::system(command.c_str()) == 0;
+}
+
+// Argument: 1 for one run over all files, 0 for one run per file.
+void BM_RfaProcessSeries(benchmark::State& state) {
+  const fs::path& dir = SeriesFolder();
+  const std::string common =
+      "-p " + (dir / "in" / "default.rfa_bg").string() + " -j 1 -o " + (dir / "out").string();
+  for (auto _ : state) {
+    bool ok = true;
+    if (state.range(0) != 0) {
+      ok = RunProgram(common + " " + (dir / "in").string());
+    } else {
+      for (int i = 1; i <= kSeriesFiles; ++i) {
+        const fs::path file = dir / "in" / ("sample-" + std::to_string(i) + ".tif");
+        ok = RunProgram(common + " " + file.string()) && ok;
+      }
+    }
+    if (!ok) state.SkipWithError("rfa-process failed");
+  }
+  state.counters["s_per_file"] = benchmark::Counter(
+      kSeriesFiles, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_RfaProcessSeries)
+    ->ArgName("one_run")
+    ->Arg(1)
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(3)
+    ->ReportAggregatesOnly(true);
 
 }  // namespace
 

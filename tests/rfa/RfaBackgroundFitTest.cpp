@@ -1,16 +1,24 @@
-// Spherical-harmonics background fit: disc mapping, the normal equations (tiled against the
-// plain loop, bit for bit), the fitted background, its debug dumps and its failures.
+// Spherical-harmonics background fit: disc mapping, the symmetric basis, the normal equations
+// and the whole fit against their plain forms (bit for bit, any thread count, table or not,
+// cached or not), the reuse of normal matrices, the fitted background, its debug dumps and its
+// failures.
 #include "rfa/RfaBackgroundFit.h"
 
 #include <gtest/gtest.h>
 
 #include <QStringList>
 #include <QtGlobal>
+#include <cfloat>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
+#include <tuple>
+#include <utility>
 #include <vector>
 
+#include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
 #include "rfa/RfaParameters.h"
 #include "tests/common/ZrTestScreens.h"
@@ -49,6 +57,7 @@ class RfaBackgroundFitTest : public ::testing::Test {
   void SetUp() override {
     gDebugLines = &DebugLines;
     previous = qInstallMessageHandler(CollectDebug);
+    RfaClearFitCaches();
   }
   void TearDown() override {
     qInstallMessageHandler(previous);
@@ -77,40 +86,263 @@ TEST_F(RfaBackgroundFitTest, DiscMappingRules) {
                   "Undefined Mapping Method");
 }
 
-// The tiled accumulation must give the plain loop's normal equations bit for bit, for even and
-// odd K (padding), several chunk fills, and values too small to split into doubles.
+// The accumulation must give the plain loop's normal equations bit for bit with the same
+// basis, whatever the thread count and whether the basis comes from the table of groups or is
+// evaluated as the pixels come: for even and odd K (padding), several chunk fills, and values
+// too small to split into doubles (no table then).
 struct BitCase {
   const char* name;
   int32_t Size;
   double Sr;
   int32_t Degree;
   long double ThetaMaxDeg;
+  bool Splits;  // every basis value is a sum of two doubles, so the table can hold it
 };
 
 class RfaNormalEquationsBits : public ::testing::TestWithParam<BitCase> {};
 
-TEST_P(RfaNormalEquationsBits, TiledEqualsPlainLoop) {
+TEST_P(RfaNormalEquationsBits, AccumulationEqualsPlainLoop) {
   const BitCase& bc = GetParam();
   const RfaParameters p = Params(bc.Sr, 10, bc.Degree, bc.ThetaMaxDeg);
   const ZrFloatMatrix image = ScreenImage(bc.Size, bc.Sr - 10, 7);
-  RfaNormalEquations tiled, plain;
-  RfaAccumulateNormalEquations(tiled, image, p);
-  RfaAccumulateNormalEquationsReference(plain, image, p);
   const int32_t K = (bc.Degree + 1) * (bc.Degree + 1);
-  ASSERT_TRUE(tiled.M.ColSize == K && tiled.M.RowSize == K && plain.M.ColSize == K);
-  ASSERT_TRUE(tiled.b.ColSize == 1 && tiled.b.RowSize == K);
-  EXPECT_GT(plain.M(0, 0), 0);
-  EXPECT_EQ(std::memcmp(tiled.M.Data, plain.M.Data, sizeof(long double) * K * K), 0);
-  EXPECT_EQ(std::memcmp(tiled.b.Data, plain.b.Data, sizeof(long double) * K), 0);
+  for (RfaBasisKind kind : {RfaBasisKind::Symmetric, RfaBasisKind::PerPixel}) {
+    RfaNormalEquations plain;
+    RfaAccumulateNormalEquationsReference(plain, image, p, kind);
+    EXPECT_GT(plain.M(0, 0), 0);
+    for (const auto& [threads, tableLimit] : {std::pair{1, -1}, {2, -1}, {2, 0}}) {
+      RfaFitReport report;
+      RfaFitOptions o;
+      o.Basis = kind;
+      o.Threads = threads;
+      o.TableLimit = tableLimit;
+      o.Reuse = false;
+      o.Report = &report;
+      RfaNormalEquations eq;
+      RfaAccumulateNormalEquations(eq, image, p, o);
+      SCOPED_TRACE(::testing::Message() << "per pixel " << (kind == RfaBasisKind::PerPixel)
+                                        << ", threads " << threads << ", limit " << tableLimit);
+      EXPECT_EQ(report.TableUsed, kind == RfaBasisKind::Symmetric && tableLimit != 0 && bc.Splits);
+      ASSERT_TRUE(eq.M.ColSize == K && eq.M.RowSize == K && plain.M.ColSize == K);
+      ASSERT_TRUE(eq.b.ColSize == 1 && eq.b.RowSize == K);
+      EXPECT_EQ(std::memcmp(eq.M.Data, plain.M.Data, sizeof(long double) * K * K), 0);
+      EXPECT_EQ(std::memcmp(eq.b.Data, plain.b.Data, sizeof(long double) * K), 0);
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaNormalEquationsBits,
-                         ::testing::Values(BitCase{"Degree5", 200, 95.0, 5, 90},
-                                           BitCase{"Degree4OddK", 161, 80.5, 4, 90},
-                                           BitCase{"Degree0", 64, 30.0, 0, 90},
-                                           BitCase{"Degree10", 120, 55.0, 10, 75},
-                                           BitCase{"TinyValuesBeyondDouble", 96, 45.0, 3, 1e-300L}),
+                         ::testing::Values(BitCase{"Degree5", 200, 95.0, 5, 90, true},
+                                           BitCase{"Degree4OddK", 161, 80.5, 4, 90, true},
+                                           BitCase{"Degree0", 64, 30.0, 0, 90, true},
+                                           BitCase{"Degree10", 80, 37.0, 10, 75, true},
+                                           BitCase{"TinyValuesBeyondDouble", 96, 45.0, 3, 1e-300L,
+                                                   false}),
                          ZrCaseName());
+
+// The symmetric basis is exact where the symmetry is exact in floating point: at x >= |y| a
+// pixel is its group's representative or that one's mirror image in the x axis, and gets its
+// own evaluation's bits. Elsewhere (azimuth pi - phi or pi/2 -+ phi taken exactly rather than
+// rounded anew) it differs by a few units in the last place, growing with the order m.
+TEST(RfaDiscBasis, SymmetricBasisIsThePixelsOwnToAFewUlps) {
+  RfaFitGeometry g;
+  g.Radius = 40.5;
+  g.ThetaMax = 80 * kPi / 180;
+  g.Degrees = 11;
+  g.First = -40;
+  const int32_t K = g.Degrees * g.Degrees;
+  std::vector<long double> shared(static_cast<size_t>(K)), own(shared.size());
+  int inside = 0;
+  for (int32_t y = -40; y <= 40; ++y) {
+    for (int32_t x = -40; x <= 40; ++x) {
+      const bool in = RfaDiscBasisAt(shared.data(), g, x, y, RfaBasisKind::Symmetric);
+      ASSERT_EQ(RfaDiscBasisAt(own.data(), g, x, y, RfaBasisKind::PerPixel), in) << x << "," << y;
+      if (!in) continue;
+      ++inside;
+      long double largest = 0;
+      for (long double v : own) largest = std::max(largest, std::fabs(v));
+      for (int32_t i = 0; i < K; ++i) {
+        if (x >= std::abs(y)) {
+          ASSERT_EQ(shared[i], own[i]) << x << "," << y << " i " << i;
+        } else {
+          ASSERT_LE(std::fabs(shared[i] - own[i]), 2 * g.Degrees * LDBL_EPSILON * largest)
+              << x << "," << y << " i " << i;
+        }
+      }
+    }
+  }
+  EXPECT_GT(inside, 5000);
+}
+
+// The whole fit against its plain form: the reference loop, the LU inverse and at every disc
+// pixel the sum of c[i] Y[i] with the basis of RfaDiscBasisAt -- bit for bit, whatever the
+// threads, the table or the caches. With the per-pixel basis this is the fit as first written;
+// the symmetric basis moves its background by float rounding only, except where the normal
+// matrix is badly conditioned (degree 10), where a change of theta max by one unit in the last
+// place moves the first-written background as much (1e-4).
+struct PlainFitCase {
+  const char* name;
+  int32_t Size;
+  double Sr;
+  int32_t Degree;
+  double Tolerance;  // of the symmetric basis's background against the per-pixel one
+};
+
+class RfaFitBits : public RfaBackgroundFitTest,
+                   public ::testing::WithParamInterface<PlainFitCase> {};
+
+TEST_P(RfaFitBits, FitEqualsItsPlainForm) {
+  const PlainFitCase& fc = GetParam();
+  const RfaParameters p = Params(fc.Sr, 10, fc.Degree, 85);
+  const ZrFloatMatrix image = ScreenImage(fc.Size, fc.Sr - 5, 3);
+  const RfaFitGeometry g = RfaMakeFitGeometry(p, image);
+  const int32_t K = g.Degrees * g.Degrees;
+  ZrFloatMatrix plain[2];
+  for (RfaBasisKind kind : {RfaBasisKind::Symmetric, RfaBasisKind::PerPixel}) {
+    RfaNormalEquations eq;
+    RfaAccumulateNormalEquationsReference(eq, image, p, kind);
+    const ZrLDoubleMatrix c = ZrMatrixOperator::LuInverse(eq.M) * eq.b;
+    ZrFloatMatrix& expected = plain[kind == RfaBasisKind::PerPixel];
+    expected.Create(fc.Size, fc.Size);
+    expected.Fill(0.0f);
+    std::vector<long double> Y(static_cast<size_t>(K));
+    for (int32_t y = -g.CenterY; y < fc.Size - g.CenterY; ++y) {
+      for (int32_t x = -g.CenterX; x < fc.Size - g.CenterX; ++x) {
+        if (!RfaDiscBasisAt(Y.data(), g, x, y, kind)) continue;
+        long double sum = 0;
+        for (int32_t i = 0; i < K; ++i) sum += c.Data[i] * Y[static_cast<size_t>(i)];
+        expected(x + g.CenterX, y + g.CenterY) = static_cast<float>(sum);
+      }
+    }
+    // {threads, table limit, reuse}: the fourth run computes M (the matrix of the other basis,
+    // kept before, is not this one's), the last three reuse it.
+    int run = 0;
+    for (const auto& [threads, limit, reuse] : {std::tuple{1, -1, false},
+                                                {2, -1, false},
+                                                {2, 0, false},
+                                                {1, -1, true},
+                                                {2, -1, true},
+                                                {2, 0, true},
+                                                {1, -1, true}}) {
+      RfaFitReport report;
+      RfaFitOptions o;
+      o.Basis = kind;
+      o.Threads = threads;
+      o.TableLimit = limit;
+      o.Reuse = reuse;
+      o.Report = &report;
+      ZrFloatMatrix background;
+      RfaSphericalHarmonicsBackground(background, p, image, o);
+      EXPECT_TRUE(ZrSameBits(background, expected))
+          << "per pixel " << (kind == RfaBasisKind::PerPixel) << ", threads " << threads
+          << ", limit " << limit << ", reuse " << reuse;
+      EXPECT_EQ(report.MatrixReused, ++run > 4);
+    }
+  }
+  double largest = 0;
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    const double today = plain[1].Data[i];
+    if (today == 0) {
+      ASSERT_EQ(plain[0].Data[i], 0.0f) << i;
+      continue;
+    }
+    largest = std::max(largest, std::fabs(plain[0].Data[i] - today) / std::fabs(today));
+  }
+  EXPECT_LE(largest, fc.Tolerance);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, RfaFitBits,
+                         ::testing::Values(PlainFitCase{"Degree5", 128, 60.5, 5, 1e-6},
+                                           PlainFitCase{"Degree10", 80, 38, 10, 1e-3}),
+                         ZrCaseName());
+
+// A series with one mask: the first fit computes M and the basis table, the others reuse both,
+// and every background is the uncached fit's bit for bit.
+TEST_F(RfaBackgroundFitTest, SeriesReusesTheNormalMatrixWithTheSameBits) {
+  const RfaParameters p = Params(75, 10, 5);
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    const ZrFloatMatrix image = ScreenImage(160, 70, seed);
+    RfaFitReport report;
+    RfaFitOptions o;
+    o.Report = &report;
+    ZrFloatMatrix cached, uncached;
+    RfaSphericalHarmonicsBackground(cached, p, image, o);
+    EXPECT_EQ(report.MatrixReused, seed > 1) << seed;
+    EXPECT_EQ(report.TableReused, seed > 1) << seed;
+    o.Reuse = false;
+    RfaSphericalHarmonicsBackground(uncached, p, image, o);
+    EXPECT_TRUE(ZrSameBits(cached, uncached)) << seed;
+  }
+}
+
+// Whatever the normal matrix depends on is part of its key: after a fit of the same image with
+// the key changed in one respect, the result is the uncached fit's (a stale matrix would give
+// another) and differs from the first fit's.
+struct KeyCase {
+  const char* name;
+  std::function<void(RfaParameters&, ZrFloatMatrix&)> Change;
+};
+
+class RfaFitKey : public RfaBackgroundFitTest, public ::testing::WithParamInterface<KeyCase> {};
+
+TEST_P(RfaFitKey, AChangeNeverReusesAStaleMatrix) {
+  RfaParameters p = Params(75.3, 10, 5);
+  ZrFloatMatrix image = ScreenImage(160, 70, 5);
+  ZrFloatMatrix first, cached, uncached;
+  RfaSphericalHarmonicsBackground(first, p, image);
+  GetParam().Change(p, image);
+  RfaFitReport report;
+  RfaFitOptions o;
+  o.Report = &report;
+  RfaSphericalHarmonicsBackground(cached, p, image, o);
+  EXPECT_FALSE(report.MatrixReused);
+  o.Reuse = false;
+  RfaSphericalHarmonicsBackground(uncached, p, image, o);
+  EXPECT_TRUE(ZrSameBits(cached, uncached));
+  EXPECT_FALSE(ZrSameBits(cached, first));
+}
+
+// The mask: one pixel of the dip in, another out. Radius and theta max change by too little to move
+// the rim past a pixel (the nearest pixels lie 7e-4 inside and outside it): only the key's numbers
+// differ, not its pattern.
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RfaFitKey,
+    ::testing::Values(KeyCase{"MaskWithTheSameCount",
+                              [](RfaParameters&, ZrFloatMatrix& m) {
+                                ASSERT_EQ(m(89, 73), 0.0f);  // the dip's centre
+                                m(89, 73) = 500;
+                                m(100, 90) = 0;
+                              }},
+                      KeyCase{"Radius", [](RfaParameters& p, ZrFloatMatrix&) { p.Sr += 3e-4; }},
+                      KeyCase{"ThetaMax", [](RfaParameters& p,
+                                             ZrFloatMatrix&) { p.MappingAzThetaMax_deg += 1e-6L; }},
+                      KeyCase{"Size",
+                              [](RfaParameters&, ZrFloatMatrix& m) {
+                                ZrFloatMatrix wider(m.ColSize + 2, m.RowSize);
+                                wider.Fill(0.0f);
+                                for (int32_t y = 0; y < m.RowSize; ++y) {
+                                  for (int32_t x = 0; x < m.ColSize; ++x) wider(x, y) = m(x, y);
+                                }
+                                m = wider;
+                              }},
+                      KeyCase{"Degree", [](RfaParameters& p, ZrFloatMatrix&) { p.Size_l = 4; }}),
+    ZrCaseName());
+
+TEST(RfaFitThreads, SettingThenEnvironmentThenAllProcessors) {
+  RfaSetFitThreads(0);
+  unsetenv("RFA_FIT_THREADS");
+  const int32_t all = RfaFitThreads();
+  EXPECT_GE(all, 1);
+  const std::pair<const char*, int32_t> cases[] = {{"3", 3}, {"0", all}, {"2x", all}, {"", all}};
+  for (const auto& [text, threads] : cases) {
+    setenv("RFA_FIT_THREADS", text, 1);
+    EXPECT_EQ(RfaFitThreads(), threads) << text;
+  }
+  RfaSetFitThreads(5);
+  EXPECT_EQ(RfaFitThreads(), 5);
+  RfaSetFitThreads(0);
+  unsetenv("RFA_FIT_THREADS");
+}
 
 // An image whose disc pixels are sum_k c_k Y_k at the fit's own (azimuthal-equidistant)
 // direction of each pixel, about (Cols / 2, Rows / 2), with a blanked patch inside the disc
@@ -214,11 +446,20 @@ TEST_F(RfaBackgroundFitTest, DegreeZeroIsTheMeanOfTheNonZeroDiscPixels) {
   EXPECT_EQ(background(0, 0), 0.0f);
 }
 
+// Also when the matrices are reused: the second fit prints what the first did.
 TEST_F(RfaBackgroundFitTest, DumpsBothMatricesColumnByColumn) {
   ZrFloatMatrix image(40, 40);
   image.Fill(2.0f);
   ZrFloatMatrix background;
   RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image);
+  const QStringList first = DebugLines;
+  DebugLines.clear();
+  RfaFitReport report;
+  RfaFitOptions o;
+  o.Report = &report;
+  RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image, o);
+  EXPECT_TRUE(report.MatrixReused);
+  EXPECT_EQ(DebugLines, first);
   ASSERT_EQ(DebugLines.size(), 32);
   EXPECT_TRUE(DebugLines[0].startsWith("M 0 0 "));
   EXPECT_TRUE(DebugLines[1].startsWith("M 1 0 "));
@@ -268,6 +509,10 @@ INSTANTIATE_TEST_SUITE_P(
                       FailureCase{"RadiusFarBelowZeroHoldsNoPixel", 40, 40, 1.0f, -1e300, 0, 2,
                                   "Sirngular matrirx irn routirne luExtractiron"},
                       FailureCase{"NegativeDegreeIsABasisError", 40, 40, 1.0f, 15, 0, -2, "Error"},
+                      // The square leaves the image only at its last row: the disc pixels
+                      // before it are evaluated first.
+                      FailureCase{"NegativeDegreeBeforeALateRangeError", 101, 100, 1.0f, 50, 0, -2,
+                                  "Error"},
                       FailureCase{"LargestDegreeGetsNoMemory", 40, 40, 1.0f, 15, 0, 2147483647,
                                   "Cannot Get Memory"}),
     ZrCaseName());

@@ -145,7 +145,7 @@ TEST_F(ChainFixture, ResultCheckNamesTheStepThatLeftNothingOrNonFinitePixels) {
     c.change(q, image);
     RfaResultCheck check(q, image);
     std::string seen;
-    RfaApplyCheckedOperations(image, q, keys, [&](const char* group, const ZrFloatMatrix& m) {
+    RfaApplyCheckedOperations(image, q, keys, {}, [&](const char* group, const ZrFloatMatrix& m) {
       seen += (seen.empty() ? "" : " ") + std::string(group);
       check(group, m);
       EXPECT_EQ(&m, &image) << group;

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <fstream>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <tuple>
 
@@ -85,6 +86,7 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
       {{"-j", "0"}, "--jobs needs a whole number from 1 to 64, not \"0\""},
       {{"-j", "2.5"}, "--jobs needs a whole number from 1 to 64, not \"2.5\""},
       {{"-j", "x"}, "--jobs needs a whole number from 1 to 64, not \"x\""},
+      {{"--fit-threads", "65"}, "--fit-threads needs a whole number from 1 to 64, not \"65\""},
       {{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
       {{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
       {{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
@@ -101,12 +103,15 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
 }
 
 TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
-  const RfaProcessOptions o = RfaParseCommandLine(
-      {"-p", "a.rfa_bg", "in1", "--no-bg-sh", "-s", "Sx_=120", "-j", "3", "--set", "IsBgSh_=true",
-       "-o", "res", "in2", "--png", "--frames", "4:", "--dataset", "/entry/data"});
+  const RfaProcessOptions o =
+      RfaParseCommandLine({"-p",      "a.rfa_bg",  "in1",         "--no-bg-sh",    "-s",
+                           "Sx_=120", "-j",        "3",           "--set",         "IsBgSh_=true",
+                           "-o",      "res",       "in2",         "--png",         "--frames",
+                           "4:",      "--dataset", "/entry/data", "--fit-threads", "2"});
   EXPECT_EQ(o.parameterFile, "a.rfa_bg");
   EXPECT_EQ(o.outputDir, "res");
   EXPECT_EQ(o.jobs, 3);
+  EXPECT_EQ(o.fitThreads, 2);
   EXPECT_TRUE(o.pictures);
   EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2"}));
   EXPECT_EQ(o.frames.dataset, "/entry/data");
@@ -262,10 +267,25 @@ TEST_F(RfaProcessTest, DegenerateResultsFailUnlessAnEmptyOneIsAllowed) {
                      "own infinite pixels, which no checked operation replaces\n"));
 }
 
+// With --verbose a line per file says how long it took and whether the background fit
+// reused the normal matrix of an earlier file (the same screen, so all but the first do); the
+// jobs share the processors with the fits' threads.
 TEST_F(RfaProcessTest, TwoJobsWriteTheSameFilesAsOne) {
   WriteScreens("in/s", ".tif", 4, 64, 10);
   WriteParameterFile(64);
-  ASSERT_EQ(Run("-p @/p.rfa_bg -j 1 -o @/one @/in"), 0) << err_;
+  RfaClearFitCaches();
+  RfaSilenceDebugOutput();  // the matrices that --verbose keeps
+  ASSERT_EQ(Run("-p @/p.rfa_bg -j 1 -v -o @/one @/in"), 0) << err_;
+  const std::string one = " \\(" + std::to_string(RfaFitThreadsPerJob(1)) + " fit thread";
+  const std::regex lines(At("@/in/s0.tif: [0-9.]+ s, normal matrix computed" + one +
+                            "s?\\)\n"
+                            "(@/in/s[123].tif: [0-9.]+ s, normal matrix reused" +
+                            one +
+                            "s?\\)\n){3}processed 4 of 4 files into @/one\n"
+                            "normal matrix reused for 3 of 4 background fits\n"));
+  EXPECT_TRUE(std::regex_match(out_, lines)) << out_;
+  EXPECT_EQ(RfaFitThreadsPerJob(2) * 2, std::max(2, RfaFitThreadsPerJob(1))) << "no more threads "
+                                                                                "than processors";
   ASSERT_EQ(Run("-p @/p.rfa_bg -j 2 -o @/two @/in"), 0) << err_;
   const std::vector<std::string> names = Files("one");
   ASSERT_EQ(names.size(), 8u);
