@@ -3,9 +3,9 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSharedMemory>
 
+#include "formats/ZrFileBytes.h"
 #include "hostlink/ZrCmdPackUnpack.h"
 #include "imageio/ZrImageFile.h"
 
@@ -121,12 +121,6 @@ void ZrRefHostState::Dump(const std::string& folder) const {
     }
     std::string text;
     record.GetText(text);
-    QSaveFile file(QString::fromStdString(stem + ".xml"));
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(text.data(), static_cast<qint64>(text.size())) !=
-            static_cast<qint64>(text.size()) ||
-        !file.commit()) {
-      throw ZrError("FILE CANNOT WRITE:" + stem + ".xml");
-    }
+    ZrWriteFileAtomic(stem + ".xml", text, "FILE CANNOT WRITE:");
   }
 }

@@ -2,8 +2,9 @@
 #include "refhost/ZrSeriesIndex.h"
 
 #include <QFile>
-#include <QSaveFile>
 #include <boost/shared_ptr.hpp>
+
+#include "formats/ZrFileBytes.h"
 
 void ZrSeriesIndexExchange(ZrPackUnpack::ZrPackUnpackXml& packer, ZrSeriesIndex& index) {
   const bool writing = packer.GetMode() == "w";
@@ -64,12 +65,5 @@ ZrSeriesIndex ZrSeriesIndexRead(const std::string& path) {
 }
 
 void ZrSeriesIndexWrite(const std::string& path, const ZrSeriesIndex& index) {
-  const std::string text = ZrSeriesIndexText(index);
-  QSaveFile file(QString::fromStdString(path));
-  if (!file.open(QIODevice::WriteOnly) ||
-      file.write(text.data(), static_cast<qint64>(text.size())) !=
-          static_cast<qint64>(text.size()) ||
-      !file.commit()) {
-    throw ZrError("FILE CANNOT WRITE:" + path);
-  }
+  ZrWriteFileAtomic(path, ZrSeriesIndexText(index), "FILE CANNOT WRITE:");
 }
