@@ -132,7 +132,8 @@ void ZrPluginFuncVeldra::MenuFileRead(const std::string& path, std::vector<ZrMen
   std::fclose(file);
   boost::shared_ptr<ZrBarnXml> document(new ZrBarnXml("r"));
   ZrPackUnpack::ZrPackUnpackXml packer(document);
-  packer.SetTextWithRoot(text, "VELDRA-MENU");
+  document->SetText(text);
+  packer.OpenRack("VELDRA-MENU");
   MenuExchange(packer, entries, extensions);
 }
 

@@ -46,7 +46,8 @@ ZrSeriesIndex ZrSeriesIndexParse(const std::string& text) {
   }
   boost::shared_ptr<ZrBarnXml> document(new ZrBarnXml("r"));
   ZrPackUnpack::ZrPackUnpackXml packer(document);
-  packer.SetTextWithRoot(text, "VELDRA-SERIES");
+  document->SetText(text);
+  packer.OpenRack("VELDRA-SERIES");
   ZrSeriesIndex index;
   ZrSeriesIndexExchange(packer, index);
   return index;

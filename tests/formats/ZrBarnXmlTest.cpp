@@ -39,8 +39,8 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 }
 
 // A document, the tagging error it gives ("<no ZrError>" for none) and then cursor steps:
-// ">a" opens a (found), "<a" closes a, "a=v" reads string a as v, and a leading "!" expects a
-// miss (the default comes back for a value).
+// ">a" opens a (found), "<a" closes a, "a=v" reads string a as v, "*a,b" lists the unread
+// children as a and b, and a leading "!" expects a miss (the default comes back for a value).
 struct ReadCase {
   const char* name;
   std::string text;
@@ -62,6 +62,10 @@ TEST_P(ZrBarnXmlReading, QuirksAndMessages) {
       EXPECT_EQ(xml.OpenRack(op.substr(1)), found);
     } else if (op[0] == '<') {
       xml.CloseRack(op.substr(1));
+    } else if (op[0] == '*') {
+      std::string names;
+      for (const std::string& n : xml.ChildNames()) names += (names.empty() ? "" : ",") + n;
+      EXPECT_EQ(names, op.substr(1));
     } else {
       const size_t eq = op.find('=');
       std::string v = "stale";
@@ -80,14 +84,14 @@ INSTANTIATE_TEST_SUITE_P(
         ReadCase{"RepeatedNamesInOrderThenConsumed",
                  "<a><b>1</b><c>x</c><b>2</b></a>",
                  kOk,
-                 {">a", "b=1", "b=2", "!b", "c=x", "<a", "!>a"}},
+                 {"*a", ">a", "*b,c,b", "b=1", "*c,b", "b=2", "!b", "c=x", "*", "<a", "!>a"}},
         // Only children are searched, case-sensitively; a miss leaves the cursor.
         ReadCase{
             "OpenRackMisses", "<a><b><c>1</c></b></a>", kOk, {">a", "!>c", "!>B", ">b", "c=1"}},
         ReadCase{"AttributesAreNotPartOfTheName", "<a x=\"1\" y=2>v</a>", kOk, {"a=v"}},
         ReadCase{"DeclarationSkipped", "<?xml version=\"1.0\"?>\n<a>7</a>", kOk, {"a=7"}},
         // An empty-element tag keeps its slash and opens nothing: b/ is a sibling of a/.
-        ReadCase{"EmptyElementTag", "<r><a/><b/></r>", kOk, {">r", "!a", "a/=", ">b/"}},
+        ReadCase{"EmptyElementTag", "<r><a/><b/></r>", kOk, {">r", "*a/,b/", "!a", "a/=", ">b/"}},
         ReadCase{"EndTagNameNotCompared", "<r><a>1</z><b>2</b></r>", kOk, {">r", "a=1", "b=2"}},
         ReadCase{"StartTagWithoutEndTag", "<r><a>text", kOk, {">r", "a="}},
         // The tag text " 2 " has an empty name.
