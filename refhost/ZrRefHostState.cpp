@@ -116,7 +116,7 @@ void ZrRefHostState::Dump(const std::string& folder) const {
     if (w.isSeries) {
       p.Value("currentIndex", w.currentIndex);
       p.OpenRack("series");
-      ZrSeriesIndexExchange(record.XmlPacker(), w.series);
+      ZrSeriesIndexExchange(*record.XmlPacker().Document(), w.series);
       p.CloseRack("series");
     }
     std::string text;

@@ -16,6 +16,7 @@
 #include <sstream>
 #include <tuple>
 
+#include "formats/ZrKeyRecord.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "rfa/RfaChain.h"
@@ -192,7 +193,7 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/in.tif")), direct));
   std::map<std::string, double> readDoubles;
   std::map<std::string, std::string> readTexts;
-  RfaReadKeysFile(Path("out/in.keys.xml"), readDoubles, readTexts);
+  ZrKeyRecordRead(Path("out/in.keys.xml"), readDoubles, readTexts);
   EXPECT_EQ(readDoubles, doubles);
   const std::string log = readTexts["log"];
   EXPECT_NE(log.find("rfa-process"), std::string::npos) << log;
