@@ -68,18 +68,14 @@ std::string ZrPluginFuncVeldra::ExeName(const std::string& programPath) {
 }
 
 void ZrPluginFuncVeldra::InitMenuFileWrite() {
-  static const char kSignature[] = "void ZrPluginFuncVeldra::InitMenuFileWrite()";
-  try {
-    const std::string path = MenuFileName(programPath_);
-    const std::string exe = ExeName(programPath_);
-    for (auto& entry : menuList_) entry.Exe = exe;
-    ZrMenuFileWrite(path, menuList_, fileLoaderExtensions_);
-  } catch (ZrError& e) {
-    e.AppendTrail(kSignature);
-    throw;
-  } catch (...) {
-    throw ZrError(std::string("undefined err:") + kSignature);
-  }
+  ZrShielded(
+      "void ZrPluginFuncVeldra::InitMenuFileWrite()",
+      [&] {
+        const std::string exe = ExeName(programPath_);
+        for (auto& entry : menuList_) entry.Exe = exe;
+        ZrMenuFileWrite(MenuFileName(programPath_), menuList_, fileLoaderExtensions_);
+      },
+      ZrTrail::Append);
 }
 
 void ZrPluginFuncVeldra::MakeSocket() {
