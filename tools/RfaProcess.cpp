@@ -24,6 +24,7 @@
 #include "formats/ZrBarnFile.h"
 #include "formats/ZrKeyRecord.h"
 #include "formats/ZrPluginLog.h"
+#include "formats/ZrQtDebug.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "imageio/ZrImageStack.h"
@@ -571,7 +572,12 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
       return 0;
     }
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
-    if (!options.verbose) RfaSilenceDebugOutput();
+    // The libraries' debug lines (the fit's matrices) reach Qt's debug output with --verbose.
+    if (options.verbose) {
+      ZrDebugToQt();
+    } else {
+      RfaSilenceDebugOutput();
+    }
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures, options.frames);
     for (RfaProcessJob& job : jobs) {
