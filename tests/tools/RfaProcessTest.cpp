@@ -197,7 +197,7 @@ TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
   EXPECT_EQ(readDoubles, doubles);
   const std::string log = readTexts["log"];
   EXPECT_NE(log.find("rfa-process"), std::string::npos) << log;
-  EXPECT_NE(log.find("0.0.5"), std::string::npos) << log;
+  EXPECT_NE(log.find(kZrVersion), std::string::npos) << log;
   readTexts.erase("log");
   texts.erase("log");
   EXPECT_EQ(readTexts, texts);
