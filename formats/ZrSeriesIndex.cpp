@@ -1,8 +1,6 @@
 // Series index files.
 #include "formats/ZrSeriesIndex.h"
 
-#include <QFile>
-
 #include "formats/ZrFileBytes.h"
 #include "formats/ZrKeyList.h"
 
@@ -57,11 +55,14 @@ ZrSeriesIndex ZrSeriesIndexParse(const std::string& text) {
 }
 
 ZrSeriesIndex ZrSeriesIndexRead(const std::string& path) {
-  QFile file(QString::fromStdString(path));
-  if (!file.open(QIODevice::ReadOnly)) throw ZrError("Cannot open:" + path);
-  const QByteArray bytes = file.readAll();
+  std::string text;
   try {
-    return ZrSeriesIndexParse(bytes.toStdString());
+    text = ZrReadFileBytes(path);
+  } catch (const ZrError&) {
+    throw ZrError("Cannot open:" + path);
+  }
+  try {
+    return ZrSeriesIndexParse(text);
   } catch (ZrError& e) {
     e.Message += ": " + path;
     throw;
