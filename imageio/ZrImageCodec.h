@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "formats/ZrFileBytes.h"  // the file functions the encoders' callers write with
 #include "numerics/ZrMatrix.h"
 
 enum class ZrImageFormat { Tiff, RawFloat, MatrixXml, Png, Npy };
@@ -46,20 +47,6 @@ std::string ZrEncodeRawFloat(const ZrFloatMatrix& image);
 std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image);
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name);
 std::string ZrEncodeNpy(const ZrFloatMatrix& image);
-
-// The whole file, or ZrError "<path>: cannot open (...)".
-std::string ZrReadFileBytes(const std::string& path);
-
-// Writes bytes to a temporary file beside path and renames it into place; on failure the
-// temporary is removed and ZrError "<path>: cannot write (...)" is thrown.
-void ZrWriteFileAtomic(const std::string& path, const std::string& bytes);
-
-// Writes several (path, bytes) files as one: all to temporaries beside their paths first, then
-// each renamed into place. When anything fails, the files replaced so far get their earlier
-// contents back (or are removed if they did not exist) and no temporary stays, so afterwards
-// the paths hold either all the new contents or just what they held before. The first failure
-// is thrown as ZrError "<path>: cannot write (...)" (a folder in the way: "Is a directory").
-void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files);
 
 // The largest pixel count any decoder accepts (a 1 GiB float image).
 constexpr long long kZrImageMaxPixels = 1LL << 28;

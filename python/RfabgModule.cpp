@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "formats/ZrKeyRecord.h"
 #include "imageio/ZrImageFile.h"
 #include "python/RfabgCore.h"
 #include "rfa/RfaBackgroundFit.h"
@@ -367,7 +368,7 @@ PYBIND11_MODULE(_rfabg, m) {
       "read_keys",
       [](const py::handle& path) {
         RfaProcessResult keys;
-        RfaReadKeysFile(FilePath(path), keys.doubles, keys.texts);
+        ZrKeyRecordRead(FilePath(path), keys.doubles, keys.texts);
         py::dict d;
         d["doubles"] = py::cast(keys.doubles);
         d["texts"] = py::cast(keys.texts);
@@ -378,7 +379,7 @@ PYBIND11_MODULE(_rfabg, m) {
       "write_keys",
       [](const py::handle& path, const std::map<std::string, double>& doubles,
          const std::map<std::string, std::string>& texts) {
-        RfaWriteKeysFile(FilePath(path), doubles, texts);
+        ZrKeyRecordWrite(FilePath(path), doubles, texts);
       },
       py::arg("path"), py::arg("doubles"), py::arg("texts"),
       "Writes a key file as rfa-process does.");

@@ -3,7 +3,6 @@
 
 #include <omp.h>
 
-#include <QDebug>
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -13,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "numerics/ZrDebugOutput.h"
 #include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
 #include "rfa/RfaDiscBasis.h"
@@ -390,9 +390,10 @@ std::shared_ptr<const RfaBasisTable> BasisTable(const RfaFitGeometry& g, const R
 }
 
 void DumpMatrix(const char* name, const ZrLDoubleMatrix& m) {
+  if (!ZrDebugEnabled()) return;
   const int32_t K = m.ColSize;
   for (int32_t j = 0; j < K; ++j) {
-    for (int32_t i = 0; i < K; ++i) qDebug() << name << i << j << static_cast<double>(m(i, j));
+    for (int32_t i = 0; i < K; ++i) ZrDebug() << name << i << j << static_cast<double>(m(i, j));
   }
 }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "numerics/ZrVersion.h"
+
 class ZrBarnXml;
 
 // Positions and radii are pixels; angles are degrees.
@@ -28,7 +30,7 @@ class RfaParameters {
   template <class Ui>
   void Bind(bool toParameters, Ui* ui);
 
-  std::string version = "0.0.5";
+  std::string version = kZrVersion;
   double Sx = 100.0;  // screen centre and radius
   double Sy = 100.0;
   double Sr = 100.0;

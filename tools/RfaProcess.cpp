@@ -22,8 +22,9 @@
 #include <QtGlobal>
 
 #include "formats/ZrBarnFile.h"
-#include "formats/ZrBarnXml.h"
-#include "hostlink/ZrPluginLog.h"
+#include "formats/ZrKeyRecord.h"
+#include "formats/ZrPluginLog.h"
+#include "formats/ZrQtDebug.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "imageio/ZrImageStack.h"
@@ -140,12 +141,6 @@ void ParseFrames(const std::string& text, RfaFrameRange& frames) {
   frames.first = first.empty() ? 0 : number(first);
   frames.end = end.empty() ? -1 : number(end);
   if (frames.end >= 0 && frames.end <= frames.first) fail();
-}
-
-std::string FormatDouble(double v) {
-  char text[40];
-  std::snprintf(text, sizeof text, "%.17g", v);
-  return text;
 }
 
 void DropDebugMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
@@ -465,7 +460,7 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
   // result, and a failed run must not cost the outputs of an earlier one.
   std::vector<std::pair<std::string, std::string>> files = {
       {job.outputImage, ZrEncodeTiff(result.image, job.outputImage)},
-      {job.outputKeys, RfaKeysText(result.doubles, result.texts)}};
+      {job.outputKeys, ZrKeyRecordText(result.doubles, result.texts)}};
   if (!job.beforePng.empty()) {
     float lo = 0;
     float hi = 0;
@@ -502,73 +497,6 @@ void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
   };
   lo = at(0.005);
   hi = at(0.995);
-}
-
-std::string RfaKeysText(const std::map<std::string, double>& doubles,
-                        const std::map<std::string, std::string>& texts) {
-  ZrBarnXml tree("w");
-  tree.OpenRack("VELDRA-IMAGE-KEYS");
-  tree.OpenRack("double");
-  for (const auto& [key, value] : doubles) {
-    std::string k = key;
-    std::string v = FormatDouble(value);
-    tree.OpenRack("entry");
-    tree.Value("key", k, "");
-    tree.Value("value", v, "");
-    tree.CloseRack("entry");
-  }
-  tree.CloseRack("double");
-  tree.OpenRack("text");
-  for (const auto& [key, value] : texts) {
-    std::string k = key;
-    std::string v = value;
-    tree.OpenRack("entry");
-    tree.Value("key", k, "");
-    tree.Value("value", v, "");
-    tree.CloseRack("entry");
-  }
-  tree.CloseRack("text");
-  tree.CloseRack("VELDRA-IMAGE-KEYS");
-  std::string text;
-  tree.GetText(text);
-  return text;
-}
-
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts) {
-  ZrWriteFileAtomic(path, RfaKeysText(doubles, texts));
-}
-
-void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
-                     std::map<std::string, std::string>& texts) {
-  ZrBarnXml tree("r");
-  tree.SetText(ZrReadFileBytes(path));
-  if (!tree.OpenRack("VELDRA-IMAGE-KEYS")) {
-    throw ZrError(path + ": not a key file (no \"VELDRA-IMAGE-KEYS\" element)");
-  }
-  if (tree.OpenRack("double")) {
-    while (tree.OpenRack("entry")) {
-      std::string key;
-      std::string value;
-      tree.Value("key", key, "");
-      tree.Value("value", value, "");
-      tree.CloseRack("entry");
-      doubles[key] = std::strtod(value.c_str(), nullptr);
-    }
-    tree.CloseRack("double");
-  }
-  if (tree.OpenRack("text")) {
-    while (tree.OpenRack("entry")) {
-      std::string key;
-      std::string value;
-      tree.Value("key", key, "");
-      tree.Value("value", value, "");
-      tree.CloseRack("entry");
-      texts[key] = value;
-    }
-    tree.CloseRack("text");
-  }
-  tree.CloseRack("VELDRA-IMAGE-KEYS");
 }
 
 int RfaFitThreadsPerJob(int jobs) {
@@ -644,7 +572,12 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
       return 0;
     }
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
-    if (!options.verbose) RfaSilenceDebugOutput();
+    // The libraries' debug lines (the fit's matrices) reach Qt's debug output with --verbose.
+    if (options.verbose) {
+      ZrDebugToQt();
+    } else {
+      RfaSilenceDebugOutput();
+    }
     params = RfaLoadParameters(options);
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures, options.frames);
     for (RfaProcessJob& job : jobs) {

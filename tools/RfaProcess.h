@@ -128,16 +128,6 @@ struct RfaFileReport {
 RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
                              const RfaFitOptions& fit = {});
 
-// The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
-// holding one "entry" (children "key" and "value") per key. Doubles are written with 17
-// significant digits, so they read back exactly.
-std::string RfaKeysText(const std::map<std::string, double>& doubles,
-                        const std::map<std::string, std::string>& texts);
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts);
-void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
-                     std::map<std::string, std::string>& texts);
-
 // What a run of jobs reports, each list in job order.
 struct RfaRunReport {
   std::vector<std::string> failures;  // "<file>: <reason>" per failed job

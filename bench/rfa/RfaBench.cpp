@@ -2,7 +2,6 @@
 // plain (mean) ring statistic, and, for scale, the spherical-harmonics fit on the same screens.
 #include <benchmark/benchmark.h>
 
-#include <QtGlobal>
 #include <map>
 
 #include "rfa/RfaBackgroundFit.h"
@@ -55,7 +54,6 @@ BENCHMARK(BM_AzimuthalAverageBackground)
 
 // The fit the chain runs before the azimuthal step (degree 5, margin 10, the screen's radius).
 void BM_SphericalHarmonicsBackground(benchmark::State& state) {
-  qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
   const int32_t size = static_cast<int32_t>(state.range(0));
   const ZrFloatMatrix& screen = Screen(size);
   RfaParameters p;

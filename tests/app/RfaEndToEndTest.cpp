@@ -12,8 +12,8 @@
 
 #include "app/MainWindow.h"
 #include "app/RfaParameterFiles.h"
+#include "formats/ZrSeriesIndex.h"
 #include "imageio/ZrImageFile.h"
-#include "refhost/ZrSeriesIndex.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaImageOps.h"
