@@ -1,0 +1,131 @@
+// Resampling: whole-pixel shifts against the roll, fractional shifts of a known pattern, holes.
+#include "rfa/RfaInterpolation.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "rfa/RfaImageOps.h"
+#include "tests/common/ZrTestScreens.h"
+#include "tests/common/ZrTestUtil.h"
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+ZrFloatMatrix Random(int32_t cols, int32_t rows, uint32_t seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<float> value(0.5f, 100.0f);
+  ZrFloatMatrix m(cols, rows);
+  for (int64_t i = 0; i < m.Count(); ++i) m.Data[i] = value(engine);
+  return m;
+}
+
+// A periodic pattern of the image's own periods, so that a cyclic shift moves it exactly.
+double Wave(double x, double y, int32_t cols, int32_t rows) {
+  return 10.0 + std::cos(2 * kPi * 3 * x / cols) + 0.5 * std::sin(2 * kPi * 2 * y / rows + 0.4);
+}
+
+TEST(RfaShiftImage, WholePixelsMoveAsTheRoll) {
+  ZrFloatMatrix image = Random(9, 7, 1);
+  image.SetBegin(-4, 3);
+  for (const double sx : {4.0, 1.0, 11.0, -30.0}) {
+    ZrFloatMatrix rolled = image;
+    RfaMoveToCenter(rolled, sx, 2.0);
+    for (RfaInterpolation kind : {RfaInterpolation::Linear, RfaInterpolation::Keys}) {
+      ZrFloatMatrix shifted = image;
+      RfaMoveToCenterSubpixel(shifted, sx, 2.0, kind);
+      EXPECT_TRUE(ZrSameBits(shifted, rolled)) << RfaInterpolationName(kind) << " sx " << sx;
+    }
+    ZrFloatMatrix spline = image;
+    RfaMoveToCenterSubpixel(spline, sx, 2.0, RfaInterpolation::BSpline);
+    for (int64_t i = 0; i < image.Count(); ++i) {
+      ASSERT_NEAR(spline.Data[i], rolled.Data[i], 1e-4) << "sx " << sx << " pixel " << i;
+    }
+  }
+}
+
+// Each interpolation reproduces a smooth pattern shifted by a fraction of a pixel, the cubic
+// ones far better than the linear one.
+TEST(RfaShiftImage, FractionalShiftOfASmoothPattern) {
+  const int32_t cols = 48, rows = 40;
+  ZrFloatMatrix image(cols, rows);
+  for (int32_t y = 0; y < rows; ++y) {
+    for (int32_t x = 0; x < cols; ++x) image(x, y) = static_cast<float>(Wave(x, y, cols, rows));
+  }
+  const double dx = 0.3, dy = -1.6;
+  const struct {
+    RfaInterpolation kind;
+    double bound;
+  } rows_[] = {{RfaInterpolation::Linear, 0.05},
+               {RfaInterpolation::Keys, 0.01},
+               {RfaInterpolation::BSpline, 0.001}};
+  for (const auto& r : rows_) {
+    const ZrFloatMatrix shifted = RfaShiftImage(image, dx, dy, r.kind);
+    double worst = 0.0;
+    for (int32_t y = 0; y < rows; ++y) {
+      for (int32_t x = 0; x < cols; ++x) {
+        worst = std::max(worst, std::abs(shifted(x, y) - Wave(x - dx, y - dy, cols, rows)));
+      }
+    }
+    EXPECT_LT(worst, r.bound) << RfaInterpolationName(r.kind);
+  }
+}
+
+TEST(RfaShiftImage, NonFinitePixelIsAHoleForItsStencilOnly) {
+  ZrFloatMatrix image = Random(12, 10, 2);
+  image(5, 4) = std::numeric_limits<float>::infinity();
+  const ZrFloatMatrix shifted = RfaShiftImage(image, 0.5, 0.0, RfaInterpolation::Keys);
+  // result(x) = image(x - 0.5) reads columns x - 2 .. x + 1 of the same row.
+  for (int32_t x = 0; x < 12; ++x) {
+    EXPECT_EQ(shifted(x, 4) == 0.0f, x >= 4 && x <= 7) << x;
+    EXPECT_NE(shifted(x, 3), 0.0f) << x;
+  }
+  EXPECT_ZR_ERROR(RfaShiftImage(image, NAN, 0, RfaInterpolation::Keys),
+                  "Sub-pixel shift: the shift is not a finite number");
+}
+
+TEST(RfaBSplinePrefilter, CoefficientsGiveBackTheSamples) {
+  for (const int64_t n : {1, 2, 3, 7, 64}) {
+    std::vector<double> samples(static_cast<size_t>(n));
+    for (int64_t i = 0; i < n; ++i) samples[static_cast<size_t>(i)] = std::sin(1.7 * i) * 5 + i;
+    std::vector<double> c = samples;
+    RfaBSplinePrefilter(c.data(), n, 1);
+    for (int64_t i = 0; i < n; ++i) {
+      const double back = (c[static_cast<size_t>((i + n - 1) % n)] + 4 * c[static_cast<size_t>(i)] +
+                           c[static_cast<size_t>((i + 1) % n)]) /
+                          6;
+      EXPECT_NEAR(back, samples[static_cast<size_t>(i)], 1e-12) << "n " << n << " i " << i;
+    }
+  }
+}
+
+// Linear functions are interpolated exactly by every kind; holes and the edge give 0.
+TEST(RfaResampler, RampHolesAndEdges) {
+  ZrFloatMatrix ramp(20, 16);
+  ramp.SetBegin(5, -3);
+  for (int32_t y = 0; y < 16; ++y) {
+    for (int32_t x = 0; x < 20; ++x) ramp(5 + x, -3 + y) = static_cast<float>(100 + 2 * x + 3 * y);
+  }
+  for (RfaInterpolation kind :
+       {RfaInterpolation::Linear, RfaInterpolation::Keys, RfaInterpolation::BSpline}) {
+    const RfaResampler sample(ramp, kind, RfaEdge::Outside, true);
+    // Linear reproduces a ramp in any case; the B-spline's periodic prefilter only away
+    // from the edges.
+    EXPECT_NEAR(sample.At(15.25, 4.5), 100 + 2 * 10.25 + 3 * 7.5, 1e-2)
+        << RfaInterpolationName(kind);
+    EXPECT_EQ(sample.At(4.5, 0.0), 0.0f) << "half a pixel before the first column";
+    EXPECT_EQ(sample.At(NAN, 0.0), 0.0f);
+  }
+  ramp(12, 2) = 0.0f;
+  const RfaResampler holes(ramp, RfaInterpolation::Linear, RfaEdge::Outside, true);
+  EXPECT_EQ(holes.At(11.5, 2.0), 0.0f);
+  EXPECT_EQ(holes.At(12.0, 2.5), 0.0f);
+  EXPECT_EQ(holes.At(13.0, 2.5), 100 + 2 * 8 + 3 * 5.5f);
+  const RfaResampler zeroIsValue(ramp, RfaInterpolation::Linear, RfaEdge::Wrap, false);
+  EXPECT_FLOAT_EQ(zeroIsValue.At(11.5, 2.0), (100 + 2 * 6 + 3 * 5) / 2.0f);
+}
+
+}  // namespace
