@@ -67,6 +67,8 @@ const std::map<char, std::array<uint8_t, 8>>& Glyphs() {
       {'(', {0x02, 0x04, 0x08, 0x08, 0x08, 0x04, 0x02}},
       {')', {0x08, 0x04, 0x02, 0x02, 0x02, 0x04, 0x08}},
       {'%', {0x18, 0x19, 0x02, 0x04, 0x08, 0x13, 0x03}},
+      {'<', {0x02, 0x04, 0x08, 0x10, 0x08, 0x04, 0x02}},
+      {'>', {0x08, 0x04, 0x02, 0x01, 0x02, 0x04, 0x08}},
   };
   return glyphs;
 }
@@ -182,7 +184,6 @@ void DrawPanel(QPainter& painter, const ZrPlotPanel& panel, int32_t width, int32
   painter.setPen(QPen(ink, 1));
   painter.drawRect(left, plotTop, right - left, bottom - plotTop);
   painter.setRenderHint(QPainter::Antialiasing, true);
-  int32_t legendY = plotTop + 10;
   for (const ZrPlotSeries& s : panel.Series) {
     QPen pen(QColor::fromRgb(static_cast<QRgb>(s.Rgb)), 2, s.Dashed ? Qt::DashLine : Qt::SolidLine);
     painter.setPen(pen);
@@ -203,12 +204,26 @@ void DrawPanel(QPainter& painter, const ZrPlotPanel& panel, int32_t width, int32
       }
     }
     painter.drawPath(path);
-    const int32_t labelX = right - 16 - ZrPlotTextWidth(s.Label, 2);
-    painter.drawLine(labelX - 36, legendY + 7, labelX - 8, legendY + 7);
-    DrawText(painter, s.Label, labelX, legendY, 2, ink);
-    legendY += 20;
   }
   painter.setRenderHint(QPainter::Antialiasing, false);
+  // The legend on a white box in the top right corner, over the lines.
+  int32_t widest = 0;
+  for (const ZrPlotSeries& s : panel.Series) widest = std::max(widest, ZrPlotTextWidth(s.Label, 2));
+  if (panel.Series.empty()) return;
+  const int32_t boxLeft = right - 60 - widest;
+  const int32_t boxHeight = 20 * static_cast<int32_t>(panel.Series.size()) + 8;
+  painter.setPen(QPen(QColor(0xC0, 0xC0, 0xC0), 1));
+  painter.setBrush(Qt::white);
+  painter.drawRect(boxLeft, plotTop + 4, right - 6 - boxLeft, boxHeight);
+  painter.setBrush(Qt::NoBrush);
+  int32_t legendY = plotTop + 10;
+  for (const ZrPlotSeries& s : panel.Series) {
+    painter.setPen(QPen(QColor::fromRgb(static_cast<QRgb>(s.Rgb)), 2,
+                        s.Dashed ? Qt::DashLine : Qt::SolidLine));
+    painter.drawLine(boxLeft + 8, legendY + 7, boxLeft + 40, legendY + 7);
+    DrawText(painter, s.Label, boxLeft + 48, legendY, 2, ink);
+    legendY += 20;
+  }
 }
 
 }  // namespace

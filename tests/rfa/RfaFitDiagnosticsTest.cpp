@@ -17,11 +17,18 @@
 
 namespace {
 
+// A lower-triangular matrix, whose column sums (4 and 1.5) differ from its row sums (2).
 TEST(RfaConditionNumber, OneNormOfMatrixTimesInverse) {
-  ZrLDoubleMatrix m(2, 2), inverse(2, 2);
-  m(0, 0) = 2, m(1, 0) = 1, m(0, 1) = 1, m(1, 1) = 1;
-  inverse(0, 0) = 1, inverse(1, 0) = -1, inverse(0, 1) = -1, inverse(1, 1) = 2;
-  EXPECT_EQ(RfaConditionNumber(m, inverse), 9.0);
+  const long double a[3][3] = {{2, 0, 0}, {1, 1, 0}, {1, 0, 1}};
+  const long double b[3][3] = {{0.5, 0, 0}, {-0.5, 1, 0}, {-0.5, 0, 1}};
+  ZrLDoubleMatrix m(3, 3), inverse(3, 3);
+  for (int32_t row = 0; row < 3; ++row) {
+    for (int32_t col = 0; col < 3; ++col) {
+      m(col, row) = a[row][col];
+      inverse(col, row) = b[row][col];
+    }
+  }
+  EXPECT_EQ(RfaConditionNumber(m, inverse), 6.0);
 }
 
 // The solution is the one the background was evaluated from; its M is the accumulation's.

@@ -74,6 +74,32 @@ TEST(RfaShiftImage, FractionalShiftOfASmoothPattern) {
   }
 }
 
+// Screens centred at sub-pixel offsets agree with the screen made at the centre far better after
+// the interpolated move than after the roll (figures: bench/rfa/RfaShiftStudy.cpp).
+TEST(RfaShiftImage, CentredSeriesAgreesBetterThanRolled) {
+  auto screen = [](double cx, double cy) {
+    RfaSyntheticScreenOptions o = RfaScreenOptions(96, 96, cx, cy, 36, cx, cy, 0);
+    o.rimWidth = 1.0;
+    o.noise = 0.0;
+    return RfaMakeSyntheticScreen(o);
+  };
+  const ZrFloatMatrix reference = screen(48, 48);
+  for (const auto& [cx, cy] : {std::pair{44.3, 50.8}, {51.55, 45.1}, {47.9, 48.45}}) {
+    ZrFloatMatrix rolled = screen(cx, cy), shifted = rolled;
+    RfaMoveToCenter(rolled, cx, cy);
+    RfaMoveToCenterSubpixel(shifted, cx, cy, RfaInterpolation::Keys);
+    double roll2 = 0, shift2 = 0;
+    for (int32_t y = 0; y < 96; ++y) {
+      for (int32_t x = 0; x < 96; ++x) {
+        if (std::hypot(x - 48, y - 48) >= 33) continue;
+        roll2 += std::pow(rolled(x, y) - reference(x, y), 2);
+        shift2 += std::pow(shifted(x, y) - reference(x, y), 2);
+      }
+    }
+    EXPECT_LT(std::sqrt(shift2), std::sqrt(roll2) / 20) << cx << "," << cy;
+  }
+}
+
 TEST(RfaShiftImage, NonFinitePixelIsAHoleForItsStencilOnly) {
   ZrFloatMatrix image = Random(12, 10, 2);
   image(5, 4) = std::numeric_limits<float>::infinity();
