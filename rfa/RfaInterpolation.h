@@ -55,8 +55,8 @@ void RfaBSplinePrefilter(double* line, int64_t n, int64_t stride);
 // The image moved by (dx, dy) pixels, cyclically like the whole-pixel roll: result(x, y) =
 // image(x - dx, y - dy), interpolated, with sizes and begins kept. Zeros are pixel values here
 // (the dark outside of a screen); a non-finite pixel is a hole and makes every result pixel
-// that reads it 0. A shift by whole pixels is the roll's result bit for bit with Linear and
-// Keys (and within rounding with BSpline). A non-finite shift is refused.
+// that reads it 0. A shift by whole pixels moves the finite pixels as the roll does, bit for bit
+// with Linear and Keys (within rounding with BSpline). A non-finite shift is refused.
 ZrFloatMatrix RfaShiftImage(const ZrFloatMatrix& image, double dx, double dy,
                             RfaInterpolation kind);
 

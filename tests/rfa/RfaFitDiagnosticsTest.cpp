@@ -55,10 +55,7 @@ TEST(RfaFitSolution, IsWhatTheBackgroundWasMadeOf) {
       sum += solution.Coefficients.Data[i] * Y[static_cast<size_t>(i)];
     EXPECT_EQ(background(x + 48, y + 48), static_cast<float>(sum)) << x << "," << y;
   }
-  const std::string csv = RfaCoefficientsCsv(solution.Coefficients);
-  EXPECT_EQ(csv.rfind("l,m,coefficient\n0,0,", 0), 0u);
-  EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 26);
-  EXPECT_NE(csv.find("\n4,-4,"), std::string::npos);
+  EXPECT_NE(RfaCoefficientsCsv(solution.Coefficients).find("\n4,-4,"), std::string::npos);
 }
 
 // Degree 0 fits the mean, so the residual of a checkerboard about it is its amplitude; holes

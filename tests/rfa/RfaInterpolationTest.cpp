@@ -113,45 +113,20 @@ TEST(RfaShiftImage, NonFinitePixelIsAHoleForItsStencilOnly) {
                   "Sub-pixel shift: the shift is not a finite number");
 }
 
-TEST(RfaBSplinePrefilter, CoefficientsGiveBackTheSamples) {
-  for (const int64_t n : {1, 2, 3, 7, 64}) {
-    std::vector<double> samples(static_cast<size_t>(n));
-    for (int64_t i = 0; i < n; ++i) samples[static_cast<size_t>(i)] = std::sin(1.7 * i) * 5 + i;
-    std::vector<double> c = samples;
-    RfaBSplinePrefilter(c.data(), n, 1);
-    for (int64_t i = 0; i < n; ++i) {
-      const double back = (c[static_cast<size_t>((i + n - 1) % n)] + 4 * c[static_cast<size_t>(i)] +
-                           c[static_cast<size_t>((i + 1) % n)]) /
-                          6;
-      EXPECT_NEAR(back, samples[static_cast<size_t>(i)], 1e-12) << "n " << n << " i " << i;
-    }
-  }
-}
-
-// Linear functions are interpolated exactly by every kind; holes and the edge give 0.
-TEST(RfaResampler, RampHolesAndEdges) {
+// Holes are never blended: a position that reads one is 0, unless zeros are values; so is a
+// position that needs a sample beyond the edge.
+TEST(RfaResampler, HolesAndEdges) {
   ZrFloatMatrix ramp(20, 16);
   ramp.SetBegin(5, -3);
-  for (int32_t y = 0; y < 16; ++y) {
-    for (int32_t x = 0; x < 20; ++x) ramp(5 + x, -3 + y) = static_cast<float>(100 + 2 * x + 3 * y);
-  }
-  for (RfaInterpolation kind :
-       {RfaInterpolation::Linear, RfaInterpolation::Keys, RfaInterpolation::BSpline}) {
-    const RfaResampler sample(ramp, kind, RfaEdge::Outside, true);
-    // Linear reproduces a ramp in any case; the B-spline's periodic prefilter only away
-    // from the edges.
-    EXPECT_NEAR(sample.At(15.25, 4.5), 100 + 2 * 10.25 + 3 * 7.5, 1e-2)
-        << RfaInterpolationName(kind);
-    EXPECT_EQ(sample.At(4.5, 0.0), 0.0f) << "half a pixel before the first column";
-    EXPECT_EQ(sample.At(NAN, 0.0), 0.0f);
-  }
+  for (int64_t i = 0; i < ramp.Count(); ++i) ramp.Data[i] = static_cast<float>(100 + i % 20);
   ramp(12, 2) = 0.0f;
   const RfaResampler holes(ramp, RfaInterpolation::Linear, RfaEdge::Outside, true);
   EXPECT_EQ(holes.At(11.5, 2.0), 0.0f);
   EXPECT_EQ(holes.At(12.0, 2.5), 0.0f);
-  EXPECT_EQ(holes.At(13.0, 2.5), 100 + 2 * 8 + 3 * 5.5f);
+  EXPECT_EQ(holes.At(13.0, 2.5), 108.0f);
+  EXPECT_EQ(holes.At(4.5, 0.0), 0.0f) << "half a pixel before the first column";
   const RfaResampler zeroIsValue(ramp, RfaInterpolation::Linear, RfaEdge::Wrap, false);
-  EXPECT_FLOAT_EQ(zeroIsValue.At(11.5, 2.0), (100 + 2 * 6 + 3 * 5) / 2.0f);
+  EXPECT_EQ(zeroIsValue.At(11.5, 2.0), 53.0f);
 }
 
 }  // namespace
