@@ -41,8 +41,20 @@ ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, cons
 // The text of a page the file lacks (ZrImagePage).
 std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page);
 
-// Encoders: the complete file contents.
-std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name);
+// The text tags of a TIFF file: what the image is (ImageDescription) and what made it
+// (Software). ASCII tags: each text is written up to its first NUL byte.
+struct ZrTiffText {
+  std::string Description;
+  std::string Software;
+};
+
+// The text tags of the first page; empty texts for tags the file lacks. Malformed files fail
+// as in ZrDecodeTiff.
+ZrTiffText ZrDecodeTiffText(const std::string& bytes, const std::string& name);
+
+// Encoders: the complete file contents. The TIFF carries the text tags that are not empty.
+std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name,
+                         const ZrTiffText& text = {});
 std::string ZrEncodeRawFloat(const ZrFloatMatrix& image);
 std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image);
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name);

@@ -691,4 +691,5 @@ void RfaSphericalHarmonicsBackground(ZrFloatMatrix& result, const RfaParameters&
   result.Fill(0.0f);
   Evaluate(result, g, basis, table.get(), c, threads, options.Basis);
   if (options.Report != nullptr) *options.Report = report;
+  if (options.Solution != nullptr) *options.Solution = {c, kept};
 }

@@ -6,19 +6,25 @@
 #include "rfa/RfaParameters.h"
 
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
-                               const RfaFitOptions& fit, const RfaStepObserver& observer) {
+                               const RfaChainOptions& options, const RfaStepObserver& observer) {
   const auto done = [&](const char* group) {
     if (observer) observer(group, image);
   };
   if (p.IsMoveCenter) {
-    RfaMoveToCenter(image, p.Sx, p.Sy);
+    if (options.Subpixel) {
+      RfaMoveToCenterSubpixel(image, p.Sx, p.Sy, options.Interpolation);
+    } else {
+      RfaMoveToCenter(image, p.Sx, p.Sy);
+    }
     RfaWriteMoveToCenterKeys(keys, p);
     done("MoveToCenter");
   }
   if (p.IsBgSh) {
     ZrFloatMatrix background;
-    RfaSphericalHarmonicsBackground(background, p, image, fit);
+    RfaSphericalHarmonicsBackground(background, p, image, options.Fit);
+    if (options.Fitted != nullptr) *options.Fitted = image;
     image = RfaDivideByBackground(image, background);
+    if (options.Background != nullptr) *options.Background = background;
     RfaWriteBackgroundKeys(keys, p);
     done("RFA_background");
   }

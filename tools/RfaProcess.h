@@ -6,15 +6,19 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "imageio/ZrImageCodec.h"
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaChain.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
+#include "tools/RfaAnalysisOutputs.h"
 
 // Which frames of stack inputs are processed: first .. end - 1 (end -1: to the last) of the
 // HDF5 dataset `dataset` (empty: the file's only image dataset).
@@ -40,7 +44,8 @@ struct RfaProcessOptions {
   bool help = false;
   bool verbose = false;  // keep the libraries' diagnostic output; a line per file
   bool version = false;
-  RfaFrameRange frames;        // of every stack input
+  RfaFrameRange frames;  // of every stack input
+  RfaAnalysisOptions analysis;
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
   int sampleCount = 3;
   int sampleSize = 256;
@@ -73,6 +78,8 @@ struct RfaProcessJob {
   int64_t frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
   std::string dataset;      // its HDF5 dataset
   std::string error;        // non-empty: the input could not be opened; the job fails with this
+  RfaAnalysisOptions analysis;
+  std::shared_ptr<const RfaSeriesScreen> series;  // the screen found once for the run
 };
 
 // Expands folders (their image and stack files, not recursive, sorted by name, hidden files
@@ -101,10 +108,10 @@ struct RfaProcessResult {
 };
 
 // The processing-log entry ("log", naming the program and the parameters) followed by the
-// checked operations, as the plug-in does, judged as they go. fit: how the background fit runs
-// (the result is the same bits).
+// checked operations, as the plug-in does, judged as they go. chain: how the background fit
+// runs (the result is the same bits), and what the chain does beyond the plug-in's.
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
-                                 const RfaFitOptions& fit = {},
+                                 const RfaChainOptions& chain = {},
                                  const std::string& program = "rfa-process");
 
 // The stored parameter fields under their file keys, in file order.
@@ -117,11 +124,15 @@ struct RfaFileReport {
   double seconds = 0;   // reading, the chain and writing
   bool fitted = false;  // the chain ran the background fit; fit says how
   RfaFitReport fit;
-  std::string note;  // for the user ("" for none): a multi-page file had one page processed
+  std::string note;     // for the user ("" for none): a multi-page file had one page processed
+  std::string warning;  // likewise: the background fit is unreliable
 };
 
-// Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
-// the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
+// The image of a job: its page or frame, NaN pixels read as 0 (as the plug-in fetches images).
+ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page = nullptr);
+
+// Reads job.input (RfaReadJobImage), processes it and writes the float TIFF, the key file, the
+// provenance and the outputs asked for (RfaResultFiles), all or none (ZrWriteFilesAtomic): a
 // failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
 // file. A result with a non-finite pixel, or 0 everywhere (unless job.allowEmpty), is a failure
 // that says why it is likely.
@@ -131,7 +142,7 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
 // What a run of jobs reports, each list in job order.
 struct RfaRunReport {
   std::vector<std::string> failures;  // "<file>: <reason>" per failed job
-  std::vector<std::string> notes;     // "<file>: note: ..." per job done with a note
+  std::vector<std::string> notes;     // "<file>: note: ..." and "<file>: warning: ..."
 };
 
 // Threads of each background fit while `jobs` files are processed at once: the processors
