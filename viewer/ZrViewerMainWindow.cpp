@@ -1,30 +1,18 @@
 #include "viewer/ZrViewerMainWindow.h"
 
 #include <QAction>
-#include <QChart>
-#include <QChartView>
-#include <QCheckBox>
 #include <QDockWidget>
-#include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QFormLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QLineSeries>
 #include <QLocalSocket>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QProcess>
-#include <QPushButton>
 #include <QStatusBar>
 #include <QTcpSocket>
-#include <QTreeWidget>
-#include <QVBoxLayout>
-#include <QValueAxis>
 #include <cfloat>
 
 #include "formats/ZrKeyRecord.h"
@@ -32,8 +20,6 @@
 #include "hostlink/ZrHostReplies.h"
 #include "imageio/ZrImageFile.h"
 #include "numerics/ZrError.h"
-
-using namespace QtCharts;
 
 namespace {
 // One request to the host, built and answered exactly as for a plug-in; a "ReturnCode" other
@@ -68,67 +54,18 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
   setCentralWidget(mdi_);
   connect(mdi_, &QMdiArea::subWindowActivated, this, &ZrViewerMainWindow::ActivatedSubWindow);
 
-  // Key records and log of the focused window.
-  auto* keyPanel = new QWidget;
-  auto* keyLayout = new QVBoxLayout(keyPanel);
-  keyLayout->setContentsMargins(2, 2, 2, 2);
-  keys_ = new QTreeWidget;
-  keys_->setColumnCount(2);
-  keys_->setHeaderLabels({"Key", "Value"});
-  keys_->header()->setSectionResizeMode(0, QHeaderView::Interactive);
-  keys_->setColumnWidth(0, 190);
-  log_ = new QPlainTextEdit;
-  log_->setReadOnly(true);
-  log_->setLineWrapMode(QPlainTextEdit::NoWrap);
-  keyLayout->addWidget(keys_, 2);
-  keyLayout->addWidget(new QLabel("log"));
-  keyLayout->addWidget(log_, 1);
+  keyPanel_ = new ZrViewerKeyPanel;
   auto* keyDock = new QDockWidget("Keys", this);
   keyDock->setObjectName("keysDock");
-  keyDock->setWidget(keyPanel);
+  keyDock->setWidget(keyPanel_);
   addDockWidget(Qt::RightDockWidgetArea, keyDock);
-
-  // Radial profile of the focused image.
-  auto* profilePanel = new QWidget;
-  auto* profileLayout = new QVBoxLayout(profilePanel);
-  profileLayout->setContentsMargins(2, 2, 2, 2);
-  auto* form = new QFormLayout;
-  profileX_ = new QDoubleSpinBox;
-  profileY_ = new QDoubleSpinBox;
-  for (QDoubleSpinBox* box : {profileX_, profileY_}) {
-    box->setRange(-1e6, 1e6);
-    box->setDecimals(2);
-    connect(box, qOverload<double>(&QDoubleSpinBox::valueChanged), this, [this] {
-      profileCentreChosen_ = true;
-      ShowProfile();
-    });
-  }
-  profileSkipZeros_ = new QCheckBox("leave out zeros");
-  profileSkipZeros_->setChecked(true);
-  connect(profileSkipZeros_, &QCheckBox::toggled, this, &ZrViewerMainWindow::ShowProfile);
-  auto* centre = new QPushButton("Image centre");
-  centre->setObjectName("profileImageCentre");
-  connect(centre, &QPushButton::clicked, this, [this] {
-    profileCentreChosen_ = false;  // follow the focused image's centre again
-    ShowProfile();
+  profilePanel_ = new ZrViewerProfilePanel([this]() -> const ZrFloatMatrix* {
+    const ZrViewerWindow* window = ActiveWindow();
+    return window == nullptr ? nullptr : &window->Window().image;
   });
-  form->addRow("centre x", profileX_);
-  form->addRow("centre y", profileY_);
-  form->addRow(profileSkipZeros_, centre);
-  profileLayout->addLayout(form);
-  profileSeries_ = new QLineSeries;
-  auto* chart = new QChart;
-  chart->addSeries(profileSeries_);
-  chart->createDefaultAxes();
-  chart->legend()->hide();
-  chart->setMargins(QMargins(2, 2, 2, 2));
-  chartView_ = new QChartView(chart);
-  chartView_->setRenderHint(QPainter::Antialiasing);
-  chartView_->setMinimumSize(280, 200);
-  profileLayout->addWidget(chartView_, 1);
   auto* profileDock = new QDockWidget("Radial profile", this);
   profileDock->setObjectName("profileDock");
-  profileDock->setWidget(profilePanel);
+  profileDock->setWidget(profilePanel_);
   addDockWidget(Qt::RightDockWidgetArea, profileDock);
 
   cursor_ = new QLabel;
@@ -375,72 +312,16 @@ ZrViewerWindow* ZrViewerMainWindow::ActiveWindow() const {
 }
 
 void ZrViewerMainWindow::ShowKeys() {
-  keys_->clear();
-  log_->clear();
-  ZrViewerWindow* window = ActiveWindow();
-  if (window == nullptr) return;
-  const ZrRefHostWindow& record = window->Window();
-  auto* doubles = new QTreeWidgetItem(keys_, {"ImageKeyDouble"});
-  for (const auto& [key, value] : record.keyDouble) {
-    new QTreeWidgetItem(doubles, {QString::fromStdString(key), QString::number(value, 'g', 10)});
-  }
-  auto* strings = new QTreeWidgetItem(keys_, {"ImageKeyString"});
-  for (const auto& [key, value] : record.keyString) {
-    if (key == "log") continue;  // shown whole below
-    new QTreeWidgetItem(strings, {QString::fromStdString(key), QString::fromStdString(value)});
-  }
-  if (record.isSeries) {
-    auto* series = new QTreeWidgetItem(keys_, {"SeriesKeyDouble"});
-    for (const auto& [key, value] : record.series.keyDouble) {
-      new QTreeWidgetItem(series, {QString::fromStdString(key), QString::number(value, 'g', 10)});
-    }
-  }
-  keys_->expandAll();
-  auto log = record.keyString.find("log");
-  if (log != record.keyString.end()) log_->setPlainText(QString::fromStdString(log->second));
+  const ZrViewerWindow* window = ActiveWindow();
+  keyPanel_->Show(window == nullptr ? nullptr : &window->Window());
 }
 
 void ZrViewerMainWindow::SetProfileCentre(double cx, double cy) {
-  const QSignalBlocker blockX(profileX_);
-  const QSignalBlocker blockY(profileY_);
-  profileX_->setValue(cx);
-  profileY_->setValue(cy);
-  profileCentreChosen_ = true;
-  ShowProfile();
+  profilePanel_->SetCentre(cx, cy);
 }
 
 void ZrViewerMainWindow::ShowProfile() {
-  ZrViewerWindow* window = ActiveWindow();
-  QList<QPointF> points;
-  if (window != nullptr && !profileCentreChosen_) {
-    const ZrFloatMatrix& image = window->Window().image;
-    const QSignalBlocker blockX(profileX_);
-    const QSignalBlocker blockY(profileY_);
-    profileX_->setValue(image.ColBegin + (image.ColSize - 1) / 2.0);
-    profileY_->setValue(image.RowBegin + (image.RowSize - 1) / 2.0);
-  }
-  if (window != nullptr) {
-    for (const QPointF& p :
-         ZrViewerRadialProfile(window->Window().image, profileX_->value(), profileY_->value(),
-                               profileSkipZeros_->isChecked())) {
-      points.append(p);
-    }
-  }
-  profileSeries_->replace(points);
-  double xMax = 1, yMin = 0, yMax = 1;
-  if (!points.isEmpty()) {
-    xMax = std::max(1.0, points.back().x());
-    yMin = yMax = points.front().y();
-    for (const QPointF& p : points) {
-      yMin = std::min(yMin, p.y());
-      yMax = std::max(yMax, p.y());
-    }
-    if (yMin == yMax) yMax = yMin + 1;
-  }
-  const auto xAxes = chartView_->chart()->axes(Qt::Horizontal);
-  const auto yAxes = chartView_->chart()->axes(Qt::Vertical);
-  if (!xAxes.isEmpty()) xAxes.front()->setRange(0, xMax);
-  if (!yAxes.isEmpty()) yAxes.front()->setRange(yMin, yMax);
+  profilePanel_->Refresh();
 }
 
 void ZrViewerMainWindow::ChooseSeriesIndex(int32_t id, int32_t index) {

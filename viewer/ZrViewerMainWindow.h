@@ -14,20 +14,15 @@
 
 #include "refhost/ZrRefHost.h"
 #include "viewer/ZrViewerMenu.h"
+#include "viewer/ZrViewerPanels.h"
 #include "viewer/ZrViewerWindow.h"
 
-class QCheckBox;
-class QDoubleSpinBox;
 class QLabel;
 class QMdiArea;
 class QMdiSubWindow;
 class QPlainTextEdit;
 class QProcess;
 class QTreeWidget;
-namespace QtCharts {
-class QChartView;
-class QLineSeries;
-}  // namespace QtCharts
 
 class ZrViewerMainWindow : public QMainWindow {
   Q_OBJECT
@@ -60,10 +55,10 @@ class ZrViewerMainWindow : public QMainWindow {
 
   ZrViewerWindow* WindowWidget(int32_t id) const;
   ZrViewerWindow* ActiveWindow() const;
-  QTreeWidget* KeyTree() const { return keys_; }
-  QPlainTextEdit* LogView() const { return log_; }
+  QTreeWidget* KeyTree() const { return keyPanel_->KeyTree(); }
+  QPlainTextEdit* LogView() const { return keyPanel_->LogView(); }
   QLabel* CursorLabel() const { return cursor_; }
-  QtCharts::QLineSeries* ProfileSeries() const { return profileSeries_; }
+  QtCharts::QLineSeries* ProfileSeries() const { return profilePanel_->Series(); }
   // Until a centre is chosen (here or in the spin boxes) the image's centre is used.
   void SetProfileCentre(double cx, double cy);
 
@@ -89,16 +84,10 @@ class ZrViewerMainWindow : public QMainWindow {
   uint64_t shownRevision_ = 0;                  // the host's revision the screen shows
   std::map<int32_t, uint64_t> shownRevisions_;  // per window
   std::atomic<bool> syncPosted_{false};         // a Sync is queued for the host's last change
-  QTreeWidget* keys_ = nullptr;
-  QPlainTextEdit* log_ = nullptr;
+  ZrViewerKeyPanel* keyPanel_ = nullptr;
+  ZrViewerProfilePanel* profilePanel_ = nullptr;
   QLabel* cursor_ = nullptr;
   QLabel* connections_ = nullptr;
-  QDoubleSpinBox* profileX_ = nullptr;
-  QDoubleSpinBox* profileY_ = nullptr;
-  QCheckBox* profileSkipZeros_ = nullptr;
-  bool profileCentreChosen_ = false;  // until then the centre follows the image's centre
-  QtCharts::QChartView* chartView_ = nullptr;
-  QtCharts::QLineSeries* profileSeries_ = nullptr;
   std::vector<QMenu*> pluginMenus_;
   ZrViewerLaunch lastLaunch_;
 };
