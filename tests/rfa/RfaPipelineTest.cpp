@@ -19,6 +19,7 @@
 #include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
+#include "tests/hostlink/ZrScriptedHost.h"
 
 namespace {
 
@@ -136,6 +137,26 @@ TEST_F(RfaPipelineTest, FocusedWindowMustBeAnImageWindow) {
   EXPECT_ZR_ERROR(RfaRequireFocusedImageWindow(link_), "Please select image window");
   host_.SetFocus(sourceId_);
   EXPECT_EQ(RfaRequireFocusedImageWindow(link_), sourceId_);
+}
+
+// A host whose region answer lacks the record (flat or nested) must not turn into a dip at
+// (0, 0, 0): "Update Mask" refuses and the parameters stay as they were.
+TEST_F(RfaPipelineTest, UpdateMaskWithoutARegionRecordKeepsTheParameters) {
+  link_.RegionAdd(sourceId_, ZrRegion());
+  ZrScriptedHost scripted([this](const std::string& request) {
+    if (request.find("<cmd>RegionGet</cmd>") != std::string::npos) {
+      return ZrScriptedAnswer{"<air><i0><ReturnCode>ok</ReturnCode>\n</i0>\n</air>\n"};
+    }
+    return ZrScriptedAnswer{host_.Handle(request).text};
+  });
+  ZrPluginFuncVeldra link("localhost", scripted.Port());
+  link.SubConnect();
+  const RfaParameters before = p;
+  EXPECT_ZR_ERROR(RfaUpdateMaskFromRegion(p, link),
+                  "The host's answer holds no region record (cx, cy, w, h)");
+  EXPECT_EQ(p.McpDipCx, before.McpDipCx);
+  EXPECT_EQ(p.McpDipCy, before.McpDipCy);
+  EXPECT_EQ(p.McpDipR, before.McpDipR);
 }
 
 }  // namespace
