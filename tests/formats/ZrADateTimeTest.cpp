@@ -109,3 +109,13 @@ INSTANTIATE_TEST_SUITE_P(
                       AddCase{"2024/01/01 05:00:00", 'h', 48, "2024/01/03 05:00:00"},
                       AddCase{"2024/01/01 23:50:00", 'm', 15, "2024/01/02 00:05:00"},
                       AddCase{"2024/01/01 00:10:00", 'm', -20, "2023/12/31 23:50:00"}));
+
+TEST(ZrADateTime, NowIsAValidStampInTheFixedZone) {
+  ZrADateTime t;
+  t.Now();
+  EXPECT_GE(t.year, 2020);
+  ZrADateTime check;
+  EXPECT_NO_THROW(check.SetDate(t.year, t.month + 1, t.day + 1));
+  EXPECT_NO_THROW(check.SetTime(t.hour, t.minute, t.second));
+  EXPECT_EQ(t.millisecond, 0);
+}
