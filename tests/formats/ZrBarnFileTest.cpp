@@ -6,10 +6,9 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <fstream>
-#include <sstream>
 
 #include "formats/ZrQBarnXml.h"
+#include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -18,15 +17,6 @@ class ZrBarnFileTest : public ::testing::Test {
  protected:
   std::string Path(const std::string& name) const {
     return QDir(dir_.path()).filePath(QString::fromStdString(name)).toStdString();
-  }
-  static std::string Slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-  }
-  static void Put(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
   }
   // A document with a value that spans two lines, and its written text.
   static constexpr const char* kSample =
@@ -52,7 +42,7 @@ TEST_F(ZrBarnFileTest, StdioWritesOnceAtWriteOrDestructionAndReadsBack) {
     ZrBarnFile w(path, "w");
     WriteSample(w);
   }
-  EXPECT_EQ(Slurp(path), kSample);
+  EXPECT_EQ(ZrTestReadFile(path), kSample);
   ZrBarnFile r(path, "r");
   ASSERT_TRUE(r.OpenRack("ini"));
   std::string s;
@@ -66,27 +56,27 @@ TEST_F(ZrBarnFileTest, StdioWritesOnceAtWriteOrDestructionAndReadsBack) {
   const std::string once = Path("once.xml");
   {
     ZrBarnFile w(once, "w");
-    EXPECT_EQ(Slurp(once), "");  // created at construction
+    EXPECT_EQ(ZrTestReadFile(once), "");  // created at construction
     WriteSample(w);
     w.Write();
-    EXPECT_EQ(Slurp(once), kSample);
+    EXPECT_EQ(ZrTestReadFile(once), kSample);
     w.OpenRack("late");  // changes after the write are not written again
     w.CloseRack();
     w.Flush();
   }
-  EXPECT_EQ(Slurp(once), kSample);
+  EXPECT_EQ(ZrTestReadFile(once), kSample);
 }
 
 TEST_F(ZrBarnFileTest, RootNameCheck) {
   const std::string path = Path("p.rfa_bg");
-  Put(path, "<ini><n>3</n></ini>");
+  ASSERT_TRUE(ZrTestWriteFile(path, "<ini><n>3</n></ini>"));
   ZrBarnFile ok(path, "r", "ini", "not a parameter file");
   int32_t n = 0;
   EXPECT_TRUE(ok.OpenRack("ini") && ok.Value("n", n, 0) && n == 3);
   EXPECT_ZR_ERROR(ZrBarnFile(path, "r", "menu", "not a menu file"), "not a menu file");
   // The root must appear within the first 4096 bytes.
   const std::string late = Path("late.xml");
-  Put(late, std::string(4096, ' ') + "<ini></ini>");
+  ASSERT_TRUE(ZrTestWriteFile(late, std::string(4096, ' ') + "<ini></ini>"));
   EXPECT_ZR_ERROR(ZrBarnFile(late, "r", "ini", "wrong kind"), "wrong kind");
   EXPECT_ZR_ERROR(ZrBarnFile(Path("none.xml"), "r", "ini", "wrong kind"),
                   "Canot file open " + Path("none.xml"));
@@ -104,7 +94,7 @@ TEST_F(ZrBarnFileTest, OpenWriteAndTaggingFailures) {
   ZrQBarnFile w(noDir, "w");
   EXPECT_ZR_ERROR(w.Write(), "FILE CANNOT WRITE:" + noDir);
   EXPECT_NO_THROW(w.Write());  // written (attempted) once; the destructor stays quiet
-  Put(missing, "<ini><n>3</n");
+  ASSERT_TRUE(ZrTestWriteFile(missing, "<ini><n>3</n"));
   EXPECT_ZR_ERROR(ZrBarnFile(missing, "r"), "Illigal Tag Structure");
 }
 
@@ -122,7 +112,8 @@ TEST_F(ZrBarnFileTest, QtVariantWritesUtf8AndLosesLineFeedsOnReading) {
     w.CloseRack("ini");
     EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));  // written at destruction
   }
-  EXPECT_EQ(Slurp(path), "<ini><text>line1\nline2 &amp; more</text>\n<u>\xce\xbcm</u>\n</ini>\n");
+  EXPECT_EQ(ZrTestReadFile(path),
+            "<ini><text>line1\nline2 &amp; more</text>\n<u>\xce\xbcm</u>\n</ini>\n");
   ZrQBarnXml r(QString::fromStdString(path), "r");
   ASSERT_TRUE(r.OpenRack("ini"));
   std::string s;
@@ -138,7 +129,7 @@ TEST_F(ZrBarnFileTest, QtExplicitWriteHappensOnce) {
     ZrQBarnFile w(path.c_str(), "w");
     WriteSample(w);
     w.Write();
-    EXPECT_EQ(Slurp(path), kSample);
+    EXPECT_EQ(ZrTestReadFile(path), kSample);
     QFile::remove(QString::fromStdString(path));
   }
   EXPECT_FALSE(QFile::exists(QString::fromStdString(path)));  // not written again

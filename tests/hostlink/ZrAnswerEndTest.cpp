@@ -13,10 +13,6 @@ struct AnswerEndCase {
   bool complete;
 };
 
-void PrintTo(const AnswerEndCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class ZrAnswerEnd : public ::testing::TestWithParam<AnswerEndCase> {};
 
 }  // namespace

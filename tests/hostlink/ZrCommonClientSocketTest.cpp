@@ -1,8 +1,5 @@
-// The client sockets: connecting, polling reads, the 65535-byte read size and zero bytes; the
-// end of an answer as the exchange recognises it.
+// The client sockets: connecting, polling reads, the 65535-byte read size and zero bytes.
 #include "hostlink/ZrCommonClientSocket.h"
-
-#include "hostlink/ZrPluginFuncVeldra.h"
 
 #include <gtest/gtest.h>
 
@@ -97,29 +94,4 @@ TEST(ZrClientSocketMissing, ConnectToMissingServerFailsWithinTheTimeout) {
   ZrCommonClientLocalSocket local("zr-no-such-local-server");
   EXPECT_FALSE(local.Connect());
   EXPECT_FALSE(local.IsConnected());
-}
-
-// An answer is complete when one character follows its closing "</air>": one that ends exactly
-// in the root tag is taken only after every send attempt has run out.
-TEST(ZrPluginFuncVeldraExchange, AnswerEndsOneCharacterAfterTheRootTag) {
-  for (const auto& [tail, sends] : {std::pair<std::string, int>{"\n", 1}, {"", 3}}) {
-    QTcpServer server;
-    ASSERT_TRUE(server.listen(QHostAddress::LocalHost, 0));
-    ZrPluginFuncVeldra link("127.0.0.1", server.serverPort());
-    link.SetPollCount(15);
-    link.SetPollSleepMs(1);
-    link.SubConnect();
-    ASSERT_TRUE(server.waitForNewConnection(1000));
-    QTcpSocket* host = server.nextPendingConnection();
-    const std::string answer =
-        "<air><i0><ReturnCode>ok</ReturnCode>\n<IDDocChildWindow>5</IDDocChildWindow>\n</i0>\n"
-        "</air>" +
-        tail;
-    host->write(answer.data(), static_cast<qint64>(answer.size()));
-    host->flush();
-    EXPECT_EQ(link.WindowGetFocusedID(), 5);
-    QByteArray requests = host->readAll();  // what arrived while the link processed events
-    while (host->waitForReadyRead(100)) requests += host->readAll();
-    EXPECT_EQ(requests.count("<cmd>WindowGetFocusedID</cmd>"), sends) << requests.toStdString();
-  }
 }

@@ -1,4 +1,5 @@
-// Image files: bit-exact round trips, integer and tiled TIFF reading, PNG, malformed files.
+// Image files: bit-exact round trips, integer and tiled TIFF reading, TIFF text tags, PNG,
+// malformed files.
 #include "imageio/ZrImageFile.h"
 
 #include <tiffio.h>
@@ -250,6 +251,26 @@ TEST_F(ImageFileTest, ReadsTiledTiffWithPartialEdgeTiles) {
     TIFFClose(tif);
     EXPECT_TRUE(SameBits(ZrImageRead(path), image)) << tileWidth << " x " << tileLength;
   }
+}
+
+// The TIFF's text tags: written when given, read back, absent otherwise.
+TEST(ZrTiffText, RoundTripAndAbsence) {
+  ZrFloatMatrix image(3, 2);
+  for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = 0.5f * static_cast<float>(i);
+  const std::string json =
+      "{\"input\":{\"file\":\"caf\\u00e9.tif\"},\"time\":\"2023-11-14T22:13:20Z\"}";
+  const std::string tagged = ZrEncodeTiff(image, "t.tif", {json, "rfa-process 0.0.5"});
+  const ZrTiffText text = ZrDecodeTiffText(tagged, "t.tif");
+  EXPECT_EQ(text.Description, json);
+  EXPECT_EQ(text.Software, "rfa-process 0.0.5");
+  const ZrFloatMatrix back = ZrDecodeTiff(tagged, "t.tif");
+  EXPECT_EQ(back(2, 1), 2.5f);
+
+  const ZrTiffText none = ZrDecodeTiffText(ZrEncodeTiff(image, "t.tif"), "t.tif");
+  EXPECT_EQ(none.Description, "");
+  EXPECT_EQ(none.Software, "");
+  EXPECT_ZR_ERROR(ZrDecodeTiffText("II*\0", "x.tif"),
+                  "x.tif: not a valid TIFF file (Cannot read TIFF header)");
 }
 
 TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {

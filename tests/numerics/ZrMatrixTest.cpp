@@ -108,13 +108,6 @@ TYPED_TEST(ZrMatrixTyped, CopiesDuplicateAndFastReturnSourcesAreTakenOver) {
   EXPECT_EQ(target.Data, data);
   EXPECT_EQ(target.ColBegin, 3);
   EXPECT_EQ(fast.Data, nullptr);
-
-  // Two empty matrices: the target keeps its begins.
-  TypeParam emptyTarget, emptySource;
-  emptyTarget.SetBegin(5, 6);
-  emptySource.SetBegin(-1, -2);
-  emptyTarget = emptySource;
-  EXPECT_EQ(emptyTarget.RowBegin, 6);
 }
 
 TYPED_TEST(ZrMatrixTyped, VectorAccessFollowsShape) {

@@ -16,10 +16,6 @@ struct HandlerCase {
   std::string results;    // the results the handler leaves, or its error
 };
 
-void PrintTo(const HandlerCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class ZrRefHostHandlerTest : public ::testing::TestWithParam<HandlerCase> {};
 
 }  // namespace

@@ -26,10 +26,6 @@ struct FaultCase {
   int64_t minMs;      // the answer takes at least this long
 };
 
-void PrintTo(const FaultCase& c, std::ostream* os) {
-  *os << c.name;
-}
-
 class ZrRefHostFaultsTest : public ::testing::TestWithParam<FaultCase> {};
 
 }  // namespace
