@@ -1,4 +1,4 @@
-// The main window: thin slots around the operations of rfa/RfaPipeline and the app functions.
+// The main window: thin slots around the operations of rfahost/RfaPipeline and the app functions.
 #include "app/MainWindow.h"
 
 #include <QCloseEvent>
@@ -8,7 +8,7 @@
 #include "app/RfaParameterFiles.h"
 #include "app/RfaParametersBind.h"
 #include "rfa/RfaParameters.h"
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 #include "ui_MainWindow.h"
 
 namespace {

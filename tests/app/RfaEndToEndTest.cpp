@@ -18,7 +18,7 @@
 #include "rfa/RfaChain.h"
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaKeyWriter.h"
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 #include "rfa/RfaScreenAdjust.h"
 #include "tests/app/RfaAppTestUtil.h"
 #include "tests/common/RfaRefHostFixture.h"

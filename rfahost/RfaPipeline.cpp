@@ -1,5 +1,5 @@
 // The RFA operations as the host sees them.
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
