@@ -30,6 +30,7 @@
 #include "numerics/ZrMatrixOperator.h"
 #include "rfa/RfaChain.h"
 #include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaParameterFields.h"
 #include "rfa/RfaResultCheck.h"
 
 namespace fs = std::filesystem;
@@ -40,38 +41,6 @@ constexpr char kProgramName[] = "rfa-process";
 constexpr int64_t kMaxFramesPerRun = 10000000;
 
 }  // namespace
-
-const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields() {
-  static const std::vector<std::pair<std::string, RfaParameterField>> fields = {
-      {"Sx_", &RfaParameters::Sx},
-      {"Sy_", &RfaParameters::Sy},
-      {"Sr_", &RfaParameters::Sr},
-      {"SMargin_", &RfaParameters::SMargin},
-      {"MappingIsGnomonic_", &RfaParameters::MappingIsGnomonic},
-      {"MappingIsAz_", &RfaParameters::MappingIsAz},
-      {"MappingAzThetaMax_deg_", &RfaParameters::MappingAzThetaMax_deg},
-      {"Size_l_", &RfaParameters::Size_l},
-      {"Ax_", &RfaParameters::Ax},
-      {"Ay_", &RfaParameters::Ay},
-      {"AdjThres_", &RfaParameters::AdjThres},
-      {"AdjSize_", &RfaParameters::AdjSize},
-      {"UseAllSphere_", &RfaParameters::UseAllSphere},
-      {"IsShowTmp_", &RfaParameters::IsShowTmp},
-      {"McpDipCx_", &RfaParameters::McpDipCx},
-      {"McpDipCy_", &RfaParameters::McpDipCy},
-      {"McpDipR_", &RfaParameters::McpDipR},
-      {"MaskCx_", &RfaParameters::MaskCx},
-      {"MaskCy_", &RfaParameters::MaskCy},
-      {"MaskRx_", &RfaParameters::MaskRx},
-      {"MaskRy_", &RfaParameters::MaskRy},
-      {"IsMoveCenter_", &RfaParameters::IsMoveCenter},
-      {"IsBgSh_", &RfaParameters::IsBgSh},
-      {"IsBgAz_", &RfaParameters::IsBgAz},
-      {"IsMaskMcpDip_", &RfaParameters::IsMaskMcpDip},
-      {"IsMaskOutside_", &RfaParameters::IsMaskOutside},
-  };
-  return fields;
-}
 
 namespace {
 
@@ -233,10 +202,10 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
     } else if (OffSwitches().count(a) != 0) {
       // Recorded as an override so that it takes its place in the command-line order.
-      for (const auto& field : RfaParameterFields()) {
-        const auto* member = std::get_if<bool RfaParameters::*>(&field.second);
+      for (const RfaParameterField& field : RfaParameterFields()) {
+        const auto* member = std::get_if<bool RfaParameters::*>(&field.member);
         if (member != nullptr && *member == OffSwitches().at(a)) {
-          options.overrides.emplace_back(field.first, "false");
+          options.overrides.emplace_back(field.key, "false");
         }
       }
     } else if (a == "--dataset") {
@@ -262,37 +231,6 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
     }
   }
   return options;
-}
-
-void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value) {
-  const auto& fields = RfaParameterFields();
-  auto it = std::find_if(fields.begin(), fields.end(),
-                         [&](const auto& f) { return f.first == key || f.first == key + "_"; });
-  if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
-  const std::string& name = it->first;
-  std::visit(
-      [&](auto member) {
-        using T = std::decay_t<decltype(params.*member)>;
-        if constexpr (std::is_same_v<T, bool>) {
-          if (value == "true" || value == "1") {
-            params.*member = true;
-          } else if (value == "false" || value == "0") {
-            params.*member = false;
-          } else {
-            throw ZrError("parameter " + name + " needs true or false, not \"" + value + "\"");
-          }
-        } else {
-          bool whole = false;
-          const T number = ZrParseNumber<T>(value, &whole);
-          if (!whole) {
-            throw ZrError("parameter " + name + " needs " +
-                          (std::is_integral_v<T> ? "a whole number" : "a number") + ", not \"" +
-                          value + "\"");
-          }
-          params.*member = number;
-        }
-      },
-      it->second);
 }
 
 RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
@@ -407,17 +345,17 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   log.Open(program, params.version);
   // The parameters that were used, so a result file documents how it was made.
   log.LogOpenFunction("ApplyCheckedOperations");
-  for (const auto& [key, field] : RfaParameterFields()) {
+  for (const RfaParameterField& field : RfaParameterFields()) {
     std::visit(
-        [&, k = key](auto member) {
+        [&](auto member) {
           using T = std::decay_t<decltype(params.*member)>;
           if constexpr (std::is_same_v<T, long double>) {
-            log.Add(k, static_cast<double>(params.*member));
+            log.Add(field.key, static_cast<double>(params.*member));
           } else {
-            log.Add(k, params.*member);
+            log.Add(field.key, params.*member);
           }
         },
-        field);
+        field.member);
   }
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);

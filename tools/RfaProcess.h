@@ -13,6 +13,7 @@
 
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaParameterFields.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
 
@@ -52,12 +53,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args);
 // The usage text printed by --help.
 std::string RfaProcessUsage();
 
-// Sets one parameter by its file key ("Sx_", "IsBgSh_"; the trailing "_" may be left out).
-// Unlike a parameter file, which reads a malformed number as 0, a bad value is refused.
-void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value);
-
-// Defaults, then the parameter file, then the overrides in order; values no operation can
-// compute with are refused (RfaParameters::CheckRanges).
+// Defaults, then the parameter file, then the overrides in order (RfaSetParameter); values no
+// operation can compute with are refused (RfaParameters::CheckRanges).
 RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
 
 // One image of a batch: where it comes from and where its results go.
@@ -106,11 +103,6 @@ struct RfaProcessResult {
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
                                  const RfaFitOptions& fit = {},
                                  const std::string& program = "rfa-process");
-
-// The stored parameter fields under their file keys, in file order.
-using RfaParameterField = std::variant<double RfaParameters::*, long double RfaParameters::*,
-                                       int32_t RfaParameters::*, bool RfaParameters::*>;
-const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields();
 
 // What processing one file took.
 struct RfaFileReport {
@@ -167,8 +159,8 @@ RfaSyntheticScreenOptions RfaSampleOptions(int index, int size);
 // centre puts it, the outside mask just inside the screen rim.
 RfaParameters RfaSampleParameters(int size);
 
-// Writes a parameter file (root "ini", the plug-in's format) atomically.
-void RfaWriteParameterFile(const std::string& path, RfaParameters& params);
+// Writes a parameter file (RfaParameterFileText) atomically.
+void RfaWriteParameterFile(const std::string& path, const RfaParameters& params);
 
 // Writes count samples ("sample-1.tif", ...) and their "default.rfa_bg" into dir (created if
 // missing); returns the image paths.
