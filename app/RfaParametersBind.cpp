@@ -87,3 +87,24 @@ void RfaBindPanel(RfaParameters& params, bool toParameters, QWidget* panel) {
                field.member);
   }
 }
+
+void RfaConnectPanel(QWidget* panel, QObject* receiver, const std::function<void()>& changed) {
+  for (const RfaParameterField& field : RfaParameterFields()) {
+    switch (field.widgetKind) {
+      case RfaWidgetKind::None:
+        break;
+      case RfaWidgetKind::CheckBox:
+        QObject::connect(PanelWidget<QCheckBox>(panel, field), &QCheckBox::toggled, receiver,
+                         changed);
+        break;
+      case RfaWidgetKind::SpinBox:
+        QObject::connect(PanelWidget<QSpinBox>(panel, field),
+                         qOverload<int>(&QSpinBox::valueChanged), receiver, changed);
+        break;
+      case RfaWidgetKind::DoubleSpinBox:
+        QObject::connect(PanelWidget<QDoubleSpinBox>(panel, field),
+                         qOverload<double>(&QDoubleSpinBox::valueChanged), receiver, changed);
+        break;
+    }
+  }
+}

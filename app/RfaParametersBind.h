@@ -1,8 +1,11 @@
 // Binding of the parameter set to the operation panel of the main window's generated form.
 #pragma once
 
+#include <functional>
+
 #include "rfa/RfaParameters.h"
 
+class QObject;
 class QWidget;
 
 // Mask spin boxes hold integers while their fields are doubles: reading a widget widens the
@@ -15,6 +18,10 @@ int RfaRoundToSpinBox(double value);
 // object name under panel. A widget that is missing or of another kind than its row says is a
 // ZrError naming it.
 void RfaBindPanel(RfaParameters& params, bool toParameters, QWidget* panel);
+
+// Calls changed whenever a panel widget of the table changes its value (a check box toggles),
+// for as long as receiver lives.
+void RfaConnectPanel(QWidget* panel, QObject* receiver, const std::function<void()>& changed);
 
 template <class Ui>
 void RfaParameters::Bind(bool toParameters, Ui* ui) {
