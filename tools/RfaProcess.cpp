@@ -44,16 +44,12 @@ constexpr int64_t kMaxFramesPerRun = 10000000;
 
 namespace {
 
-// Switches that turn one operation off.
-const std::map<std::string, bool RfaParameters::*>& OffSwitches() {
-  static const std::map<std::string, bool RfaParameters::*> switches = {
-      {"--no-move-center", &RfaParameters::IsMoveCenter},
-      {"--no-bg-sh", &RfaParameters::IsBgSh},
-      {"--no-bg-az", &RfaParameters::IsBgAz},
-      {"--no-mask-dip", &RfaParameters::IsMaskMcpDip},
-      {"--no-mask-outside", &RfaParameters::IsMaskOutside},
-  };
-  return switches;
+// The operation that an option such as "--no-bg-sh" skips; null for other arguments.
+const RfaOperation* SkippedOperation(const std::string& argument) {
+  for (const RfaOperation& operation : RfaOperations()) {
+    if (argument == operation.offOption) return &operation;
+  }
+  return nullptr;
 }
 
 // Numbers on the command line are read as a parameter file reads them (ZrParseNumber), so a
@@ -128,6 +124,22 @@ void RfaSilenceDebugOutput() {
   qInstallMessageHandler(DropDebugMessages);
 }
 
+namespace {
+
+// A line per operation: "      --no-bg-sh          skip 2) spherical-harmonics background".
+std::string SkipOptionsHelp() {
+  std::string help;
+  int step = 0;
+  for (const RfaOperation& operation : RfaOperations()) {
+    std::string option = operation.offOption;
+    option.resize(std::max<size_t>(option.size() + 1, 20), ' ');
+    help += "      " + option + "skip " + std::to_string(++step) + ") " + operation.help + "\n";
+  }
+  return help;
+}
+
+}  // namespace
+
 std::string RfaProcessUsage() {
   return "Usage: rfa-process [options] INPUT...\n"
          "Runs the RFA operation chain (move to centre, spherical-harmonics background,\n"
@@ -140,12 +152,8 @@ std::string RfaProcessUsage() {
          "Options:\n"
          "  -p, --parameters FILE   parameter file (.rfa_bg); default: built-in defaults\n"
          "  -s, --set KEY=VALUE     override one parameter by its file key, e.g. Sx_=120\n"
-         "                          or IsBgSh_=false (applied after the file, in order)\n"
-         "      --no-move-center    skip 1) move to centre\n"
-         "      --no-bg-sh          skip 2) spherical-harmonics background\n"
-         "      --no-bg-az          skip 3) azimuthal-average background\n"
-         "      --no-mask-dip       skip 4) MCP dip mask\n"
-         "      --no-mask-outside   skip 5) outside mask\n"
+         "                          or IsBgSh_=false (applied after the file, in order)\n" +
+         SkipOptionsHelp() +
          "      --dataset PATH      HDF5 dataset of the stacks (default: the only image one)\n"
          "      --frames FIRST:END  frames of every stack to process (END not included)\n"
          "  -o, --output DIR        output folder (created if missing); default: rfa-out\n"
@@ -200,14 +208,9 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
         throw ZrError("--set needs KEY=VALUE, not \"" + kv + "\"");
       }
       options.overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
-    } else if (OffSwitches().count(a) != 0) {
+    } else if (const RfaOperation* skipped = SkippedOperation(a)) {
       // Recorded as an override so that it takes its place in the command-line order.
-      for (const RfaParameterField& field : RfaParameterFields()) {
-        const auto* member = std::get_if<bool RfaParameters::*>(&field.member);
-        if (member != nullptr && *member == OffSwitches().at(a)) {
-          options.overrides.emplace_back(field.key, "false");
-        }
-      }
+      options.overrides.emplace_back(RfaSwitchField(*skipped).key, "false");
     } else if (a == "--dataset") {
       options.frames.dataset = next();
     } else if (a == "--frames") {
