@@ -4,11 +4,11 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileDialog>
-#include <QSaveFile>
 #include <QTextStream>
 #include <QtDebug>
 #include <utility>
 
+#include "formats/ZrFileBytes.h"
 #include "formats/ZrQBarnXml.h"
 #include "numerics/ZrError.h"
 #include "rfa/RfaParameters.h"
@@ -115,16 +115,7 @@ QString GetSaveFileName(QWidget* parent, const QString& defaultFileName, const Q
 }
 
 void RfaWriteFileAtomically(const QString& path, const std::string& bytes) {
-  // QSaveFile writes a temporary beside the target and renames it on commit, so readers see
-  // either the old or the new file, never a truncated one.
-  QSaveFile file(path);
-  if (!file.open(QIODevice::WriteOnly)) {
-    throw ZrError("FILE CANNOT WRITE:" + path.toUtf8().toStdString());
-  }
-  const qint64 size = static_cast<qint64>(bytes.size());
-  if (file.write(bytes.data(), size) != size || !file.commit()) {
-    throw ZrError("FILE CANNOT WRITE:" + path.toUtf8().toStdString());
-  }
+  ZrWriteFileAtomic(path.toUtf8().toStdString(), bytes, "FILE CANNOT WRITE:");
 }
 
 void RfaSaveParameterFile(const RfaParameters& params, const QString& path) {

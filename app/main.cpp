@@ -4,9 +4,11 @@
 #include <QApplication>
 
 #include "app/MainWindow.h"
+#include "formats/ZrQtDebug.h"
 
 int main(int argc, char* argv[]) {
   QApplication application(argc, argv);
+  ZrDebugToQt();  // the fit's diagnostic lines on the debug output, as always
   MainWindow window;
   ZrPluginFuncVeldra& host = window.Host();
   host.InitMenuAdd("RFA: Background: Spherical Harmonics", "", "PEH", "-O");

@@ -21,6 +21,13 @@ class ZrBarnXmlRack;
 template <class T>
 T ZrParseNumber(const std::string& text, bool* whole = nullptr);
 
+// A floating value with as many digits as it takes to read it back exactly (17 significant
+// digits for double, 9 for float, fewer when they suffice: 0.5 stays "0.5"), in the classic
+// locale. Where a value must survive a trip through a document unchanged (host messages, key
+// lists, key records); the value accessors below keep the stream's default six digits.
+template <class T>
+std::string ZrExactNumberText(T value);
+
 // Read mode: the whole text is tagged once; OpenRack/CloseRack walk it and reading an
 // element consumes it, so asking again for the same name yields the next sibling.
 // Write mode: OpenRack appends children, values are stored escaped, and the text is produced
@@ -41,6 +48,9 @@ class ZrBarnXml {
   bool OpenRack(const std::string& name);
   void CloseRack();
   void CloseRack(const std::string& name);
+  // The names of the current element's children in document order; in read mode only those not
+  // read yet. Opening them in this order visits each child once, whatever it is called.
+  std::vector<std::string> ChildNames() const;
 
   bool Value(const std::string& name, std::string& value, const std::string& def);
   bool Value(const std::string& name, int32_t& value, int32_t def);

@@ -340,7 +340,7 @@ struct ZrBarnXml::MatrixAccess {
 
   // A failed read leaves the cursor where the call found it.
   template <class F>
-  static bool Guarded(ZrBarnXml& xml, F&& f) {
+  static bool KeepingCursor(ZrBarnXml& xml, F&& f) {
     ZrBarnXmlRack* const at = xml.impl_->cursor;
     try {
       return f();
@@ -352,26 +352,26 @@ struct ZrBarnXml::MatrixAccess {
 };
 
 bool ZrBarnXml::Value(const std::string& name, ZrFloatMatrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Value(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Value(*this, name, value, format); });
 }
 bool ZrBarnXml::Value(const std::string& name, ZrDoubleMatrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Value(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Value(*this, name, value, format); });
 }
 bool ZrBarnXml::Value(const std::string& name, ZrLongMatrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Value(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Value(*this, name, value, format); });
 }
 bool ZrBarnXml::Value(const std::string& name, ZrInt32Matrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Value(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Value(*this, name, value, format); });
 }
 bool ZrBarnXml::Value(const std::string& name, ZrLDoubleMatrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Value(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Value(*this, name, value, format); });
 }
 bool ZrBarnXml::Value(const std::string& name, ZrLComplexMatrix& value, const std::string& format) {
-  return MatrixAccess::Guarded(*this,
-                               [&] { return MatrixAccess::Complex(*this, name, value, format); });
+  return MatrixAccess::KeepingCursor(
+      *this, [&] { return MatrixAccess::Complex(*this, name, value, format); });
 }

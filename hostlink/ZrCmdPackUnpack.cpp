@@ -3,21 +3,9 @@
 
 #include <sstream>
 
-namespace {
+#include "hostlink/ZrShielded.h"
 
-// Guards one operation of the message: a passing ZrError gets the signature appended,
-// anything else becomes "undefined err:" + signature.
-template <class F>
-auto Guarded(const char* signature, F&& f) -> decltype(f()) {
-  try {
-    return f();
-  } catch (ZrError& e) {
-    e.AppendTrail(signature);
-    throw;
-  } catch (...) {
-    throw ZrError(std::string("undefined err:") + signature);
-  }
-}
+namespace {
 
 std::string CommandName(int32_t n) {
   std::ostringstream s;
@@ -36,23 +24,27 @@ ZrCmdPackUnpack::ZrCmdPackUnpack(const std::string& mode)
 }
 
 bool ZrCmdPackUnpack::OpenCmd() {
-  return Guarded("bool ZrCmdPackUnpack::OpenCmd()",
-                 [&] { return packer_->OpenRack(CommandName(commandIndex_)); });
+  return ZrShielded(
+      "bool ZrCmdPackUnpack::OpenCmd()",
+      [&] { return packer_->OpenRack(CommandName(commandIndex_)); }, ZrTrail::Append);
 }
 
 bool ZrCmdPackUnpack::OpenCmdIndex(int32_t n) {
-  return Guarded("bool ZrCmdPackUnpack::OpenCmdIndex(int32_t)",
-                 [&] { return packer_->OpenRack(CommandName(n)); });
+  return ZrShielded(
+      "bool ZrCmdPackUnpack::OpenCmdIndex(int32_t)",
+      [&] { return packer_->OpenRack(CommandName(n)); }, ZrTrail::Append);
 }
 
 void ZrCmdPackUnpack::CloseCmd() {
-  Guarded("void ZrCmdPackUnpack::CloseCmd()",
-          [&] { packer_->CloseRack(CommandName(commandIndex_)); });
+  ZrShielded(
+      "void ZrCmdPackUnpack::CloseCmd()", [&] { packer_->CloseRack(CommandName(commandIndex_)); },
+      ZrTrail::Append);
 }
 
 void ZrCmdPackUnpack::CloseCmdIndex(int32_t n) {
-  Guarded("void ZrCmdPackUnpack::CloseCmdIndex(int32_t)",
-          [&] { packer_->CloseRack(CommandName(n)); });
+  ZrShielded(
+      "void ZrCmdPackUnpack::CloseCmdIndex(int32_t)", [&] { packer_->CloseRack(CommandName(n)); },
+      ZrTrail::Append);
 }
 
 void ZrCmdPackUnpack::SetFunc(int32_t number) {

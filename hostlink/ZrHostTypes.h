@@ -1,4 +1,4 @@
-// Plain records that travel in host messages: colours, regions and menu entries.
+// Plain records that travel in host messages: colours and regions.
 #pragma once
 
 #include <cstdint>
@@ -17,13 +17,4 @@ struct ZrRegion {
   ZrColor color;
   bool isMovable = false;
   std::string name;
-};
-
-// One entry of the menu-registration file, fields in the order the host expects them.
-struct ZrMenuEntry {
-  std::string Title;
-  std::string TitleSubmenu;
-  std::string TitleMenu;
-  std::string Exe;
-  std::string Parameter;
 };

@@ -5,7 +5,6 @@
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,9 +35,7 @@ class ZrPackUnpackCustom {
   virtual bool StringList(const std::string& key, std::vector<std::string>& value) = 0;
 };
 
-// Packer over one ZrBarnXml document. Read mode keeps a light index of the element tags
-// beside the document so that key lists can be read whatever their entry elements are
-// named; every read still goes through the document itself.
+// Packer over one ZrBarnXml document.
 class ZrPackUnpackXml : public ZrPackUnpackCustom {
  public:
   explicit ZrPackUnpackXml(boost::shared_ptr<ZrBarnXml> document);
@@ -48,8 +45,6 @@ class ZrPackUnpackXml : public ZrPackUnpackCustom {
   void GetText(std::string& text) override;
   // Parses the text and enters the root element "air" (read mode only).
   void SetText(const std::string& text) override;
-  // As SetText, entering the given root element instead (index and menu files).
-  void SetTextWithRoot(const std::string& text, const std::string& rootName);
   bool OpenRack(const std::string& key) override;
   void CloseRack(const std::string& key) override;
   int32_t Value(const std::string& key, std::string& value) override;
@@ -59,8 +54,8 @@ class ZrPackUnpackXml : public ZrPackUnpackCustom {
   int32_t Value(const std::string& key, bool& value) override;
   bool Matrix(const std::string& key, ZrFloatMatrix& value, const std::string& encoding) override;
   bool Matrix(const std::string& key, ZrLongMatrix& value, const std::string& encoding) override;
-  // Entries are written as children "i0", "i1", ... each holding "key" and "val"; on reading
-  // any child name is accepted and the map is replaced by what was found.
+  // Key lists (formats/ZrKeyList.h): entries "i0", "i1", ... each holding "key" and "val"; on
+  // reading any child name is accepted and the map is replaced by what was found.
   bool KeyDoubleList(const std::string& key, std::map<std::string, double>& value) override;
   bool KeyStringList(const std::string& key, std::map<std::string, std::string>& value) override;
   bool StringList(const std::string& key, std::vector<std::string>& value) override;
@@ -68,15 +63,10 @@ class ZrPackUnpackXml : public ZrPackUnpackCustom {
   boost::shared_ptr<ZrBarnXml> Document() const { return document_; }
 
  private:
-  struct TagIndex;
   template <class T>
   int32_t FloatingValue(const std::string& key, T& value);
-  template <class Map>
-  bool KeyList(const std::string& key, Map& value);
-  void ConsumeChild(const std::string& name);
 
   boost::shared_ptr<ZrBarnXml> document_;
-  std::unique_ptr<TagIndex> index_;
 };
 
 }  // namespace ZrPackUnpack

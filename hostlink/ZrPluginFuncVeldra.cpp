@@ -5,39 +5,11 @@
 #include <QCoreApplication>
 #include <QSharedMemory>
 #include <QThread>
-#include <cstdio>
 #include <iostream>
 #include <sstream>
 
 #include "hostlink/ZrAnswerEnd.h"
 #include "hostlink/ZrShielded.h"
-
-namespace {
-
-// Reads or writes the menu tree below the root "VELDRA-MENU", the packer's mode deciding.
-void MenuExchange(ZrPackUnpack::ZrPackUnpackXml& packer, std::vector<ZrMenuEntry>& entries,
-                  std::vector<std::string>& extensions) {
-  const bool writing = packer.GetMode() == "w";
-  packer.StringList("FileLoaderExtWithComma_", extensions);
-  if (!packer.OpenRack("menuList")) return;
-  if (!writing) entries.clear();
-  for (size_t i = 0; !writing || i < entries.size() + 1; ++i) {
-    if (writing && i == entries.size()) break;
-    const std::string name = "i" + std::to_string(i);
-    if (!packer.OpenRack(name)) break;
-    ZrMenuEntry entry = writing ? entries[i] : ZrMenuEntry();
-    packer.Value("Exe", entry.Exe);
-    packer.Value("Parameter", entry.Parameter);
-    packer.Value("Title", entry.Title);
-    packer.Value("TitleSubmenu", entry.TitleSubmenu);
-    packer.Value("TitleMenu", entry.TitleMenu);
-    packer.CloseRack(name);
-    if (!writing) entries.push_back(entry);
-  }
-  packer.CloseRack("menuList");
-}
-
-}  // namespace
 
 ZrPluginFuncVeldra::ZrPluginFuncVeldra(std::string hostName, int32_t port,
                                        std::string localServerName)
@@ -96,44 +68,14 @@ std::string ZrPluginFuncVeldra::ExeName(const std::string& programPath) {
 }
 
 void ZrPluginFuncVeldra::InitMenuFileWrite() {
-  static const char kSignature[] = "void ZrPluginFuncVeldra::InitMenuFileWrite()";
-  try {
-    const std::string path = MenuFileName(programPath_);
-    const std::string exe = ExeName(programPath_);
-    for (auto& entry : menuList_) entry.Exe = exe;
-    boost::shared_ptr<ZrBarnXml> document(new ZrBarnXml("w"));
-    ZrPackUnpack::ZrPackUnpackXml packer(document);
-    packer.OpenRack("VELDRA-MENU");
-    MenuExchange(packer, menuList_, fileLoaderExtensions_);
-    packer.CloseRack("VELDRA-MENU");
-    std::string text;
-    packer.GetText(text);
-    FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) throw ZrError("Cannot File Open " + path);
-    const size_t written = std::fwrite(text.data(), 1, text.size(), file);
-    const bool closed = std::fclose(file) == 0;
-    if (written != text.size() || !closed) throw ZrError("Cannot File Open " + path);
-  } catch (ZrError& e) {
-    e.AppendTrail(kSignature);
-    throw;
-  } catch (...) {
-    throw ZrError(std::string("undefined err:") + kSignature);
-  }
-}
-
-void ZrPluginFuncVeldra::MenuFileRead(const std::string& path, std::vector<ZrMenuEntry>& entries,
-                                      std::vector<std::string>& extensions) {
-  FILE* file = std::fopen(path.c_str(), "r");
-  if (file == nullptr) throw ZrError(path + ": Cannot File Open");
-  std::string text;
-  char buffer[4096];
-  size_t n = 0;
-  while ((n = std::fread(buffer, 1, sizeof(buffer), file)) > 0) text.append(buffer, n);
-  std::fclose(file);
-  boost::shared_ptr<ZrBarnXml> document(new ZrBarnXml("r"));
-  ZrPackUnpack::ZrPackUnpackXml packer(document);
-  packer.SetTextWithRoot(text, "VELDRA-MENU");
-  MenuExchange(packer, entries, extensions);
+  ZrShielded(
+      "void ZrPluginFuncVeldra::InitMenuFileWrite()",
+      [&] {
+        const std::string exe = ExeName(programPath_);
+        for (auto& entry : menuList_) entry.Exe = exe;
+        ZrMenuFileWrite(MenuFileName(programPath_), menuList_, fileLoaderExtensions_);
+      },
+      ZrTrail::Append);
 }
 
 void ZrPluginFuncVeldra::MakeSocket() {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/ZrMenuFile.h"
 #include "hostlink/ZrCmdPackUnpack.h"
 #include "hostlink/ZrCommonClientSocket.h"
 #include "hostlink/ZrHostTypes.h"
@@ -29,14 +30,12 @@ class ZrPluginFuncVeldra {
   void InitMenuAdd(std::string title, std::string titleSubmenu, std::string titleMenu,
                    std::string parameter);
   void InitSetCmdline(int argc, char** argv);
+  // Writes the menu registration file (formats/ZrMenuFile.h) beside the program.
   void InitMenuFileWrite();
   // The menu file's name for an executable path: its extension replaced by ".menu".
   static std::string MenuFileName(const std::string& programPath);
   // The executable's file name: the part after the last "/" or "\".
   static std::string ExeName(const std::string& programPath);
-  // Reads a registration file with the same routine that writes it.
-  static void MenuFileRead(const std::string& path, std::vector<ZrMenuEntry>& entries,
-                           std::vector<std::string>& extensions);
 
   // Connection and one exchange.
   void SubConnect();

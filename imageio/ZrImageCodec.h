@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "formats/ZrFileBytes.h"  // the file functions the encoders' callers write with
 #include "numerics/ZrMatrix.h"
 
 enum class ZrImageFormat { Tiff, RawFloat, MatrixXml, Png, Npy };
@@ -40,26 +41,24 @@ ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, cons
 // The text of a page the file lacks (ZrImagePage).
 std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page);
 
-// Encoders: the complete file contents.
-std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name);
+// The text tags of a TIFF file: what the image is (ImageDescription) and what made it
+// (Software). ASCII tags: each text is written up to its first NUL byte.
+struct ZrTiffText {
+  std::string Description;
+  std::string Software;
+};
+
+// The text tags of the first page; empty texts for tags the file lacks. Malformed files fail
+// as in ZrDecodeTiff.
+ZrTiffText ZrDecodeTiffText(const std::string& bytes, const std::string& name);
+
+// Encoders: the complete file contents. The TIFF carries the text tags that are not empty.
+std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name,
+                         const ZrTiffText& text = {});
 std::string ZrEncodeRawFloat(const ZrFloatMatrix& image);
 std::string ZrEncodeMatrixXml(const ZrFloatMatrix& image);
 std::string ZrEncodePng(const ZrFloatMatrix& image, float lo, float hi, const std::string& name);
 std::string ZrEncodeNpy(const ZrFloatMatrix& image);
-
-// The whole file, or ZrError "<path>: cannot open (...)".
-std::string ZrReadFileBytes(const std::string& path);
-
-// Writes bytes to a temporary file beside path and renames it into place; on failure the
-// temporary is removed and ZrError "<path>: cannot write (...)" is thrown.
-void ZrWriteFileAtomic(const std::string& path, const std::string& bytes);
-
-// Writes several (path, bytes) files as one: all to temporaries beside their paths first, then
-// each renamed into place. When anything fails, the files replaced so far get their earlier
-// contents back (or are removed if they did not exist) and no temporary stays, so afterwards
-// the paths hold either all the new contents or just what they held before. The first failure
-// is thrown as ZrError "<path>: cannot write (...)" (a folder in the way: "Is a directory").
-void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files);
 
 // The largest pixel count any decoder accepts (a 1 GiB float image).
 constexpr long long kZrImageMaxPixels = 1LL << 28;

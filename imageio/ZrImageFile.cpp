@@ -1,22 +1,18 @@
-// Image files: format choice, raw float and matrix XML codecs, PNG rendering, atomic file
-// writes.
+// Image files: format choice, raw float and matrix XML codecs, PNG rendering.
 #include "imageio/ZrImageFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <QBuffer>
 #include <QByteArray>
 #include <QImage>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 
 #include "formats/ZrBarnXml.h"
+#include "formats/ZrFileBytes.h"
 #include "imageio/ZrImageCodec.h"
 
 namespace {
@@ -250,138 +246,6 @@ ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, cons
       return ZrDecodeNpy(bytes, name);
   }
   throw ZrError(name + ": unknown image file format");
-}
-
-std::string ZrReadFileBytes(const std::string& path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) throw ZrError(path + ": cannot open (" + std::strerror(errno) + ")");
-  std::string bytes;
-  struct stat st {};
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    ::close(fd);
-    throw ZrError(path + ": cannot open (not a regular file)");
-  }
-  bytes.resize(static_cast<size_t>(st.st_size));
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t n = ::read(fd, &bytes[done], bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      const int err = n < 0 ? errno : 0;
-      ::close(fd);
-      throw ZrError(path + ": cannot read (" + (err != 0 ? std::strerror(err) : "file shrank") +
-                    ")");
-    }
-    done += static_cast<size_t>(n);
-  }
-  ::close(fd);
-  return bytes;
-}
-
-namespace {
-
-[[noreturn]] void CannotWrite(const std::string& path, int err) {
-  throw ZrError(path + ": cannot write (" + std::strerror(err) + ")");
-}
-
-// A new hidden name beside path: "<dir>/.<name>.XXXXXX" made unique by mkstemp; the file is
-// created (empty) and its descriptor returned.
-int MakeSibling(const std::string& path, std::string& sibling) {
-  const size_t slash = path.find_last_of('/');
-  const std::string dir = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-  const std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-  sibling = dir + "." + base + ".XXXXXX";
-  const int fd = ::mkstemp(&sibling[0]);
-  if (fd < 0) CannotWrite(path, errno);
-  return fd;
-}
-
-// The bytes in a new temporary beside path; on failure nothing is left and ZrError is thrown.
-std::string WriteTemporary(const std::string& path, const std::string& bytes) {
-  std::string temp;
-  const int fd = MakeSibling(path, temp);
-  auto fail = [&](int err) {
-    ::close(fd);
-    ::unlink(temp.c_str());
-    CannotWrite(path, err);
-  };
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) fail(n < 0 ? errno : EIO);
-    done += static_cast<size_t>(n);
-  }
-  if (::fchmod(fd, 0644) != 0) fail(errno);
-  if (::close(fd) != 0) {
-    const int err = errno;
-    ::unlink(temp.c_str());
-    CannotWrite(path, err);
-  }
-  return temp;
-}
-
-// One file of a group write: its temporary and, once it is being replaced, the hard link that
-// keeps what it held before.
-struct PendingFile {
-  std::string path;
-  std::string temp;
-  std::string backup;  // empty: nothing was there before
-  bool replaced = false;
-};
-
-// Puts every file back as it was and removes every temporary and backup.
-void RollBack(std::vector<PendingFile>& files) {
-  for (PendingFile& f : files) {
-    if (f.replaced) {
-      if (f.backup.empty()) {
-        ::unlink(f.path.c_str());
-      } else if (::rename(f.backup.c_str(), f.path.c_str()) == 0) {
-        f.backup.clear();
-      }
-    }
-    if (!f.temp.empty() && !f.replaced) ::unlink(f.temp.c_str());
-    if (!f.backup.empty()) ::unlink(f.backup.c_str());
-  }
-}
-
-}  // namespace
-
-void ZrWriteFilesAtomic(const std::vector<std::pair<std::string, std::string>>& files) {
-  std::vector<PendingFile> pending;
-  try {
-    for (const auto& [path, bytes] : files) {
-      pending.push_back({path, "", "", false});
-      pending.back().temp = WriteTemporary(path, bytes);
-    }
-    // With more than one file, a later failure must be able to restore an earlier one: a hard
-    // link keeps its old contents while the rename replaces it.
-    for (PendingFile& f : pending) {
-      struct stat st {};
-      if (pending.size() > 1 && ::lstat(f.path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-        const int fd = MakeSibling(f.path, f.backup);
-        ::close(fd);
-        ::unlink(f.backup.c_str());
-        if (::link(f.path.c_str(), f.backup.c_str()) != 0) {
-          const int err = errno;
-          f.backup.clear();
-          CannotWrite(f.path, err);
-        }
-      }
-      if (::rename(f.temp.c_str(), f.path.c_str()) != 0) CannotWrite(f.path, errno);
-      f.replaced = true;
-    }
-  } catch (...) {
-    RollBack(pending);
-    throw;
-  }
-  for (const PendingFile& f : pending) {
-    if (!f.backup.empty()) ::unlink(f.backup.c_str());
-  }
-}
-
-void ZrWriteFileAtomic(const std::string& path, const std::string& bytes) {
-  ZrWriteFilesAtomic({{path, bytes}});
 }
 
 ZrFloatMatrix ZrImageRead(const std::string& path, ZrImagePage* page) {

@@ -26,9 +26,9 @@
 // PNG and NumPy signatures, an XML start tag); the raw float format has no signature and needs
 // ".rawf".
 //
-// Every failure throws ZrError with a text that names the file. Writes go to a temporary
-// file in the destination folder which is renamed into place, so a failed write never
-// leaves a partial file under the destination name.
+// Every failure throws ZrError with a text that names the file. Writes replace the file in one
+// step (ZrWriteFileAtomic, formats/ZrFileBytes.h), so a failed write never leaves a partial
+// file under the destination name.
 // With page, its index chooses the page of a multi-page TIFF and its count is set to the
 // number of pages in the file (ZrImagePage, imageio/ZrImageCodec.h).
 struct ZrImagePage;

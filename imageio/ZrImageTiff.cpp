@@ -266,7 +266,28 @@ ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name, Zr
   return image;
 }
 
-std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name) {
+ZrTiffText ZrDecodeTiffText(const std::string& bytes, const std::string& name) {
+  MemoryStream stream;
+  stream.input = &bytes;
+  TiffHandle handle(stream, name, "rm");
+  if (handle.get() == nullptr) {
+    throw ZrError(name + ": not a valid TIFF file (" +
+                  (stream.firstError.empty() ? "no image directory" : stream.firstError) + ")");
+  }
+  ZrTiffText text;
+  const char* value = nullptr;
+  if (TIFFGetField(handle.get(), TIFFTAG_IMAGEDESCRIPTION, &value) == 1 && value != nullptr) {
+    text.Description = value;
+  }
+  value = nullptr;
+  if (TIFFGetField(handle.get(), TIFFTAG_SOFTWARE, &value) == 1 && value != nullptr) {
+    text.Software = value;
+  }
+  return text;
+}
+
+std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name,
+                         const ZrTiffText& text) {
   if (image.ColSize <= 0 || image.RowSize <= 0) {
     throw ZrError(name + ": an empty image cannot be stored as TIFF");
   }
@@ -288,6 +309,10 @@ std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name) {
   TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
   TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
   TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, 0));
+  if (!text.Description.empty()) {
+    TIFFSetField(tif, TIFFTAG_IMAGEDESCRIPTION, text.Description.c_str());
+  }
+  if (!text.Software.empty()) TIFFSetField(tif, TIFFTAG_SOFTWARE, text.Software.c_str());
   std::vector<float> row(width);
   for (uint32_t y = 0; y < height; ++y) {
     // TIFFWriteScanline may swap bytes in place, so it gets a copy of the row.

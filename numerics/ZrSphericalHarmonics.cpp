@@ -3,11 +3,11 @@
 
 #include <omp.h>
 
-#include <QDebug>
 #include <algorithm>
 #include <cmath>
 #include <new>
 
+#include "numerics/ZrDebugOutput.h"
 #include "numerics/ZrSphericalMapping.h"
 
 namespace {
@@ -207,7 +207,7 @@ ZrShCoefficients ZrSphericalHarmonics::DegreeFit(const ZrFloatMatrix& image, int
   const int64_t count = image.Count();
   for (int32_t l = 0; l < L && !Cancelled(control); ++l) {
     Publish(control, l, L);
-    qDebug() << "OpenMP" << l;
+    ZrDebug() << "OpenMP" << l;
     std::vector<ZrFloatMatrix> basisMaps(static_cast<size_t>(2 * l + 1));
     for (ZrFloatMatrix& map : basisMaps) {
       map.Create(width, rows);

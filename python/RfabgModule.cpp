@@ -11,8 +11,10 @@
 #include <string>
 #include <utility>
 
+#include "formats/ZrKeyRecord.h"
 #include "imageio/ZrImageFile.h"
 #include "python/RfabgCore.h"
+#include "python/RfabgNumpy.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
 #include "tools/RfaProcess.h"
@@ -23,74 +25,28 @@ namespace {
 
 constexpr char kProgramName[] = "rfabg";
 
-// The pixels of a numpy image, checked, and the matrix over them (see RfabgImage). The array
-// reference keeps the pixels alive; Matrix() may be used with the GIL released.
-class InputImage {
- public:
-  InputImage(const py::handle& object, const char* what, const std::string& nan) {
-    if (!py::isinstance<py::array>(object)) {
-      throw ZrError(std::string(what) + " must be a numpy array of float32, not " +
-                    py::str(py::type::handle_of(object).attr("__name__")).cast<std::string>());
-    }
-    const auto array = py::reinterpret_borrow<py::array>(object);
-    if (!py::isinstance<py::array_t<float>>(array)) {
-      throw ZrError(std::string(what) + " must be float32, not " +
-                    py::str(array.dtype()).cast<std::string>() + ": convert it with " + what +
-                    ".astype(numpy.float32)");
-    }
-    if (array.ndim() != 2) {
-      throw ZrError(std::string(what) + " must be 2-D (rows, columns), not " +
-                    std::to_string(array.ndim()) + "-D" +
-                    (array.ndim() == 3 ? ": process the frames of a stack one at a time" : ""));
-    }
-    // C order is what a matrix is; any other layout costs one copy here.
-    array_ = py::array_t<float, py::array::c_style | py::array::forcecast>::ensure(array);
-    const int64_t rows = array_.shape(0);
-    const int64_t cols = array_.shape(1);
-    const float* pixels = array_.data();
-    const RfabgNaN policy = RfabgNaNFromName(nan);
-    py::gil_scoped_release release;
-    image_ = std::make_unique<RfabgImage>(pixels, rows, cols, policy);
-  }
-  const ZrFloatMatrix& Matrix() const { return image_->Matrix(); }
-
- private:
-  py::array_t<float, py::array::c_style | py::array::forcecast> array_;
-  std::unique_ptr<RfabgImage> image_;
-};
-
-// Hands a matrix to numpy without copying its pixels: the array owns the matrix.
-py::array_t<float> ToNumpy(ZrFloatMatrix&& image) {
-  const py::ssize_t rows = image.RowSize;
-  const py::ssize_t cols = image.ColSize;
-  if (image.Data == nullptr) return py::array_t<float>({rows, cols});
-  auto* owner = new ZrFloatMatrix(std::move(image));
-  const py::capsule free(owner, [](void* p) { delete static_cast<ZrFloatMatrix*>(p); });
-  return py::array_t<float>({rows, cols}, owner->Data, free);
-}
-
 // Runs an operation that changes its image on a copy of the input.
 template <class Op>
 py::array_t<float> Changed(const py::handle& image, const std::string& nan, Op op) {
-  const InputImage in(image, "image", nan);
+  const RfabgInputImage in(image, "image", nan);
   ZrFloatMatrix out;
   {
     py::gil_scoped_release release;
     out = in.Matrix();
     op(out);
   }
-  return ToNumpy(std::move(out));
+  return RfabgToNumpy(std::move(out));
 }
 
 template <class Op>
 py::array_t<float> Computed(const py::handle& image, const std::string& nan, Op op) {
-  const InputImage in(image, "image", nan);
+  const RfabgInputImage in(image, "image", nan);
   ZrFloatMatrix out;
   {
     py::gil_scoped_release release;
     out = op(in.Matrix());
   }
-  return ToNumpy(std::move(out));
+  return RfabgToNumpy(std::move(out));
 }
 
 RfabgValue ToValue(const std::string& key, const py::handle& v) {
@@ -126,7 +82,7 @@ py::object FromValue(const RfabgValue& v) {
 
 py::dict ResultDict(RfaProcessResult&& result) {
   py::dict d;
-  d["image"] = ToNumpy(std::move(result.image));
+  d["image"] = RfabgToNumpy(std::move(result.image));
   d["doubles"] = py::cast(result.doubles);
   d["texts"] = py::cast(result.texts);
   return d;
@@ -287,7 +243,7 @@ PYBIND11_MODULE(_rfabg, m) {
   m.def(
       "divide",
       [](const py::handle& im, const py::handle& bg, const std::string& n) {
-        const InputImage background(bg, "background", n);
+        const RfabgInputImage background(bg, "background", n);
         return Computed(im, n, [&](const ZrFloatMatrix& x) {
           return RfaDivideByBackground(x, background.Matrix());
         });
@@ -330,7 +286,7 @@ PYBIND11_MODULE(_rfabg, m) {
   m.def(
       "process",
       [](const py::handle& im, const RfaParameters& p, const std::string& n) {
-        const InputImage in(im, "image", n);
+        const RfabgInputImage in(im, "image", n);
         RfaProcessResult result;
         {
           py::gil_scoped_release release;
@@ -351,14 +307,14 @@ PYBIND11_MODULE(_rfabg, m) {
           py::gil_scoped_release release;
           image = ZrImageRead(file);
         }
-        return ToNumpy(std::move(image));
+        return RfabgToNumpy(std::move(image));
       },
       py::arg("path"), "Reads an image file as rfa-process does (.tif .rawf .xml .png .npy).");
   m.def(
       "write_image",
       [](const py::handle& path, const py::handle& im) {
         const std::string file = FilePath(path);
-        const InputImage in(im, "image", "keep");
+        const RfabgInputImage in(im, "image", "keep");
         py::gil_scoped_release release;
         ZrImageWrite(file, in.Matrix());
       },
@@ -367,7 +323,7 @@ PYBIND11_MODULE(_rfabg, m) {
       "read_keys",
       [](const py::handle& path) {
         RfaProcessResult keys;
-        RfaReadKeysFile(FilePath(path), keys.doubles, keys.texts);
+        ZrKeyRecordRead(FilePath(path), keys.doubles, keys.texts);
         py::dict d;
         d["doubles"] = py::cast(keys.doubles);
         d["texts"] = py::cast(keys.texts);
@@ -378,8 +334,10 @@ PYBIND11_MODULE(_rfabg, m) {
       "write_keys",
       [](const py::handle& path, const std::map<std::string, double>& doubles,
          const std::map<std::string, std::string>& texts) {
-        RfaWriteKeysFile(FilePath(path), doubles, texts);
+        ZrKeyRecordWrite(FilePath(path), doubles, texts);
       },
       py::arg("path"), py::arg("doubles"), py::arg("texts"),
       "Writes a key file as rfa-process does.");
+
+  RfabgDefineAnalysis(m);
 }

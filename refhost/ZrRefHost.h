@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "formats/ZrSeriesIndex.h"
 #include "hostlink/ZrHostTypes.h"
 #include "numerics/ZrMatrix.h"
 #include "refhost/ZrRefHostFramer.h"
-#include "refhost/ZrSeriesIndex.h"
 
 class QSharedMemory;
 class QTcpServer;

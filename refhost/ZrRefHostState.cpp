@@ -3,9 +3,9 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSharedMemory>
 
+#include "formats/ZrFileBytes.h"
 #include "hostlink/ZrCmdPackUnpack.h"
 #include "imageio/ZrImageFile.h"
 
@@ -116,17 +116,11 @@ void ZrRefHostState::Dump(const std::string& folder) const {
     if (w.isSeries) {
       p.Value("currentIndex", w.currentIndex);
       p.OpenRack("series");
-      ZrSeriesIndexExchange(record.XmlPacker(), w.series);
+      ZrSeriesIndexExchange(*record.XmlPacker().Document(), w.series);
       p.CloseRack("series");
     }
     std::string text;
     record.GetText(text);
-    QSaveFile file(QString::fromStdString(stem + ".xml"));
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(text.data(), static_cast<qint64>(text.size())) !=
-            static_cast<qint64>(text.size()) ||
-        !file.commit()) {
-      throw ZrError("FILE CANNOT WRITE:" + stem + ".xml");
-    }
+    ZrWriteFileAtomic(stem + ".xml", text, "FILE CANNOT WRITE:");
   }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaImageOps.h"
@@ -37,6 +38,14 @@ struct RfaFitReport {
   int32_t Threads = 1;
 };
 
+struct RfaNormalMatrixEntry;
+
+// What the fit solved, handed out for diagnostics (RfaFitDiagnostics.h) when asked for.
+struct RfaFitSolution {
+  ZrLDoubleMatrix Coefficients;                        // K rows; degree l, order m at l (l + 1) + m
+  std::shared_ptr<const RfaNormalMatrixEntry> Normal;  // M and its inverse, as the fit used them
+};
+
 struct RfaFitOptions {
   // Threads of the fit's parallel loops; 0: RfaFitThreads(). The result does not depend on it.
   int32_t Threads = 0;
@@ -47,7 +56,8 @@ struct RfaFitOptions {
   // Largest basis table (bytes) the fit builds; above it, the basis is evaluated per group as
   // the pixels are visited. -1: the built-in limit.
   int64_t TableLimit = -1;
-  RfaFitReport* Report = nullptr;  // where to say what happened; may be null
+  RfaFitReport* Report = nullptr;      // where to say what happened; may be null
+  RfaFitSolution* Solution = nullptr;  // where to hand what was solved; may be null
 };
 
 // Threads of a fit when its options leave it open: the last RfaSetFitThreads(n) with n >= 1,

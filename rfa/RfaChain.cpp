@@ -12,27 +12,33 @@ namespace {
 
 using P = RfaParameters;
 
-void MoveToCenter(ZrFloatMatrix& image, const P& p, const RfaFitOptions&) {
-  RfaMoveToCenter(image, p.Sx, p.Sy);
+void MoveToCenter(ZrFloatMatrix& image, const P& p, const RfaChainOptions& options) {
+  if (options.Subpixel) {
+    RfaMoveToCenterSubpixel(image, p.Sx, p.Sy, options.Interpolation);
+  } else {
+    RfaMoveToCenter(image, p.Sx, p.Sy);
+  }
 }
 
-void DivideBySphericalHarmonics(ZrFloatMatrix& image, const P& p, const RfaFitOptions& fit) {
+void DivideBySphericalHarmonics(ZrFloatMatrix& image, const P& p, const RfaChainOptions& options) {
   ZrFloatMatrix background;
-  RfaSphericalHarmonicsBackground(background, p, image, fit);
+  RfaSphericalHarmonicsBackground(background, p, image, options.Fit);
+  if (options.Fitted != nullptr) *options.Fitted = image;
   image = RfaDivideByBackground(image, background);
+  if (options.Background != nullptr) *options.Background = background;
 }
 
-void DivideByAzimuthalAverage(ZrFloatMatrix& image, const P& p, const RfaFitOptions&) {
+void DivideByAzimuthalAverage(ZrFloatMatrix& image, const P& p, const RfaChainOptions&) {
   const ZrFloatMatrix background = RfaAzimuthalAverageBackground(image, static_cast<float>(p.Ax),
                                                                  static_cast<float>(p.Ay), 1.0f);
   image = RfaDivideByBackground(image, background);
 }
 
-void MaskMcpDip(ZrFloatMatrix& image, const P& p, const RfaFitOptions&) {
+void MaskMcpDip(ZrFloatMatrix& image, const P& p, const RfaChainOptions&) {
   RfaMaskMcpDip(image, p.McpDipCx, p.McpDipCy, p.McpDipR);
 }
 
-void MaskOutside(ZrFloatMatrix& image, const P& p, const RfaFitOptions&) {
+void MaskOutside(ZrFloatMatrix& image, const P& p, const RfaChainOptions&) {
   RfaMaskOutside(image, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
 }
 
@@ -65,10 +71,10 @@ const RfaParameterField& RfaSwitchField(const RfaOperation& operation) {
 }
 
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
-                               const RfaFitOptions& fit, const RfaStepObserver& observer) {
+                               const RfaChainOptions& options, const RfaStepObserver& observer) {
   for (const RfaOperation& operation : RfaOperations()) {
     if (!(p.*operation.checked)) continue;
-    operation.run(image, p, fit);
+    operation.run(image, p, options);
     operation.writeKeys(keys, p);
     if (observer) observer(operation.group, image);
   }

@@ -7,10 +7,26 @@
 
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaInterpolation.h"
 #include "rfa/RfaParameterFields.h"
 
 class RfaParameters;
 class RfaKeyWriter;
+
+// How the chain runs beyond the parameters; the defaults give the plug-in's chain. A fit's
+// options convert to these, so callers that only choose how the fit runs pass those.
+struct RfaChainOptions {
+  RfaChainOptions(const RfaFitOptions& fit = {}) : Fit(fit) {}  // NOLINT(runtime/explicit)
+  RfaFitOptions Fit;
+  // "Move to centre" by an interpolated shift of exactly (ColSize / 2 - Sx, RowSize / 2 - Sy)
+  // (RfaMoveToCenterSubpixel) instead of the whole-pixel roll. The key group is the same.
+  bool Subpixel = false;
+  RfaInterpolation Interpolation = RfaInterpolation::Keys;
+  // Where to keep the spherical-harmonics background and the image it was fitted to (both left
+  // as they are when the chain fits none); may be null.
+  ZrFloatMatrix* Background = nullptr;
+  ZrFloatMatrix* Fitted = nullptr;
+};
 
 // One operation of the chain, a row of RfaOperations().
 struct RfaOperation {
@@ -18,8 +34,9 @@ struct RfaOperation {
   bool RfaParameters::*checked;  // its switch: IsMoveCenter
   const char* offOption;         // the rfa-process option that skips it: "--no-move-center"
   const char* help;              // what it does, for that option's help: "move to centre"
-  // Changes the image; fit: how a background fit runs (the result is the same bits).
-  void (*run)(ZrFloatMatrix& image, const RfaParameters& p, const RfaFitOptions& fit);
+  // Changes the image as options ask (options.Fit: how a background fit runs; the result is
+  // the same bits).
+  void (*run)(ZrFloatMatrix& image, const RfaParameters& p, const RfaChainOptions& options);
   void (*writeKeys)(RfaKeyWriter& keys, const RfaParameters& p);  // its group's entries
 };
 
@@ -40,5 +57,5 @@ using RfaStepObserver = std::function<void(const char* group, const ZrFloatMatri
 // With no operation checked the image and keys are left as they are. Fetching the image, the
 // log entry and sending the result belong to the caller.
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
-                               const RfaFitOptions& fit = {},
+                               const RfaChainOptions& options = {},
                                const RfaStepObserver& observer = nullptr);

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "numerics/ZrVersion.h"
+
 class ZrBarnXml;
 
 // Positions and radii are pixels; angles are degrees. The stored fields, their file keys,
@@ -30,7 +32,7 @@ class RfaParameters {
   template <class Ui>
   void Bind(bool toParameters, Ui* ui);
 
-  std::string version = "0.0.5";
+  std::string version = kZrVersion;
   // Stored fields (set to their defaults by the constructor).
   double Sx{};  // screen centre and radius
   double Sy{};

@@ -4,8 +4,8 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include "formats/ZrPluginLog.h"
 #include "hostlink/ZrPluginFuncVeldra.h"
-#include "hostlink/ZrPluginLog.h"
 #include "numerics/ZrError.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaChain.h"

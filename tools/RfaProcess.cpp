@@ -22,8 +22,9 @@
 #include <QtGlobal>
 
 #include "formats/ZrBarnFile.h"
-#include "formats/ZrBarnXml.h"
-#include "hostlink/ZrPluginLog.h"
+#include "formats/ZrKeyRecord.h"
+#include "formats/ZrPluginLog.h"
+#include "formats/ZrQtDebug.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "imageio/ZrImageStack.h"
@@ -72,9 +73,8 @@ bool EndsWith(const std::string& s, const std::string& tail) {
 // so a folder of earlier results can be processed again.
 bool IsFolderImage(const fs::path& p) {
   const std::string name = p.filename().string();
-  if (EndsWith(name, ".keys.xml") || EndsWith(name, ".before.png") ||
-      EndsWith(name, ".after.png")) {
-    return false;
+  for (const std::string& ending : RfaSideFileEndings()) {
+    if (EndsWith(name, ending)) return false;
   }
   ZrImageFormat format{};
   return ZrImageFormatFromExtension(p.string(), format, false) || ZrIsStackFile(p.string());
@@ -105,12 +105,6 @@ void ParseFrames(const std::string& text, RfaFrameRange& frames) {
   frames.first = first.empty() ? 0 : number(first);
   frames.end = end.empty() ? -1 : number(end);
   if (frames.end >= 0 && frames.end <= frames.first) fail();
-}
-
-std::string FormatDouble(double v) {
-  char text[40];
-  std::snprintf(text, sizeof text, "%.17g", v);
-  return text;
 }
 
 void DropDebugMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
@@ -146,8 +140,8 @@ std::string RfaProcessUsage() {
          "azimuthal background, MCP dip mask, outside mask) on image files and folders.\n"
          "INPUT is an image file (.tif .tiff .rawf .xml .png .npy), a stack of frames\n"
          "(.h5 .hdf5 .hdf .nxs, 3-D .npy) or a folder of them.\n"
-         "Each result is written as OUT/<name>.tif (32-bit float) and OUT/<name>.keys.xml;\n"
-         "frame N of a stack as OUT/<name>_<N>.tif and OUT/<name>_<N>.keys.xml.\n"
+         "Each result is written as OUT/<name>.tif (32-bit float), OUT/<name>.keys.xml and\n"
+         "its provenance OUT/<name>.json; frame N of a stack as OUT/<name>_<N>.tif, ...\n"
          "\n"
          "Options:\n"
          "  -p, --parameters FILE   parameter file (.rfa_bg); default: built-in defaults\n"
@@ -162,7 +156,9 @@ std::string RfaProcessUsage() {
          "                          first, with a note for files that hold more\n"
          "      --fit-threads N     threads of each background fit (1-64); default: the\n"
          "                          processors shared among the jobs\n"
-         "      --png               also write OUT/<name>.before.png and .after.png\n"
+         "      --png               also write OUT/<name>.before.png and .after.png (and\n"
+         "                          pictures of the background and the maps asked for)\n" +
+         RfaAnalysisUsage() +
          "      --no-overwrite      refuse to start when an output file already exists\n"
          "      --allow-empty       write a result that is 0 everywhere (else it fails)\n"
          "      --make-samples DIR  write synthetic screen images to DIR and stop\n"
@@ -227,6 +223,8 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
       options.sampleCount = ParseCount("--count", next(), 1, 1000);
     } else if (a == "--size") {
       options.sampleSize = ParseCount("--size", next(), 16, 8192);
+    } else if (RfaParseAnalysisOption(args, i, options.analysis)) {
+      continue;
     } else if (a.size() > 1 && a[0] == '-') {
       throw ZrError("unknown option " + a + " (see --help)");
     } else {
@@ -341,7 +339,7 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
 }
 
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
-                                 const RfaFitOptions& fit, const std::string& program) {
+                                 const RfaChainOptions& chain, const std::string& program) {
   RfaProcessResult result;
   result.image = image;
   ZrPluginLog log;
@@ -363,57 +361,65 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
   log.Write(result.texts);
   RfaKeyWriter keys(result.doubles, result.texts);
   RfaResultCheck check(params, image);
-  RfaApplyCheckedOperations(result.image, params, keys, fit, std::ref(check));
+  RfaApplyCheckedOperations(result.image, params, keys, chain, std::ref(check));
   result.problem = check.Problem();
   result.empty = check.IsEmpty();
   return result;
+}
+
+ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page) {
+  if (!job.error.empty()) throw ZrError(job.error);
+  ZrImagePage own;
+  if (page == nullptr) page = &own;
+  page->index = job.page;
+  ZrFloatMatrix input = job.frame < 0 ? ZrImageRead(job.input, page)
+                                      : ZrReadStackFrame(job.input, job.dataset, job.frame);
+  ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
+  return input;
 }
 
 RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
                              const RfaFitOptions& fit) {
   const auto start = std::chrono::steady_clock::now();
   RfaFileReport report;
-  RfaFitOptions fitHere = fit;
-  fitHere.Report = &report.fit;
-  if (!job.error.empty()) throw ZrError(job.error);
   ZrImagePage page;
-  page.index = job.page;
-  ZrFloatMatrix input = job.frame < 0 ? ZrImageRead(job.input, &page)
-                                      : ZrReadStackFrame(job.input, job.dataset, job.frame);
-  ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
+  const ZrFloatMatrix input = RfaReadJobImage(job, &page);
+  RfaAnalysisInputs extra;
+  extra.Input = &input;
+  extra.Series = job.series.get();
+  RfaChainOptions chain(fit);
+  chain.Fit.Report = &report.fit;
+  chain.Fit.Solution = &extra.Solution;
+  chain.Subpixel = job.analysis.subpixel;
+  chain.Background = &extra.Background;
+  chain.Fitted = &extra.Fitted;
+  RfaParameters used = params;
   RfaProcessResult result;
+  const std::string name =
+      job.input + (job.frame >= 0 ? " frame " + std::to_string(job.frame) : "") + ": ";
+  std::vector<std::pair<std::string, std::string>> files;
   try {
-    result = RfaProcessImage(input, params, fitHere);
+    used = RfaImageParameters(params, job.analysis, input, extra.Series, extra.Found);
+    result = RfaProcessImage(input, used, chain);
+    if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
+      throw ZrError(result.problem + (result.empty ? " (--allow-empty writes it anyway)" : ""));
+    }
+    // Image, key record, provenance and the other outputs are written as one: an image
+    // without its record is no result, and a failed run must not cost the outputs of an
+    // earlier one.
+    files = RfaResultFiles(job, used, result, extra, report.warning);
   } catch (ZrError& e) {
     // The range error speaks of matrix indices; here its usual cause is a screen that does
     // not fit this image, so the screen and the image size are named with it.
     if (e.Message.rfind("Matrix over range.", 0) == 0) {
       std::ostringstream hint;
-      hint << " (screen Sx_=" << params.Sx << " Sy_=" << params.Sy << " Sr_=" << params.Sr
-           << " SMargin_=" << params.SMargin << " on a " << input.ColSize << " x " << input.RowSize
+      hint << " (screen Sx_=" << used.Sx << " Sy_=" << used.Sy << " Sr_=" << used.Sr
+           << " SMargin_=" << used.SMargin << " on a " << input.ColSize << " x " << input.RowSize
            << " image: set them with --set or --parameters)";
       e.Message += hint.str();
     }
-    e.Message = job.input + (job.frame >= 0 ? " frame " + std::to_string(job.frame) : "") + ": " +
-                e.Message;
+    e.Message = name + e.Message;
     throw;
-  }
-  if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
-    throw ZrError(job.input + ": " + result.problem +
-                  (result.empty ? " (--allow-empty writes it anyway)" : ""));
-  }
-  // Image, key record and pictures are written as one: an image without its record is no
-  // result, and a failed run must not cost the outputs of an earlier one.
-  std::vector<std::pair<std::string, std::string>> files = {
-      {job.outputImage, ZrEncodeTiff(result.image, job.outputImage)},
-      {job.outputKeys, RfaKeysText(result.doubles, result.texts)}};
-  if (!job.beforePng.empty()) {
-    float lo = 0;
-    float hi = 0;
-    RfaDisplayRange(input, lo, hi);
-    files.emplace_back(job.beforePng, ZrEncodePng(input, lo, hi, job.beforePng));
-    RfaDisplayRange(result.image, lo, hi);
-    files.emplace_back(job.afterPng, ZrEncodePng(result.image, lo, hi, job.afterPng));
   }
   ZrWriteFilesAtomic(files);
   report.fitted = params.IsBgSh;
@@ -445,73 +451,6 @@ void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
   hi = at(0.995);
 }
 
-std::string RfaKeysText(const std::map<std::string, double>& doubles,
-                        const std::map<std::string, std::string>& texts) {
-  ZrBarnXml tree("w");
-  tree.OpenRack("VELDRA-IMAGE-KEYS");
-  tree.OpenRack("double");
-  for (const auto& [key, value] : doubles) {
-    std::string k = key;
-    std::string v = FormatDouble(value);
-    tree.OpenRack("entry");
-    tree.Value("key", k, "");
-    tree.Value("value", v, "");
-    tree.CloseRack("entry");
-  }
-  tree.CloseRack("double");
-  tree.OpenRack("text");
-  for (const auto& [key, value] : texts) {
-    std::string k = key;
-    std::string v = value;
-    tree.OpenRack("entry");
-    tree.Value("key", k, "");
-    tree.Value("value", v, "");
-    tree.CloseRack("entry");
-  }
-  tree.CloseRack("text");
-  tree.CloseRack("VELDRA-IMAGE-KEYS");
-  std::string text;
-  tree.GetText(text);
-  return text;
-}
-
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts) {
-  ZrWriteFileAtomic(path, RfaKeysText(doubles, texts));
-}
-
-void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
-                     std::map<std::string, std::string>& texts) {
-  ZrBarnXml tree("r");
-  tree.SetText(ZrReadFileBytes(path));
-  if (!tree.OpenRack("VELDRA-IMAGE-KEYS")) {
-    throw ZrError(path + ": not a key file (no \"VELDRA-IMAGE-KEYS\" element)");
-  }
-  if (tree.OpenRack("double")) {
-    while (tree.OpenRack("entry")) {
-      std::string key;
-      std::string value;
-      tree.Value("key", key, "");
-      tree.Value("value", value, "");
-      tree.CloseRack("entry");
-      doubles[key] = std::strtod(value.c_str(), nullptr);
-    }
-    tree.CloseRack("double");
-  }
-  if (tree.OpenRack("text")) {
-    while (tree.OpenRack("entry")) {
-      std::string key;
-      std::string value;
-      tree.Value("key", key, "");
-      tree.Value("value", value, "");
-      tree.CloseRack("entry");
-      texts[key] = value;
-    }
-    tree.CloseRack("text");
-  }
-  tree.CloseRack("VELDRA-IMAGE-KEYS");
-}
-
 int RfaFitThreadsPerJob(int jobs) {
   return std::max(1, std::min(RfaFitThreads(), omp_get_num_procs() / std::max(jobs, 1)));
 }
@@ -520,7 +459,7 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
                         int threads, const std::function<void(int, int)>& progress, int fitThreads,
                         const std::function<void(size_t, const RfaFileReport&)>& finished) {
   std::vector<std::string> errors(jobs.size());
-  std::vector<std::string> notes(jobs.size());
+  std::vector<std::vector<std::string>> notes(jobs.size());
   std::atomic<size_t> next{0};
   std::mutex progressMutex;
   int done = 0;
@@ -532,7 +471,9 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
       RfaFileReport report;
       try {
         report = RfaProcessFile(jobs[i], params, fit);
-        notes[i] = report.note;
+        for (const std::string& n : {report.note, report.warning}) {
+          if (!n.empty()) notes[i].push_back(n);
+        }
       } catch (const ZrError& e) {
         errors[i] = e.Message;
       } catch (const std::exception& e) {
@@ -556,7 +497,7 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
   RfaRunReport report;
   for (size_t i = 0; i < jobs.size(); ++i) {
     if (!errors[i].empty()) report.failures.push_back(errors[i]);
-    if (!notes[i].empty()) report.notes.push_back(notes[i]);
+    report.notes.insert(report.notes.end(), notes[i].begin(), notes[i].end());
   }
   return report;
 }
@@ -585,25 +526,27 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
       return 0;
     }
     if (options.inputs.empty()) throw ZrError("no input files (see --help)");
-    if (!options.verbose) RfaSilenceDebugOutput();
+    // The libraries' debug lines (the fit's matrices) reach Qt's debug output with --verbose.
+    if (options.verbose) {
+      ZrDebugToQt();
+    } else {
+      RfaSilenceDebugOutput();
+    }
     params = RfaLoadParameters(options);
+    RfaCheckAnalysisOptions(options.analysis, params);
+    options.analysis.pictures = options.pictures;
     jobs = RfaCollectJobs(options.inputs, options.outputDir, options.pictures, options.frames);
     for (RfaProcessJob& job : jobs) {
       job.allowEmpty = options.allowEmpty;
       job.page = options.page;
       job.notePages = !options.pageChosen;
+      job.analysis = options.analysis;
     }
+    RfaCheckJobOutputs(jobs, options.overwrite);
     std::error_code ec;
     outputDirMade = !fs::exists(options.outputDir, ec);
     fs::create_directories(options.outputDir, ec);
     if (ec) throw ZrError(options.outputDir + ": cannot create folder (" + ec.message() + ")");
-    if (!options.overwrite) {
-      for (const RfaProcessJob& job : jobs) {
-        if (fs::exists(job.outputImage, ec) || fs::exists(job.outputKeys, ec)) {
-          throw ZrError(job.outputImage + ": output exists (--no-overwrite)");
-        }
-      }
-    }
   } catch (const ZrError& e) {
     err << kProgramName << ": " << e.Message << "\n";
     return 2;
@@ -632,6 +575,22 @@ int RfaProcessMain(const std::vector<std::string>& args, std::ostream& out, std:
     out << "\r[" << std::string(filled, '#') << std::string(width - filled, '.') << "] " << done
         << "/" << total << (done == total ? "\n" : "") << std::flush;
   };
+  // One screen for the whole series, found on its first image before any file is processed;
+  // when it cannot be found, no file is.
+  if (options.analysis.findScreen == RfaFindScreenMode::Series && !jobs.empty()) {
+    auto series = std::make_shared<RfaSeriesScreen>();
+    series->From = jobs[0].input;
+    try {
+      series->Screen = RfaFindScreen(RfaReadJobImage(jobs[0]));
+    } catch (const ZrError& e) {
+      err << kProgramName << ": " << jobs[0].input << ": " << e.Message << "\n";
+      std::error_code ec;
+      if (outputDirMade) fs::remove(options.outputDir, ec);
+      out << "processed 0 of " << jobs.size() << " files into " << options.outputDir << "\n";
+      return 1;
+    }
+    for (RfaProcessJob& job : jobs) job.series = series;
+  }
   bar(0, static_cast<int>(jobs.size()));
   const RfaRunReport report = RfaRunJobs(jobs, params, options.jobs, bar, options.fitThreads, line);
   for (const std::string& n : report.notes) err << kProgramName << ": " << n << "\n";

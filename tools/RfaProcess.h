@@ -6,16 +6,20 @@
 #include <functional>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "imageio/ZrImageCodec.h"
 #include "numerics/ZrMatrix.h"
 #include "rfa/RfaBackgroundFit.h"
+#include "rfa/RfaChain.h"
 #include "rfa/RfaParameterFields.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
+#include "tools/RfaAnalysisOutputs.h"
 
 // Which frames of stack inputs are processed: first .. end - 1 (end -1: to the last) of the
 // HDF5 dataset `dataset` (empty: the file's only image dataset).
@@ -41,7 +45,8 @@ struct RfaProcessOptions {
   bool help = false;
   bool verbose = false;  // keep the libraries' diagnostic output; a line per file
   bool version = false;
-  RfaFrameRange frames;        // of every stack input
+  RfaFrameRange frames;  // of every stack input
+  RfaAnalysisOptions analysis;
   std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
   int sampleCount = 3;
   int sampleSize = 256;
@@ -70,6 +75,8 @@ struct RfaProcessJob {
   int64_t frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
   std::string dataset;      // its HDF5 dataset
   std::string error;        // non-empty: the input could not be opened; the job fails with this
+  RfaAnalysisOptions analysis;
+  std::shared_ptr<const RfaSeriesScreen> series;  // the screen found once for the run
 };
 
 // Expands folders (their image and stack files, not recursive, sorted by name, hidden files
@@ -98,10 +105,10 @@ struct RfaProcessResult {
 };
 
 // The processing-log entry ("log", naming the program and the parameters) followed by the
-// checked operations, as the plug-in does, judged as they go. fit: how the background fit runs
-// (the result is the same bits).
+// checked operations, as the plug-in does, judged as they go. chain: how the background fit
+// runs (the result is the same bits), and what the chain does beyond the plug-in's.
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
-                                 const RfaFitOptions& fit = {},
+                                 const RfaChainOptions& chain = {},
                                  const std::string& program = "rfa-process");
 
 // What processing one file took.
@@ -109,31 +116,25 @@ struct RfaFileReport {
   double seconds = 0;   // reading, the chain and writing
   bool fitted = false;  // the chain ran the background fit; fit says how
   RfaFitReport fit;
-  std::string note;  // for the user ("" for none): a multi-page file had one page processed
+  std::string note;     // for the user ("" for none): a multi-page file had one page processed
+  std::string warning;  // likewise: the background fit is unreliable
 };
 
-// Reads job.input (NaN pixels read as 0, as the plug-in fetches images), processes it and writes
-// the float TIFF, the key file and the pictures asked for, all or none (ZrWriteFilesAtomic): a
+// The image of a job: its page or frame, NaN pixels read as 0 (as the plug-in fetches images).
+ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page = nullptr);
+
+// Reads job.input (RfaReadJobImage), processes it and writes the float TIFF, the key file, the
+// provenance and the outputs asked for (RfaResultFiles), all or none (ZrWriteFilesAtomic): a
 // failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
 // file. A result with a non-finite pixel, or 0 everywhere (unless job.allowEmpty), is a failure
 // that says why it is likely.
 RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
                              const RfaFitOptions& fit = {});
 
-// The key record side file: root "VELDRA-IMAGE-KEYS", a "double" and a "text" element each
-// holding one "entry" (children "key" and "value") per key. Doubles are written with 17
-// significant digits, so they read back exactly.
-std::string RfaKeysText(const std::map<std::string, double>& doubles,
-                        const std::map<std::string, std::string>& texts);
-void RfaWriteKeysFile(const std::string& path, const std::map<std::string, double>& doubles,
-                      const std::map<std::string, std::string>& texts);
-void RfaReadKeysFile(const std::string& path, std::map<std::string, double>& doubles,
-                     std::map<std::string, std::string>& texts);
-
 // What a run of jobs reports, each list in job order.
 struct RfaRunReport {
   std::vector<std::string> failures;  // "<file>: <reason>" per failed job
-  std::vector<std::string> notes;     // "<file>: note: ..." per job done with a note
+  std::vector<std::string> notes;     // "<file>: note: ..." and "<file>: warning: ..."
 };
 
 // Threads of each background fit while `jobs` files are processed at once: the processors

@@ -27,11 +27,11 @@
 #include <QValueAxis>
 #include <cfloat>
 
+#include "formats/ZrKeyRecord.h"
 #include "hostlink/ZrCmdPackUnpack.h"
 #include "hostlink/ZrHostReplies.h"
 #include "imageio/ZrImageFile.h"
 #include "numerics/ZrError.h"
-#include "tools/RfaProcess.h"
 
 using namespace QtCharts;
 
@@ -236,7 +236,7 @@ int32_t ZrViewerMainWindow::OpenFile(const std::string& path) {
     try {
       std::map<std::string, double> doubles;
       std::map<std::string, std::string> texts;
-      RfaReadKeysFile(keysPath, doubles, texts);
+      ZrKeyRecordRead(keysPath, doubles, texts);
       Ask(host_, ZrHostFunction::ImageKeyDoubleSet, [&](ZrCmdPackUnpack& request) {
         int32_t window = id;
         request.IDDocChildWindow(window);

@@ -5,7 +5,7 @@
 #include <QProcess>
 
 #include "formats/ZrBarnFile.h"
-#include "hostlink/ZrPluginFuncVeldra.h"
+#include "formats/ZrMenuFile.h"
 #include "numerics/ZrError.h"
 
 std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
@@ -22,7 +22,7 @@ std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
     try {
       // Other programs' "*.menu" files are refused by their root before anything is read.
       ZrBarnFile check(path, "r", "VELDRA-MENU", "Not a menu registration file:" + path);
-      ZrPluginFuncVeldra::MenuFileRead(path, entries, extensions);
+      ZrMenuFileRead(path, entries, extensions);
     } catch (const ZrError& e) {
       if (errors != nullptr) errors->push_back(e.Message);
       continue;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "hostlink/ZrHostTypes.h"
+#include "formats/ZrMenuFile.h"
 
 // One menu item: the entry as registered and the file it came from.
 struct ZrViewerMenuItem {

@@ -15,6 +15,7 @@
 #include "app/MainWindow.h"
 #include "app/RfaParameterFiles.h"
 #include "app/RfaParametersBind.h"
+#include "formats/ZrQtDebug.h"
 #include "refhost/ZrRefHost.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
@@ -175,16 +176,12 @@ void BM_Masks(benchmark::State& state) {
 }
 BENCHMARK(BM_Masks)->Unit(benchmark::kMillisecond);
 
-// The fit's diagnostic dumps go to the debug output; kept out of the report's way.
-void QuietDebug(QtMsgType type, const QMessageLogContext&, const QString& message) {
-  if (type != QtDebugMsg) fprintf(stderr, "%s\n", message.toLocal8Bit().constData());
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   if (std::getenv("QT_QPA_PLATFORM") == nullptr) setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  if (std::getenv("ZR_BENCH_SHOW_DEBUG") == nullptr) qInstallMessageHandler(QuietDebug);
+  // The fit's diagnostic dumps stay out of the report's way unless asked for.
+  if (std::getenv("ZR_BENCH_SHOW_DEBUG") != nullptr) ZrDebugToQt();
   QApplication app(argc, argv);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -1,8 +1,11 @@
 // Throughput of the binary matrix forms: a 2048 x 2048 float image written to document text
 // and read back, in "bb" (standard Base64) and "b" (own layout). Rates are in text bytes.
+// Reading a list of N siblings, and N siblings of two interleaved names, tagging included:
+// linear in N (the complexity fit says "N"), since a read never rescans what it consumed.
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <vector>
 
 #include "formats/ZrBarnXml.h"
 #include "formats/ZrBinaryDataToText.h"
@@ -85,5 +88,41 @@ BENCHMARK_CAPTURE(BM_Encode, standard, true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Decode, standard, true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Encode, own, false)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Decode, own, false)->Unit(benchmark::kMillisecond);
+
+// A list of state.range(0) items "<r>k</r>" read whole.
+void BM_ReadList(benchmark::State& state) {
+  std::string text = "<list>";
+  for (int64_t k = 0; k < state.range(0); ++k) text += "<r>" + std::to_string(k) + "</r>";
+  text += "</list>";
+  for (auto _ : state) {
+    ZrBarnXml r("r");
+    r.SetText(text);
+    std::vector<std::string> items;
+    r.Value("list", items);
+    benchmark::DoNotOptimize(items.data());
+  }
+  state.SetComplexityN(state.range(0));
+}
+BENCHMARK(BM_ReadList)->RangeMultiplier(4)->Range(1 << 12, 1 << 18)->Complexity();
+
+// state.range(0) pairs "<a>k</a><b>x</b>": every a read, then every b.
+void BM_ReadInterleaved(benchmark::State& state) {
+  std::string text = "<t>";
+  for (int64_t k = 0; k < state.range(0); ++k) text += "<a>" + std::to_string(k) + "</a><b>x</b>";
+  text += "</t>";
+  for (auto _ : state) {
+    ZrBarnXml r("r");
+    r.SetText(text);
+    r.OpenRack("t");
+    int32_t v = 0;
+    int64_t sum = 0;
+    while (r.Value("a", v, -1)) sum += v;
+    std::string b;
+    while (r.Value("b", b, "")) ++sum;
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetComplexityN(state.range(0));
+}
+BENCHMARK(BM_ReadInterleaved)->RangeMultiplier(4)->Range(1 << 12, 1 << 18)->Complexity();
 
 BENCHMARK_MAIN();

@@ -11,7 +11,6 @@
 //   thread against its plain reference loop.
 #include <benchmark/benchmark.h>
 
-#include <QtGlobal>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -78,10 +77,6 @@ const ZrFloatMatrix& Screen(int32_t size) {
   return it->second;
 }
 
-void Quiet() {
-  qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
-}
-
 // The fit as first written (per-pixel basis, one thread), once per size.
 const ZrFloatMatrix& PerPixelBackground(int32_t size) {
   static std::map<int32_t, ZrFloatMatrix> done;
@@ -130,7 +125,6 @@ bool SameM(int32_t size, int32_t threads) {
 
 // Arguments: image size, threads, per-pixel basis (1) or symmetric (0).
 void BM_Fit(benchmark::State& state) {
-  Quiet();
   const int32_t size = static_cast<int32_t>(state.range(0));
   RfaFitOptions o;
   o.Threads = static_cast<int32_t>(state.range(1));
@@ -188,7 +182,6 @@ uint64_t Fingerprint(const ZrFloatMatrix& m) {
 // Argument: 0 without reuse, 1 with reuse, 2 with reuse but no basis table. The caches are
 // emptied before each pass over the series, so its first image computes M.
 void BM_Series(benchmark::State& state) {
-  Quiet();
   static std::vector<uint64_t> uncached;  // fingerprints of the backgrounds without reuse
   const std::vector<ZrFloatMatrix>& images = SeriesImages();
   const RfaParameters params = Parameters(ScreenRadius(1024), 5);

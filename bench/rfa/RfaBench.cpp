@@ -2,13 +2,15 @@
 // plain (mean) ring statistic, and, for scale, the spherical-harmonics fit on the same screens.
 #include <benchmark/benchmark.h>
 
-#include <QtGlobal>
 #include <map>
 
+#include "rfa/RfaAngularMap.h"
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
+#include "rfa/RfaInterpolation.h"
 #include "rfa/RfaParameters.h"
 #include "rfa/RfaScreenAdjust.h"
+#include "rfa/RfaScreenFind.h"
 #include "tests/common/ZrTestScreens.h"
 
 namespace {
@@ -37,6 +39,44 @@ void BM_AdjustScreen(benchmark::State& state) {
 }
 BENCHMARK(BM_AdjustScreen)->Arg(10)->Arg(4)->Unit(benchmark::kMillisecond);
 
+// rfa-process --find-screen: the whole image, coarse region then rays.
+void BM_FindScreen(benchmark::State& state) {
+  const ZrFloatMatrix& screen = Screen(static_cast<int32_t>(state.range(0)));
+  for (auto _ : state) {
+    RfaFoundScreen found = RfaFindScreen(screen);
+    benchmark::DoNotOptimize(found.R);
+  }
+}
+BENCHMARK(BM_FindScreen)->Arg(1024)->Arg(2048)->Unit(benchmark::kMillisecond);
+
+// rfa-process --subpixel-shift (argument: the RfaInterpolation) and --angular-map 0.25.
+void BM_SubpixelShift(benchmark::State& state) {
+  const ZrFloatMatrix& screen = Screen(1024);
+  const auto kind = static_cast<RfaInterpolation>(state.range(0));
+  for (auto _ : state) {
+    ZrFloatMatrix moved = RfaShiftImage(screen, 3.37, -8.61, kind);
+    benchmark::DoNotOptimize(moved.Data);
+  }
+  state.SetLabel(RfaInterpolationName(kind));
+}
+BENCHMARK(BM_SubpixelShift)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
+
+void BM_AngularMaps(benchmark::State& state) {
+  const ZrFloatMatrix& screen = Screen(1024);
+  RfaParameters p;
+  p.Sr = 440;
+  p.SMargin = 10;
+  const RfaAngularGrid grid = RfaMakeAngularGrid(0.25, p);
+  const RfaStereoGrid stereo = RfaMakeStereoGrid(0.25, p);
+  for (auto _ : state) {
+    ZrFloatMatrix a = RfaAngularMap(screen, p, grid, RfaInterpolation::Keys);
+    ZrFloatMatrix b = RfaStereographicMap(screen, p, stereo, RfaInterpolation::Keys);
+    benchmark::DoNotOptimize(a.Data);
+    benchmark::DoNotOptimize(b.Data);
+  }
+}
+BENCHMARK(BM_AngularMaps)->Unit(benchmark::kMillisecond);
+
 // Arguments: image size, ring statistic (0 median, 1 mean).
 void BM_AzimuthalAverageBackground(benchmark::State& state) {
   const int32_t size = static_cast<int32_t>(state.range(0));
@@ -55,7 +95,6 @@ BENCHMARK(BM_AzimuthalAverageBackground)
 
 // The fit the chain runs before the azimuthal step (degree 5, margin 10, the screen's radius).
 void BM_SphericalHarmonicsBackground(benchmark::State& state) {
-  qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
   const int32_t size = static_cast<int32_t>(state.range(0));
   const ZrFloatMatrix& screen = Screen(size);
   RfaParameters p;

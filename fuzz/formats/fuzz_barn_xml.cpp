@@ -1,5 +1,7 @@
 // Tags arbitrary text and walks it as a reader would: every element name found in the input
-// is opened, read as each value type, its attributes parsed, and closed, level by level.
+// and every child the tree lists is opened, read as each value type, its attributes parsed,
+// and closed, level by level.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <set>
@@ -12,7 +14,10 @@
 namespace {
 
 void Walk(ZrBarnXml& xml, const std::vector<std::string>& names, int depth) {
-  for (const std::string& name : names) {
+  std::vector<std::string> here = xml.ChildNames();
+  here.resize(std::min<size_t>(here.size(), 4));
+  here.insert(here.end(), names.begin(), names.end());
+  for (const std::string& name : here) {
     std::string s;
     int32_t i = 0;
     double d = 0;

@@ -1,6 +1,6 @@
-// Fuzz target for the raw float, TIFF and PNG readers: the first byte picks the reader (bit 0
-// TIFF, else bit 1 PNG, else raw float; for TIFF bits 2-3 the page), the rest is the file. A
-// ZrError is the expected answer to bad input; anything else is a finding.
+// Fuzz target for the raw float, TIFF (pixels and text tags) and PNG readers: the first byte picks
+// the reader (bit 0 TIFF, else bit 1 PNG, else raw float; for TIFF bits 2-3 the page), the rest is
+// the file. A ZrError is the expected answer to bad input; anything else is a finding.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -17,11 +17,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       page.index = (data[0] >> 2) & 3;
       const ZrFloatMatrix image = ZrDecodeTiff(bytes, "fuzz.tif", &page);
       if (page.index >= page.count) std::abort();  // a page it lacks is refused
-      // What was read must survive our own writer and reader unchanged.
+      const ZrTiffText text = ZrDecodeTiffText(bytes, "fuzz.tif");
+      // What was read, tags included, must survive our own writer and reader unchanged.
       if (image.Count() > 0) {
-        const ZrFloatMatrix again = ZrDecodeTiff(ZrEncodeTiff(image, "fuzz.tif"), "fuzz.tif");
+        const std::string written = ZrEncodeTiff(image, "fuzz.tif", text);
+        const ZrFloatMatrix again = ZrDecodeTiff(written, "fuzz.tif");
         if (again.Count() != image.Count() ||
             std::memcmp(again.Data, image.Data, 4 * static_cast<size_t>(image.Count())) != 0) {
+          std::abort();
+        }
+        const ZrTiffText textAgain = ZrDecodeTiffText(written, "fuzz.tif");
+        if (textAgain.Description != text.Description || textAgain.Software != text.Software) {
           std::abort();
         }
       }

@@ -31,6 +31,30 @@ struct ZrCaseName {
   }
 };
 
+// Sets an environment variable for the life of the object, then restores what was there.
+class ZrScopedEnvironment {
+ public:
+  ZrScopedEnvironment(const char* name, const char* value) : name_(name) {
+    const char* old = std::getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    setenv(name, value, 1);
+  }
+  ~ZrScopedEnvironment() {
+    if (had_) {
+      setenv(name_.c_str(), old_.c_str(), 1);
+    } else {
+      unsetenv(name_.c_str());
+    }
+  }
+  ZrScopedEnvironment(const ZrScopedEnvironment&) = delete;
+  ZrScopedEnvironment& operator=(const ZrScopedEnvironment&) = delete;
+
+ private:
+  std::string name_, old_;
+  bool had_ = false;
+};
+
 inline std::string ZrTestDataDir() {
   const char* dir = std::getenv("ZR_TEST_DATA_DIR");
   return dir != nullptr ? std::string(dir) : std::string(ZR_SOURCE_DIR "/tests/data");

@@ -296,19 +296,13 @@ TEST_F(ImageFileTest, FailedWriteKeepsThePreviousFileAndLeavesNoTemporary) {
   EXPECT_EQ(Entries(), std::vector<std::string>{"keep.tif"});
 }
 
-TEST_F(ImageFileTest, WriteAndOpenErrorsNameTheFile) {
-  EXPECT_ZR_ERROR(ZrImageWrite(Path("no/such/dir/a.tif"), MakeTestImage(2, 2, 0, 0)),
-                  Path("no/such/dir/a.tif") + ": cannot write (No such file or directory)");
+TEST_F(ImageFileTest, ErrorsNameTheFile) {
   EXPECT_ZR_ERROR(
       ZrImageWrite(Path("a.jpg"), MakeTestImage(2, 2, 0, 0)),
       Path("a.jpg") +
           ": unknown image file extension (use .tif, .tiff, .rawf, .xml, .png or .npy)");
   EXPECT_ZR_ERROR(ZrImageWritePng(Path("e.png"), ZrFloatMatrix(), 0, 1),
                   Path("e.png") + ": an empty image cannot be stored as PNG");
-  EXPECT_ZR_ERROR(ZrImageRead(Path("none.tif")),
-                  Path("none.tif") + ": cannot open (No such file or directory)");
-  EXPECT_ZR_ERROR(ZrImageRead(dir_.path().toStdString()),
-                  dir_.path().toStdString() + ": cannot open (not a regular file)");
   QImage colour(2, 2, QImage::Format_RGB32);
   colour.fill(qRgb(10, 200, 30));
   ASSERT_TRUE(colour.save(QString::fromStdString(Path("c.png"))));

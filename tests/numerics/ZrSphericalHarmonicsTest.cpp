@@ -6,11 +6,11 @@
 
 #include <omp.h>
 
-#include <QStringList>
-#include <QtGlobal>
 #include <cmath>
+#include <string>
 #include <vector>
 
+#include "numerics/ZrDebugOutput.h"
 #include "numerics/ZrSphericalMapping.h"
 #include "tests/common/ZrTestUtil.h"
 
@@ -223,13 +223,9 @@ TEST(ZrShFits, ProjectionOfDegreeZeroIsTheWeightedSum) {
 }
 
 TEST(ZrShFits, DegreeByDegreeRemovesEachDegreeInTurnWhateverTheThreadCount) {
-  QStringList lines;
-  static QStringList* sink = nullptr;
-  sink = &lines;
-  const QtMessageHandler previous =
-      qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-        if (sink != nullptr) sink->append(text);
-      });
+  static std::vector<std::string> lines;
+  lines.clear();
+  ZrSetDebugSink([](const std::string& line) { lines.push_back(line); });
   const ZrFloatMatrix image = SphereImage(2, 1, 3.0f);
   ZrSphericalHarmonics sh;
   ZrShFitControl control;
@@ -240,11 +236,10 @@ TEST(ZrShFits, DegreeByDegreeRemovesEachDegreeInTurnWhateverTheThreadCount) {
   omp_set_num_threads(6);  // more threads than cores; 91 rows = 6 x 15 + 1
   const ZrShCoefficients six = sh.DegreeFit(image, 3, "EquidistantCylindrical");
   omp_set_num_threads(threads);
-  qInstallMessageHandler(previous);
-  sink = nullptr;
+  ZrSetDebugSink(nullptr);
   EXPECT_EQ(c.Values, six.Values);
-  EXPECT_EQ(lines, QStringList({"OpenMP 0", "OpenMP 1", "OpenMP 2"}) +
-                       QStringList({"OpenMP 0", "OpenMP 1", "OpenMP 2"}));
+  EXPECT_EQ(lines, std::vector<std::string>(
+                       {"OpenMP 0", "OpenMP 1", "OpenMP 2", "OpenMP 0", "OpenMP 1", "OpenMP 2"}));
   EXPECT_EQ(control.Current.load(), 2);
   EXPECT_EQ(control.Total.load(), 3);
   // The constant 3 is 3 sqrt(4 pi) Y00.

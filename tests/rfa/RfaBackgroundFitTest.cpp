@@ -18,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+#include "formats/ZrQtDebug.h"
+#include "numerics/ZrDebugOutput.h"
 #include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
 #include "rfa/RfaParameters.h"
@@ -57,9 +59,11 @@ class RfaBackgroundFitTest : public ::testing::Test {
   void SetUp() override {
     gDebugLines = &DebugLines;
     previous = qInstallMessageHandler(CollectDebug);
+    ZrDebugToQt();  // as the plug-in program does at start-up
     RfaClearFitCaches();
   }
   void TearDown() override {
+    ZrSetDebugSink(nullptr);
     qInstallMessageHandler(previous);
     gDebugLines = nullptr;
   }

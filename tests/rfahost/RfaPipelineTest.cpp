@@ -112,7 +112,8 @@ TEST(RfaPipeline, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
   const std::string& log = texts.at("log");
   const std::string program =
       QFileInfo(QCoreApplication::applicationFilePath()).fileName().toStdString();
-  EXPECT_EQ(log.rfind("<app><name>" + program + "</name>\n<ver>0.0.5</ver>\n", 0), 0u) << log;
+  EXPECT_EQ(log.rfind("<app><name>" + program + "</name>\n<ver>" + kZrVersion + "</ver>\n", 0), 0u)
+      << log;
   EXPECT_NE(log.find("<name>ApplyCheckedOperations</name>"), std::string::npos) << log;
   EXPECT_NE(log.find("<key>IsBgAz</key>\n<value>false</value>"), std::string::npos) << log;
   EXPECT_NE(log.find("<key>IsBgSh</key>\n<value>true</value>"), std::string::npos) << log;

@@ -17,12 +17,12 @@
 #include <cstring>
 #include <memory>
 
+#include "formats/ZrKeyRecord.h"
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "imageio/ZrImageFile.h"
 #include "refhost/ZrRefHost.h"
 #include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
-#include "tools/RfaProcess.h"
 #include "viewer/ZrViewerMainWindow.h"
 
 namespace {
@@ -147,7 +147,7 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
 // replace them after its update.
 TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   const std::string image = Write("result.tif", Ramp(8, 8));
-  RfaWriteKeysFile(dir_.filePath("result.keys.xml").toStdString(),
+  ZrKeyRecordWrite(dir_.filePath("result.keys.xml").toStdString(),
                    {{"MaskMcpDip", 1}, {"RFA_background", -0.125}},
                    {{"log", "rfa-process\nOpen"}, {"source", "a b.tif"}});
   const int32_t id = viewer_->OpenFile(image);

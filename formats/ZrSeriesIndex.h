@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "hostlink/ZrPackUnpack.h"
+#include "formats/ZrBarnXml.h"
 
 struct ZrSeriesEntry {
   std::string file;  // as stored: relative to the index file's folder, or absolute
@@ -20,8 +20,9 @@ struct ZrSeriesIndex {
   std::vector<ZrSeriesEntry> entries;
 };
 
-// Writes or reads the tree below the root, the packer's mode deciding.
-void ZrSeriesIndexExchange(ZrPackUnpack::ZrPackUnpackXml& packer, ZrSeriesIndex& index);
+// Writes or reads the tree below the root, the document's mode deciding (also inside the
+// reference host's window dump).
+void ZrSeriesIndexExchange(ZrBarnXml& xml, ZrSeriesIndex& index);
 
 // The index as text, and back. Reading fails with "Not a series index file" when the root is
 // missing.

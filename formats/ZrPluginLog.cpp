@@ -1,7 +1,6 @@
 // The processing log and its "app" document.
-#include "hostlink/ZrPluginLog.h"
+#include "formats/ZrPluginLog.h"
 
-#include <boost/shared_ptr.hpp>
 #include <sstream>
 
 #include "formats/ZrBarnXml.h"
