@@ -41,6 +41,8 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
       {{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
       {{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
       {{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
+      {{"-j3", "--jobs", "3"}, "unknown option -j3 (see --help)"},
+      {{"--png=1"}, "unknown option --png=1 (see --help)"},
       {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""},
       {{"--frames", "3:3"},
        "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
@@ -58,13 +60,14 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
       RfaParseCommandLine({"-p",      "a.rfa_bg",  "in1",         "--no-bg-sh",    "-s",
                            "Sx_=120", "-j",        "3",           "--set",         "IsBgSh_=true",
                            "-o",      "res",       "in2",         "--png",         "--frames",
-                           "4:",      "--dataset", "/entry/data", "--fit-threads", "2"});
+                           "4:",      "--dataset", "/entry/data", "--fit-threads", "2",
+                           "\xff.tif"});
   EXPECT_EQ(o.parameterFile, "a.rfa_bg");
   EXPECT_EQ(o.outputDir, "res");
   EXPECT_EQ(o.jobs, 3);
   EXPECT_EQ(o.fitThreads, 2);
   EXPECT_TRUE(o.pictures);
-  EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2"}));
+  EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2", "\xff.tif"}));  // bytes kept
   EXPECT_EQ(o.frames.dataset, "/entry/data");
   EXPECT_EQ(o.frames.first, 4);
   EXPECT_EQ(o.frames.end, -1);
