@@ -1,4 +1,4 @@
-// The main window: thin slots around the operations of rfa/RfaPipeline and the app functions.
+// The main window: thin slots around the operations of rfahost/RfaPipeline and the app functions.
 #include "app/MainWindow.h"
 
 #include <QCloseEvent>
@@ -8,7 +8,7 @@
 #include "app/RfaParameterFiles.h"
 #include "app/RfaParametersBind.h"
 #include "rfa/RfaParameters.h"
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 #include "ui_MainWindow.h"
 
 namespace {
@@ -20,6 +20,7 @@ RfaParameters& Params() {
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), host_(), initTimer_(), ui_(std::make_unique<Ui::MainWindow>()) {
   ui_->setupUi(this);
+  RfaConnectPanel(ui_->centralWidget, this, [this] { PanelChanged(); });
   connect(&initTimer_, SIGNAL(timeout()), this, SLOT(onInitTimer()));
   initTimer_.start(10);
 }
@@ -159,74 +160,4 @@ void MainWindow::on_actionSave_Parameters_triggered() {
     Params().Bind(true, ui_.get());
     RfaSaveParametersCommand(this, Params());
   });
-}
-
-void MainWindow::on_dspSx_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dspSy_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dspSr_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_spMargin_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_dspMaxAngle_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dsbThres_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_sbAdjSize_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_spSizel_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_dsbAx_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dsbAy_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_cbShowTmp_toggled(bool) {
-  PanelChanged();
-}
-void MainWindow::on_dsbDipCx_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dsbDipCy_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_dsbDipR_valueChanged(double) {
-  PanelChanged();
-}
-void MainWindow::on_sbMaskCx_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_sbMaskCy_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_sbMaskRx_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_sbMaskRy_valueChanged(int) {
-  PanelChanged();
-}
-void MainWindow::on_cbMoveCenter_toggled(bool) {
-  PanelChanged();
-}
-void MainWindow::on_cbBgSh_toggled(bool) {
-  PanelChanged();
-}
-void MainWindow::on_cbBgAz_toggled(bool) {
-  PanelChanged();
-}
-void MainWindow::on_cbMaskMcpDip_toggled(bool) {
-  PanelChanged();
-}
-void MainWindow::on_cbMaskOutside_toggled(bool) {
-  PanelChanged();
 }

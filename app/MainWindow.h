@@ -45,35 +45,11 @@ class MainWindow : public QMainWindow {
   void on_actionLoad_parameters_triggered();
   void on_actionSave_Parameters_triggered();
 
-  // Every change of the panel re-reads it and rewrites the settings file.
-  void on_dspSx_valueChanged(double);
-  void on_dspSy_valueChanged(double);
-  void on_dspSr_valueChanged(double);
-  void on_spMargin_valueChanged(int);
-  void on_dspMaxAngle_valueChanged(double);
-  void on_dsbThres_valueChanged(double);
-  void on_sbAdjSize_valueChanged(int);
-  void on_spSizel_valueChanged(int);
-  void on_dsbAx_valueChanged(double);
-  void on_dsbAy_valueChanged(double);
-  void on_cbShowTmp_toggled(bool);
-  void on_dsbDipCx_valueChanged(double);
-  void on_dsbDipCy_valueChanged(double);
-  void on_dsbDipR_valueChanged(double);
-  void on_sbMaskCx_valueChanged(int);
-  void on_sbMaskCy_valueChanged(int);
-  void on_sbMaskRx_valueChanged(int);
-  void on_sbMaskRy_valueChanged(int);
-  void on_cbMoveCenter_toggled(bool);
-  void on_cbBgSh_toggled(bool);
-  void on_cbBgAz_toggled(bool);
-  void on_cbMaskMcpDip_toggled(bool);
-  void on_cbMaskOutside_toggled(bool);
-
  protected:
   void closeEvent(QCloseEvent* event) override;
 
  private:
+  // Every change of a panel widget re-reads the panel and rewrites the settings file.
   void PanelChanged();
 
   ZrPluginFuncVeldra host_;

@@ -8,7 +8,6 @@
 #include <QtDebug>
 #include <utility>
 
-#include "formats/ZrBarnXml.h"
 #include "formats/ZrFileBytes.h"
 #include "formats/ZrQBarnXml.h"
 #include "numerics/ZrError.h"
@@ -119,14 +118,9 @@ void RfaWriteFileAtomically(const QString& path, const std::string& bytes) {
   ZrWriteFileAtomic(path.toUtf8().toStdString(), bytes, "FILE CANNOT WRITE:");
 }
 
-void RfaSaveParameterFile(RfaParameters& params, const QString& path) {
-  // The tree is built in memory and written in one piece; its text is exactly what the
-  // file variant of the XML tree would write.
-  ZrBarnXml tree("w");
-  params.Exchange(tree, "ini");
-  std::string text;
-  tree.GetText(text);
-  RfaWriteFileAtomically(path, text);
+void RfaSaveParameterFile(const RfaParameters& params, const QString& path) {
+  // The text is exactly what the file variant of the XML tree would write.
+  RfaWriteFileAtomically(path, RfaParameterFileText(params));
 }
 
 void RfaLoadParameterFile(RfaParameters& params, const QString& path) {
@@ -140,7 +134,7 @@ QString SettingsFile() {
 }
 }  // namespace
 
-void SaveToIni(RfaParameters& params) {
+void SaveToIni(const RfaParameters& params) {
   RfaSaveParameterFile(params, SettingsFile());
 }
 
@@ -165,7 +159,7 @@ bool RfaLoadParametersCommand(QWidget* parent, QString& rememberedDirectory,
   return true;
 }
 
-bool RfaSaveParametersCommand(QWidget* parent, RfaParameters& params) {
+bool RfaSaveParametersCommand(QWidget* parent, const RfaParameters& params) {
   const QString chosen =
       GetSaveFileName(parent, "paremeter.rfa_bg", "parameter (*.rfa_bg)", "Save paramtrs");
   if (chosen.isEmpty()) return false;

@@ -47,12 +47,12 @@ void RfaWriteFileAtomically(const QString& path, const std::string& bytes);
 
 // Parameter files with root "ini". Saving writes the whole set; loading reads what the file
 // holds (a file without "ini" changes nothing). Errors of the XML layer pass out as ZrError.
-void RfaSaveParameterFile(RfaParameters& params, const QString& path);
+void RfaSaveParameterFile(const RfaParameters& params, const QString& path);
 void RfaLoadParameterFile(RfaParameters& params, const QString& path);
 
 // The automatic settings file: rewritten after every panel change; read once at start-up,
 // where any failure (a missing file included) is ignored and the current values stay.
-void SaveToIni(RfaParameters& params);
+void SaveToIni(const RfaParameters& params);
 void LoadFromIni(RfaParameters& params);
 
 // "Load Parameters" up to the widget refill: the open dialog in the remembered directory (read
@@ -61,4 +61,4 @@ void LoadFromIni(RfaParameters& params);
 bool RfaLoadParametersCommand(QWidget* parent, QString& rememberedDirectory, RfaParameters& params);
 // "Save Parameters" after the panel has been read: the save dialog, then the file. Returns
 // false when cancelled.
-bool RfaSaveParametersCommand(QWidget* parent, RfaParameters& params);
+bool RfaSaveParametersCommand(QWidget* parent, const RfaParameters& params);

@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <limits>
 
-#include "tools/RfaProcess.h"
+#include "numerics/ZrError.h"
+#include "rfa/RfaParameterFields.h"
 
 RfabgNaN RfabgNaNFromName(const std::string& name) {
   if (name == "zero") return RfabgNaN::Zero;
@@ -59,18 +60,8 @@ RfabgImage::~RfabgImage() {
 
 namespace {
 
-const RfaParameterField& FindField(const std::string& key, std::string* fullKey = nullptr) {
-  const auto& fields = RfaParameterFields();
-  const auto it = std::find_if(fields.begin(), fields.end(), [&](const auto& f) {
-    return f.first == key || f.first == key + "_";
-  });
-  if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
-  if (fullKey != nullptr) *fullKey = it->first;
-  return it->second;
-}
-
 bool IsLongDouble(const RfaParameterField& field) {
-  return std::holds_alternative<long double RfaParameters::*>(field);
+  return std::holds_alternative<long double RfaParameters::*>(field.member);
 }
 
 std::string Format(const char* format, long double value) {
@@ -83,7 +74,7 @@ std::string Format(const char* format, long double value) {
 
 std::vector<std::string> RfabgParameterKeys() {
   std::vector<std::string> keys;
-  for (const auto& field : RfaParameterFields()) keys.push_back(field.first);
+  for (const RfaParameterField& field : RfaParameterFields()) keys.push_back(field.key);
   return keys;
 }
 
@@ -99,11 +90,11 @@ RfabgValue RfabgGetParameter(const RfaParameters& params, const std::string& key
           return static_cast<double>(params.*member);
         }
       },
-      FindField(key));
+      RfaFindParameterField(key).member);
 }
 
 void RfabgSetParameter(RfaParameters& params, const std::string& key, const RfabgValue& value) {
-  const RfaParameterField& field = FindField(key);
+  const RfaParameterField& field = RfaFindParameterField(key);
   std::string text;
   if (const auto* b = std::get_if<bool>(&value)) {
     text = *b ? "true" : "false";
@@ -129,9 +120,10 @@ void RfabgSetParameter(RfaParameters& params, const std::string& key, const Rfab
 
 std::vector<std::pair<std::string, std::string>> RfabgParameterTexts(const RfaParameters& params) {
   std::vector<std::pair<std::string, std::string>> texts;
-  for (const auto& [key, field] : RfaParameterFields()) {
+  for (const RfaParameterField& field : RfaParameterFields()) {
+    const std::string k = field.key;
     std::visit(
-        [&, k = key](auto member) {
+        [&](auto member) {
           using T = std::decay_t<decltype(params.*member)>;
           const T v = params.*member;
           if constexpr (std::is_same_v<T, bool>) {
@@ -142,7 +134,7 @@ std::vector<std::pair<std::string, std::string>> RfabgParameterTexts(const RfaPa
             texts.emplace_back(k, Format(std::is_same_v<T, double> ? "%.17Lg" : "%.21Lg", v));
           }
         },
-        field);
+        field.member);
   }
   return texts;
 }

@@ -81,9 +81,9 @@ std::vector<std::pair<std::string, std::string>> Endings(const RfaProcessJob& jo
 
 RfaRecordFields ParameterFields(const RfaParameters& p) {
   RfaRecordFields fields;
-  for (const auto& [key, field] : RfaParameterFields()) {
+  for (const RfaParameterField& field : RfaParameterFields()) {
     std::visit(
-        [&, k = key](auto member) {
+        [&, k = std::string(field.key)](auto member) {
           using T = std::decay_t<decltype(p.*member)>;
           if constexpr (std::is_same_v<T, bool>) {
             fields.emplace_back(k, p.*member);
@@ -93,7 +93,7 @@ RfaRecordFields ParameterFields(const RfaParameters& p) {
             fields.emplace_back(k, static_cast<double>(p.*member));
           }
         },
-        field);
+        field.member);
   }
   return fields;
 }
@@ -152,54 +152,52 @@ std::string Picture(const ZrFloatMatrix& image, const std::string& path) {
 
 }  // namespace
 
-bool RfaParseAnalysisOption(const std::vector<std::string>& args, size_t& i,
-                            RfaAnalysisOptions& options) {
-  const std::string& a = args[i];
-  auto next = [&]() -> const std::string& {
-    if (i + 1 >= args.size()) throw ZrError("option " + a + " needs a value");
-    return args[++i];
+const std::vector<RfaCommandOption<RfaAnalysisOptions>>& RfaAnalysisCommandOptions() {
+  using O = RfaAnalysisOptions;
+  static const std::vector<RfaCommandOption<O>> options = {
+      {{"find-screen"},
+       "MODE",
+       "find the screen circle (Sx_, Sy_, Sr_) on every image\n"
+       "(image) or once on the first (series)",
+       [](O& o, const std::string& mode) {
+         if (mode == "image") {
+           o.findScreen = RfaFindScreenMode::Image;
+         } else if (mode == "series") {
+           o.findScreen = RfaFindScreenMode::Series;
+         } else {
+           throw ZrError("--find-screen needs image or series, not \"" + mode + "\"");
+         }
+       }},
+      {{"subpixel-shift"},
+       "",
+       "move to the centre by an interpolated shift (Keys'\n"
+       "cubic) instead of whole pixels",
+       [](O& o, const std::string&) { o.subpixel = true; }},
+      {{"background"},
+       "",
+       "also write OUT/<name>.background.tif and\n"
+       ".coefficients.csv of the spherical-harmonics fit",
+       [](O& o, const std::string&) { o.background = true; }},
+      {{"profile"},
+       "",
+       "also write the radial profiles OUT/<name>.profile.csv\n"
+       "and .profile.png",
+       [](O& o, const std::string&) { o.profile = true; }},
+      {{"angular-map"},
+       "STEP",
+       "also write OUT/<name>.angular.tif (theta, phi grid) and\n"
+       ".stereo.tif (stereographic), STEP degrees",
+       [](O& o, const std::string& text) {
+         bool whole = false;
+         const double step = ZrParseNumber<double>(text, &whole);
+         if (!whole || !(step > 0 && step <= 90)) {
+           throw ZrError("--angular-map needs a step in degrees above 0 and at most 90, not \"" +
+                         text + "\"");
+         }
+         o.angularStep = step;
+       }},
   };
-  if (a == "--find-screen") {
-    const std::string& mode = next();
-    if (mode == "image") {
-      options.findScreen = RfaFindScreenMode::Image;
-    } else if (mode == "series") {
-      options.findScreen = RfaFindScreenMode::Series;
-    } else {
-      throw ZrError("--find-screen needs image or series, not \"" + mode + "\"");
-    }
-  } else if (a == "--subpixel-shift") {
-    options.subpixel = true;
-  } else if (a == "--background") {
-    options.background = true;
-  } else if (a == "--profile") {
-    options.profile = true;
-  } else if (a == "--angular-map") {
-    const std::string& text = next();
-    bool whole = false;
-    const double step = ZrParseNumber<double>(text, &whole);
-    if (!whole || !(step > 0 && step <= 90)) {
-      throw ZrError("--angular-map needs a step in degrees above 0 and at most 90, not \"" + text +
-                    "\"");
-    }
-    options.angularStep = step;
-  } else {
-    return false;
-  }
-  return true;
-}
-
-std::string RfaAnalysisUsage() {
-  return "      --find-screen MODE  find the screen circle (Sx_, Sy_, Sr_) on every image\n"
-         "                          (image) or once on the first (series)\n"
-         "      --subpixel-shift    move to the centre by an interpolated shift (Keys'\n"
-         "                          cubic) instead of whole pixels\n"
-         "      --background        also write OUT/<name>.background.tif and\n"
-         "                          .coefficients.csv of the spherical-harmonics fit\n"
-         "      --profile           also write the radial profiles OUT/<name>.profile.csv\n"
-         "                          and .profile.png\n"
-         "      --angular-map STEP  also write OUT/<name>.angular.tif (theta, phi grid) and\n"
-         "                          .stereo.tif (stereographic), STEP degrees\n";
+  return options;
 }
 
 void RfaCheckAnalysisOptions(const RfaAnalysisOptions& options, const RfaParameters& params) {

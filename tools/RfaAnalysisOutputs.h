@@ -14,6 +14,7 @@
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaParameters.h"
 #include "rfa/RfaScreenFind.h"
+#include "tools/RfaCommandOption.h"
 
 enum class RfaFindScreenMode {
   Off,
@@ -36,13 +37,9 @@ struct RfaSeriesScreen {
   std::string From;
 };
 
-// Parses the option at args[i] if it is one of --find-screen MODE (image or series),
-// --subpixel-shift, --background, --profile and --angular-map STEP, moving i past its value;
-// false for any other argument. A bad value throws ZrError with its text.
-bool RfaParseAnalysisOption(const std::vector<std::string>& args, size_t& i,
-                            RfaAnalysisOptions& options);
-// Their lines of the usage text.
-std::string RfaAnalysisUsage();
+// The options --find-screen MODE (image or series), --subpixel-shift, --background, --profile
+// and --angular-map STEP; a bad value throws ZrError with its text.
+const std::vector<RfaCommandOption<RfaAnalysisOptions>>& RfaAnalysisCommandOptions();
 
 // Refuses, before anything runs, what no image could make of the parameters: an angular grid
 // that is impossible (RfaMakeAngularGrid, RfaMakeStereoGrid), --background without the

@@ -1,163 +1,17 @@
 // rfa-process: the RFA operation chain on image files, for scripts and batch work.
-// main.cpp only forwards its arguments to RfaProcessMain; everything else is here so that
-// tests call it directly.
+// main.cpp only forwards its arguments to RfaProcessMain; the command line
+// (RfaProcessArgs.h), the jobs (RfaProcessJobs.h) and the samples are in the library so that
+// tests call them directly.
 #pragma once
 
-#include <functional>
 #include <iosfwd>
-#include <map>
-#include <memory>
 #include <string>
-#include <utility>
-#include <variant>
 #include <vector>
 
-#include "imageio/ZrImageCodec.h"
-#include "numerics/ZrMatrix.h"
-#include "rfa/RfaBackgroundFit.h"
-#include "rfa/RfaChain.h"
 #include "rfa/RfaParameters.h"
 #include "samples/RfaSyntheticScreen.h"
-#include "tools/RfaAnalysisOutputs.h"
-
-// Which frames of stack inputs are processed: first .. end - 1 (end -1: to the last) of the
-// HDF5 dataset `dataset` (empty: the file's only image dataset).
-struct RfaFrameRange {
-  std::string dataset;
-  int64_t first = 0;
-  int64_t end = -1;
-};
-
-// What the command line asks for.
-struct RfaProcessOptions {
-  std::vector<std::string> inputs;  // image files and folders, in command-line order
-  std::string outputDir = "rfa-out";
-  std::string parameterFile;  // ".rfa_bg"; empty: the built-in defaults
-  std::vector<std::pair<std::string, std::string>> overrides;  // file key, value text
-  int jobs = 1;
-  int page = 0;             // page of multi-page TIFF files, from 0
-  bool pageChosen = false;  // --page was given
-  int fitThreads = 0;       // threads of each background fit; 0: RfaFitThreadsPerJob(jobs)
-  bool pictures = false;    // also write <name>.before.png and <name>.after.png
-  bool overwrite = true;
-  bool allowEmpty = false;  // an all-zero result counts as a result
-  bool help = false;
-  bool verbose = false;  // keep the libraries' diagnostic output; a line per file
-  bool version = false;
-  RfaFrameRange frames;  // of every stack input
-  RfaAnalysisOptions analysis;
-  std::string makeSamplesDir;  // non-empty: write the synthetic samples there and stop
-  int sampleCount = 3;
-  int sampleSize = 256;
-};
-
-// Parses the arguments after the program name; a usage error throws ZrError with its text.
-RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args);
-
-// The usage text printed by --help.
-std::string RfaProcessUsage();
-
-// Sets one parameter by its file key ("Sx_", "IsBgSh_"; the trailing "_" may be left out).
-// Unlike a parameter file, which reads a malformed number as 0, a bad value is refused.
-void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value);
-
-// Defaults, then the parameter file, then the overrides in order; values no operation can
-// compute with are refused (RfaParameters::CheckRanges).
-RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
-
-// One image of a batch: where it comes from and where its results go.
-struct RfaProcessJob {
-  std::string input;
-  std::string outputImage;  // <outputDir>/<stem>.tif
-  std::string outputKeys;   // <outputDir>/<stem>.keys.xml
-  std::string beforePng;    // optional pictures for people; empty: none
-  std::string afterPng;
-  bool allowEmpty = false;  // an all-zero result is written and counts as done
-  int page = 0;             // the page of a multi-page TIFF to process, from 0
-  bool notePages = true;    // say so when the file holds pages that are not processed
-  int64_t frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
-  std::string dataset;      // its HDF5 dataset
-  std::string error;        // non-empty: the input could not be opened; the job fails with this
-  RfaAnalysisOptions analysis;
-  std::shared_ptr<const RfaSeriesScreen> series;  // the screen found once for the run
-};
-
-// Expands folders (their image and stack files, not recursive, sorted by name, hidden files
-// and the side files written here -- "*.keys.xml", "*.before.png", "*.after.png" -- skipped)
-// and stacks (3-D HDF5 datasets and .npy arrays: one job per frame of the range, output
-// "<stem>_<frame>" with the frame number zero-padded to the width of the stack's last
-// number), and names the outputs; two inputs with the same output name, or an output that
-// would replace its own input, throw ZrError. A stack that cannot be opened, or whose frames
-// do not reach the range, gives one job that fails with the reason.
-std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
-                                          const std::string& outputDir, bool pictures = false,
-                                          const RfaFrameRange& frames = {});
-
-// A display range for a picture: the 0.5 % and 99.5 % quantiles of the finite non-zero
-// pixels (zeros are the masked parts), so that a few extreme pixels do not grey out the rest.
-void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi);
-
-// The result of the chain: the image and the key record the plug-in sends to its host, and
-// what makes the image no result (RfaResultCheck): "" when it is one.
-struct RfaProcessResult {
-  ZrFloatMatrix image;
-  std::map<std::string, double> doubles;
-  std::map<std::string, std::string> texts;
-  std::string problem;
-  bool empty = false;  // 0 everywhere, nothing non-finite
-};
-
-// The processing-log entry ("log", naming the program and the parameters) followed by the
-// checked operations, as the plug-in does, judged as they go. chain: how the background fit
-// runs (the result is the same bits), and what the chain does beyond the plug-in's.
-RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
-                                 const RfaChainOptions& chain = {},
-                                 const std::string& program = "rfa-process");
-
-// The stored parameter fields under their file keys, in file order.
-using RfaParameterField = std::variant<double RfaParameters::*, long double RfaParameters::*,
-                                       int32_t RfaParameters::*, bool RfaParameters::*>;
-const std::vector<std::pair<std::string, RfaParameterField>>& RfaParameterFields();
-
-// What processing one file took.
-struct RfaFileReport {
-  double seconds = 0;   // reading, the chain and writing
-  bool fitted = false;  // the chain ran the background fit; fit says how
-  RfaFitReport fit;
-  std::string note;     // for the user ("" for none): a multi-page file had one page processed
-  std::string warning;  // likewise: the background fit is unreliable
-};
-
-// The image of a job: its page or frame, NaN pixels read as 0 (as the plug-in fetches images).
-ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page = nullptr);
-
-// Reads job.input (RfaReadJobImage), processes it and writes the float TIFF, the key file, the
-// provenance and the outputs asked for (RfaResultFiles), all or none (ZrWriteFilesAtomic): a
-// failure leaves the outputs of an earlier run as they were. Failures throw ZrError naming the
-// file. A result with a non-finite pixel, or 0 everywhere (unless job.allowEmpty), is a failure
-// that says why it is likely.
-RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
-                             const RfaFitOptions& fit = {});
-
-// What a run of jobs reports, each list in job order.
-struct RfaRunReport {
-  std::vector<std::string> failures;  // "<file>: <reason>" per failed job
-  std::vector<std::string> notes;     // "<file>: note: ..." and "<file>: warning: ..."
-};
-
-// Threads of each background fit while `jobs` files are processed at once: the processors
-// shared among the jobs, at least one each and at most RfaFitThreads(), so that the jobs and
-// their fits do not ask for more threads than there are processors.
-int RfaFitThreadsPerJob(int jobs);
-
-// Runs the jobs on `threads` worker threads (each job independent; results do not depend
-// on the thread count), each background fit on fitThreads threads (0: RfaFitThreadsPerJob).
-// After each job, serialised: finished(job index, report) for a job that succeeded, then
-// progress(done, total).
-RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
-                        int threads, const std::function<void(int, int)>& progress,
-                        int fitThreads = 0,
-                        const std::function<void(size_t, const RfaFileReport&)>& finished = {});
+#include "tools/RfaProcessArgs.h"
+#include "tools/RfaProcessJobs.h"
 
 // The synthetic screen "sample-<index>.tif" of size x size pixels: the same geometry for
 // every index (screen off the image centre, MCP dip), background tilt, fine structure and
@@ -168,8 +22,8 @@ RfaSyntheticScreenOptions RfaSampleOptions(int index, int size);
 // centre puts it, the outside mask just inside the screen rim.
 RfaParameters RfaSampleParameters(int size);
 
-// Writes a parameter file (root "ini", the plug-in's format) atomically.
-void RfaWriteParameterFile(const std::string& path, RfaParameters& params);
+// Writes a parameter file (RfaParameterFileText) atomically.
+void RfaWriteParameterFile(const std::string& path, const RfaParameters& params);
 
 // Writes count samples ("sample-1.tif", ...) and their "default.rfa_bg" into dir (created if
 // missing); returns the image paths.

@@ -2,7 +2,6 @@
 #include <cmath>
 #include <filesystem>
 
-#include "formats/ZrBarnXml.h"
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "tools/RfaProcess.h"
@@ -64,12 +63,8 @@ RfaParameters RfaSampleParameters(int size) {
   return p;
 }
 
-void RfaWriteParameterFile(const std::string& path, RfaParameters& params) {
-  ZrBarnXml tree("w");
-  params.Exchange(tree, "ini");
-  std::string text;
-  tree.GetText(text);
-  ZrWriteFileAtomic(path, text);
+void RfaWriteParameterFile(const std::string& path, const RfaParameters& params) {
+  ZrWriteFileAtomic(path, RfaParameterFileText(params));
 }
 
 std::vector<std::string> RfaMakeSamples(const std::string& dir, int count, int size) {

@@ -20,7 +20,7 @@
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
 #include "rfa/RfaParameters.h"
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 #include "tests/common/RfaTestParameters.h"
 #include "tests/common/ZrTestScreens.h"
 #include "ui_MainWindow.h"

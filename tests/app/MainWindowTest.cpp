@@ -72,7 +72,7 @@ TEST_F(MainWindowTest, BindCopiesEveryFieldBothWays) {
   window.FillPanel();
   EXPECT_TRUE(p.MappingIsAzM2);
   // Filling fires the value-changed slots; they must not read the half-filled panel back.
-  EXPECT_EQ(RfaStoredText(p), RfaStoredText(RfaDistinctParameters()));
+  EXPECT_EQ(RfaParameterFileText(p), RfaParameterFileText(RfaDistinctParameters()));
 
   // Reading the panel back: every field with a widget is read, the three without one keep
   // whatever they hold.
@@ -83,7 +83,7 @@ TEST_F(MainWindowTest, BindCopiesEveryFieldBothWays) {
   EXPECT_TRUE(p.MappingIsAzM2);
   RfaParameters expected = RfaDistinctParameters();
   expected.MappingIsAz = false;
-  EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected));
+  EXPECT_EQ(RfaParameterFileText(p), RfaParameterFileText(expected));
 }
 
 TEST_F(MainWindowTest, FractionalMaskValuesShowRoundedAndAreReadBackRounded) {
@@ -146,15 +146,15 @@ TEST_F(MainWindowTest, StartupLoadsTheSettingsFileAndQuietlySkipsABadOne) {
 TEST_F(MainWindowTest, EveryPanelChangeRewritesTheSettingsFile) {
   MainWindow window;
   RunStartup();
-  std::string previous = RfaStoredText(Params());
+  std::string previous = RfaParameterFileText(Params());
   int changes = 0;
   const auto check = [&](QWidget* widget) {
     ++changes;
     RfaParameters stored;
     RfaLoadParameterFile(stored, Path("settings.ini"));
-    const std::string now = RfaStoredText(Params());
+    const std::string now = RfaParameterFileText(Params());
     EXPECT_NE(now, previous) << widget->objectName().toStdString();
-    EXPECT_EQ(RfaStoredText(stored), now) << widget->objectName().toStdString();
+    EXPECT_EQ(RfaParameterFileText(stored), now) << widget->objectName().toStdString();
     previous = now;
   };
   for (QAbstractSpinBox* box : window.findChildren<QAbstractSpinBox*>()) {

@@ -91,7 +91,7 @@ TEST_F(RfaParameterFilesTest, RoundTripRestoresEveryStoredFieldToSixDigits) {
     RfaSaveParameterFile(sets[i], Path("p.rfa_bg"));
     RfaParameters read = sets[1 - i];  // differs in every field
     RfaLoadParameterFile(read, Path("p.rfa_bg"));
-    EXPECT_EQ(RfaStoredText(read), RfaStoredText(sets[i])) << i;
+    EXPECT_EQ(RfaParameterFileText(read), RfaParameterFileText(sets[i])) << i;
     EXPECT_EQ(read.Sx, i == 0 ? 100.0 : 123.457);
   }
 }
@@ -107,7 +107,7 @@ TEST_F(RfaParameterFilesTest, FileReadsOnlyWhatItHoldsUnderTheRootIni) {
     EXPECT_ZR_ERROR(RfaLoadParameterFile(p, Path("f.rfa_bg")), "<no ZrError>");
     RfaParameters expected = RfaDistinctParameters();
     expected.Sx = sx;
-    EXPECT_EQ(RfaStoredText(p), RfaStoredText(expected)) << content;
+    EXPECT_EQ(RfaParameterFileText(p), RfaParameterFileText(expected)) << content;
   }
 }
 

@@ -5,18 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "formats/ZrBarnXml.h"
 #include "rfa/RfaParameters.h"
-
-// The parameter document that p writes (root "ini"): two sets with the same document agree in
-// every stored field to the six significant digits a file keeps.
-inline std::string RfaStoredText(RfaParameters p, const std::string& rack = "ini") {
-  ZrBarnXml tree("w");
-  p.Exchange(tree, rack);
-  std::string text;
-  tree.GetText(text);
-  return text;
-}
 
 // Defaults, with the screen (centre, radius, margin), the fit degree, the azimuthal-average
 // centre, the dip disc and the mask ellipse set.

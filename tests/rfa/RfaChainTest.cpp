@@ -12,6 +12,7 @@
 
 #include "rfa/RfaBackgroundFit.h"
 #include "rfa/RfaImageOps.h"
+#include "rfa/RfaInterpolation.h"
 #include "rfa/RfaKeyWriter.h"
 #include "rfa/RfaParameters.h"
 #include "rfa/RfaResultCheck.h"
@@ -25,7 +26,7 @@ namespace {
 // the move by (+7, -8) is at (117, 87)).
 struct ChainFixture : testing::Test {
   ChainFixture() {
-    p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = false;
+    for (const RfaOperation& operation : RfaOperations()) p.*operation.checked = false;
   }
 
   std::set<std::string> Groups() const {
@@ -60,6 +61,32 @@ TEST_F(ChainFixture, AllStepsEqualTheLibraryCallsInTheirFixedOrder) {
   EXPECT_TRUE(ZrSameBits(image, expected));
   EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background",
                                              "AverageAlong", "MaskMcpDip", "MaskOutside"}));
+}
+
+// The options beyond the plug-in's: the sub-pixel move, the fit's background and the image it
+// was fitted to handed out; a centre on whole pixels moves as the roll does.
+TEST_F(ChainFixture, SubpixelMoveAndTheFitsImages) {
+  p.IsMoveCenter = p.IsBgSh = true;
+  p.Sx = 93.3;
+  p.Sy = 107.6;
+  ZrFloatMatrix image = screen, background, fitted;
+  RfaChainOptions options;
+  options.Subpixel = true;
+  options.Background = &background;
+  options.Fitted = &fitted;
+  RfaApplyCheckedOperations(image, p, keys, options);
+  ZrFloatMatrix moved = screen;
+  RfaMoveToCenterSubpixel(moved, p.Sx, p.Sy, RfaInterpolation::Keys);
+  EXPECT_TRUE(ZrSameBits(fitted, moved));
+  EXPECT_TRUE(ZrSameBits(image, RfaDivideByBackground(fitted, background)));
+  EXPECT_EQ(doubles.at("MoveToCenter/Sx"), 93.3);
+
+  p.Sx = 93;
+  p.Sy = 108;
+  ZrFloatMatrix rolled = screen, shifted = screen;
+  RfaApplyCheckedOperations(rolled, p, keys);
+  RfaApplyCheckedOperations(shifted, p, keys, options);
+  EXPECT_TRUE(ZrSameBits(rolled, shifted));
 }
 
 struct SingleStepCase {
@@ -131,16 +158,10 @@ TEST_F(ChainFixture, ResultCheckNamesTheStepThatLeftNothingOrNonFinitePixels) {
        "operation replaces",
        false},
   };
-  const std::pair<const char*, bool RfaParameters::*> flags[] = {
-      {"MoveToCenter", &RfaParameters::IsMoveCenter},
-      {"RFA_background", &RfaParameters::IsBgSh},
-      {"AverageAlong", &RfaParameters::IsBgAz},
-      {"MaskMcpDip", &RfaParameters::IsMaskMcpDip},
-      {"MaskOutside", &RfaParameters::IsMaskOutside}};
   for (const Case& c : cases) {
     RfaParameters q = p;
-    for (const auto& [group, flag] : flags)
-      q.*flag = std::string(c.steps).find(group) != std::string::npos;
+    for (const RfaOperation& operation : RfaOperations())
+      q.*operation.checked = std::string(c.steps).find(operation.group) != std::string::npos;
     ZrFloatMatrix image = screen;
     c.change(q, image);
     RfaResultCheck check(q, image);

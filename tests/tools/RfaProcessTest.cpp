@@ -41,6 +41,8 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
       {{"--set", "Sx_"}, "--set needs KEY=VALUE, not \"Sx_\""},
       {{"--set", "=3"}, "--set needs KEY=VALUE, not \"=3\""},
       {{"a.tif", "--frobnicate"}, "unknown option --frobnicate (see --help)"},
+      {{"-j3", "--jobs", "3"}, "unknown option -j3 (see --help)"},
+      {{"--png=1"}, "unknown option --png=1 (see --help)"},
       {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""},
       {{"--frames", "3:3"},
        "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
@@ -58,13 +60,14 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
       RfaParseCommandLine({"-p",      "a.rfa_bg",  "in1",         "--no-bg-sh",    "-s",
                            "Sx_=120", "-j",        "3",           "--set",         "IsBgSh_=true",
                            "-o",      "res",       "in2",         "--png",         "--frames",
-                           "4:",      "--dataset", "/entry/data", "--fit-threads", "2"});
+                           "4:",      "--dataset", "/entry/data", "--fit-threads", "2",
+                           "\xff.tif"});
   EXPECT_EQ(o.parameterFile, "a.rfa_bg");
   EXPECT_EQ(o.outputDir, "res");
   EXPECT_EQ(o.jobs, 3);
   EXPECT_EQ(o.fitThreads, 2);
   EXPECT_TRUE(o.pictures);
-  EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2"}));
+  EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2", "\xff.tif"}));  // bytes kept
   EXPECT_EQ(o.frames.dataset, "/entry/data");
   EXPECT_EQ(o.frames.first, 4);
   EXPECT_EQ(o.frames.end, -1);
@@ -75,44 +78,6 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
 }
 
 // ---- parameters ----
-
-// Every key of a parameter file is accepted by --set and changes exactly the field written
-// under that element.
-TEST(SetParameter, EveryKeyChangesTheFieldStoredUnderIt) {
-  const std::string before = RfaStoredText(RfaParameters());
-  int keys = 0;
-  for (size_t end = before.find("</"); end != std::string::npos; end = before.find("</", end + 1)) {
-    const std::string key = before.substr(end + 2, before.find('>', end) - end - 2);
-    if (key == "ini") continue;
-    ++keys;
-    const size_t start = before.rfind('>', end) + 1;
-    const std::string old = before.substr(start, end - start);
-    const std::string value = old == "true" ? "false" : old == "false" ? "true" : "7";
-    RfaParameters changed;
-    RfaSetParameter(changed, key, value);
-    std::string expected = before;
-    EXPECT_EQ(RfaStoredText(changed), expected.replace(start, old.size(), value)) << key;
-  }
-  EXPECT_EQ(keys, 26);
-}
-
-TEST(SetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
-  const char* cases[][3] = {
-      {"Sxx_", "1", "unknown parameter key \"Sxx_\""},
-      {"version", "1", "unknown parameter key \"version\""},
-      {"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
-      {"Sx_", "", "parameter Sx_ needs a number, not \"\""},
-      {"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
-      {"Sx_", "0x10", "parameter Sx_ needs a number, not \"0x10\""},  // a file reads 0
-      {"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
-      {"SMargin_", "3000000000", "parameter SMargin_ needs a whole number, not \"3000000000\""},
-      {"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}};
-  for (const auto& [key, value, message] : cases) {
-    RfaParameters params;
-    EXPECT_ZR_ERROR(RfaSetParameter(params, key, value), message);
-    EXPECT_EQ(RfaStoredText(params), RfaStoredText(RfaParameters())) << key;
-  }
-}
 
 TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFile) {
   std::ofstream(Path("p.rfa_bg"))

@@ -1,4 +1,5 @@
-// RfaParameters::Exchange: the one routine that writes and reads a parameter document.
+// The parameter set: its file (Exchange, the one routine that writes and reads it) and its
+// fields set by key from a text.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -6,8 +7,10 @@
 
 #include "formats/ZrBarnXml.h"
 #include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaParameterFields.h"
 #include "rfa/RfaParameters.h"
 #include "tests/common/RfaTestParameters.h"
+#include "tests/common/ZrTestUtil.h"
 
 namespace {
 
@@ -29,7 +32,7 @@ TEST(RfaParametersExchange, DefaultsAreWrittenInTheFileOrder) {
       "<MaskRy_>128</MaskRy_>\n<IsMoveCenter_>true</IsMoveCenter_>\n<IsBgSh_>true</IsBgSh_>\n"
       "<IsBgAz_>true</IsBgAz_>\n<IsMaskMcpDip_>true</IsMaskMcpDip_>\n"
       "<IsMaskOutside_>true</IsMaskOutside_>\n</ini>\n";
-  EXPECT_EQ(RfaStoredText(RfaParameters()), expected);
+  EXPECT_EQ(RfaParameterFileText(RfaParameters()), expected);
 }
 
 TEST(RfaParametersExchange, WritingTouchesNoField) {
@@ -53,7 +56,7 @@ TEST_P(RfaParametersNumberTest, DoublesUseTheStreamDefaultOfSixDigits) {
   RfaParameters p;
   p.McpDipR = GetParam().value;
   p.MappingAzThetaMax_deg = GetParam().value;
-  const std::string text = RfaStoredText(p);
+  const std::string text = RfaParameterFileText(p);
   EXPECT_NE(text.find("<McpDipR_>" + expected + "</McpDipR_>"), std::string::npos) << text;
   EXPECT_NE(text.find("<MappingAzThetaMax_deg_>" + expected + "<"), std::string::npos) << text;
   RfaParameters read;
@@ -75,11 +78,11 @@ INSTANTIATE_TEST_SUITE_P(Values, RfaParametersNumberTest,
 
 TEST(RfaParametersExchange, EveryFieldSurvivesARoundTrip) {
   // Every field differs from its default: one that is not read back shows in the second text.
-  const std::string text = RfaStoredText(RfaDistinctParameters());
+  const std::string text = RfaParameterFileText(RfaDistinctParameters());
   RfaParameters read;
   ASSERT_TRUE(ReadInto(read, text));
-  EXPECT_EQ(RfaStoredText(read), text);
-  EXPECT_NE(text, RfaStoredText(RfaParameters()));
+  EXPECT_EQ(RfaParameterFileText(read), text);
+  EXPECT_NE(text, RfaParameterFileText(RfaParameters()));
 }
 
 TEST(RfaParametersExchange, MissingRootReturnsFalseAndTouchesNothing) {
@@ -103,6 +106,44 @@ TEST(RfaParametersExchange, ReadsElementsInAnyOrderAndForgivesBadTexts) {
   EXPECT_EQ(p.Sr, 0.0);
   EXPECT_EQ(p.Size_l, 0);
   EXPECT_TRUE(p.IsBgSh);
+}
+
+// Every key of a parameter file is accepted by --set and changes exactly the field written
+// under that element.
+TEST(RfaSetParameter, EveryKeyChangesTheFieldStoredUnderIt) {
+  const std::string before = RfaParameterFileText(RfaParameters());
+  int keys = 0;
+  for (size_t end = before.find("</"); end != std::string::npos; end = before.find("</", end + 1)) {
+    const std::string key = before.substr(end + 2, before.find('>', end) - end - 2);
+    if (key == "ini") continue;
+    ++keys;
+    const size_t start = before.rfind('>', end) + 1;
+    const std::string old = before.substr(start, end - start);
+    const std::string value = old == "true" ? "false" : old == "false" ? "true" : "7";
+    RfaParameters changed;
+    RfaSetParameter(changed, key, value);
+    std::string expected = before;
+    EXPECT_EQ(RfaParameterFileText(changed), expected.replace(start, old.size(), value)) << key;
+  }
+  EXPECT_EQ(keys, static_cast<int>(RfaParameterFields().size()));
+}
+
+TEST(RfaSetParameter, BadValueIsRefusedAndLeavesTheSetAlone) {
+  const char* cases[][3] = {
+      {"Sxx_", "1", "unknown parameter key \"Sxx_\""},
+      {"version", "1", "unknown parameter key \"version\""},
+      {"Sx_", "12a", "parameter Sx_ needs a number, not \"12a\""},
+      {"Sx_", "", "parameter Sx_ needs a number, not \"\""},
+      {"Sx_", "nan", "parameter Sx_ needs a number, not \"nan\""},
+      {"Sx_", "0x10", "parameter Sx_ needs a number, not \"0x10\""},  // a file reads 0
+      {"Size_l", "2.5", "parameter Size_l_ needs a whole number, not \"2.5\""},
+      {"SMargin_", "3000000000", "parameter SMargin_ needs a whole number, not \"3000000000\""},
+      {"IsBgSh_", "yes", "parameter IsBgSh_ needs true or false, not \"yes\""}};
+  for (const auto& [key, value, message] : cases) {
+    RfaParameters params;
+    EXPECT_ZR_ERROR(RfaSetParameter(params, key, value), message);
+    EXPECT_EQ(RfaParameterFileText(params), RfaParameterFileText(RfaParameters())) << key;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The RFA operations as the host sees them.
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -54,11 +54,12 @@ void RfaAddLogEntry(std::map<std::string, std::string>& texts, const RfaParamete
            params.version);
   log.LogOpenFunction(operation);
   if (operation == kLogChain) {
-    log.Add("IsMoveCenter", params.IsMoveCenter);
-    log.Add("IsBgSh", params.IsBgSh);
-    log.Add("IsBgAz", params.IsBgAz);
-    log.Add("IsMaskMcpDip", params.IsMaskMcpDip);
-    log.Add("IsMaskOutside", params.IsMaskOutside);
+    // Each operation's switch, named by its file key without the trailing "_".
+    for (const RfaOperation& step : RfaOperations()) {
+      std::string name = RfaSwitchField(step).key;
+      name.pop_back();
+      log.Add(name, params.*step.checked);
+    }
   }
   log.Write(texts);
 }

@@ -1,18 +1,16 @@
-// Batch processing of a host series.
-#include "app/RfaSeriesBatch.h"
+// The series batch's work on the host.
+#include "rfahost/RfaSeriesBatch.h"
 
 #include <QCoreApplication>
-#include <QProgressDialog>
 #include <QThread>
+#include <algorithm>
 #include <map>
-#include <memory>
 #include <string>
 
-#include "app/RfaParameterFiles.h"
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "numerics/ZrError.h"
 #include "rfa/RfaParameters.h"
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 
 namespace {
 
@@ -24,44 +22,36 @@ std::string OutputFileName(const QString& outputFolder, const std::string& sourc
   return (outputFolder + "/" + name).toUtf8().toStdString();
 }
 
-void ThrowIfCanceled(const QProgressDialog& progress) {
-  if (progress.wasCanceled()) throw ZrError("Canceled.");
+void ThrowIfCanceled(const RfaSeriesHooks& hooks) {
+  if (hooks.canceled && hooks.canceled()) throw ZrError("Canceled.");
 }
 
 }  // namespace
 
-void ProcessSeries(const RfaParameters& params, QWidget* mainWindow, ZrPluginFuncVeldra& host,
-                   int32_t windowId, const RfaSeriesBatchOptions& options) {
-  const QString indexFile = GetSaveFileName(mainWindow, "_index.xmlsrs", "index (*.xmlsrs *.*)",
-                                            "Please move to output folder");
-  if (indexFile.isEmpty()) return;
-  const QString outputFolder = RfaDirectoryOf(indexFile);
-
+void RfaProcessSeriesImages(const RfaParameters& params, ZrPluginFuncVeldra& host, int32_t windowId,
+                            const QString& indexFile, const QString& outputFolder,
+                            const RfaSeriesHooks& hooks) {
   if (!host.GetIsModeImage(windowId)) throw ZrError("Please select image window");
   std::map<std::string, std::string> seriesKeys;
   host.SeriesKeyStringGet(windowId, seriesKeys);
   const int32_t count = host.SeriesGetCount(windowId);
-
-  QProgressDialog progress(mainWindow);
-  progress.setMinimumDuration(0);
-  progress.setMaximum(count);
-  progress.show();
+  if (hooks.begin) hooks.begin(count);
 
   for (int32_t i = 0; i < count; ++i) {
-    progress.setValue(i);
+    if (hooks.progress) hooks.progress(i);
     QCoreApplication::processEvents();
-    ThrowIfCanceled(progress);
+    ThrowIfCanceled(hooks);
 
     host.SeriesImageIndexSetWithLoadImage(windowId, i);
     bool isLoaded = false;
     bool isSuccess = false;
     for (;;) {
-      QThread::msleep(static_cast<unsigned long>(options.pollIntervalMs));
+      QThread::msleep(static_cast<unsigned long>(hooks.pollIntervalMs));
       QCoreApplication::processEvents();
       host.GetIsLoaded(isLoaded, isSuccess);
       if (isLoaded) break;
       // Cancelling stays possible while a slow host loads; it never waits for ever.
-      ThrowIfCanceled(progress);
+      ThrowIfCanceled(hooks);
     }
     if (!isSuccess) throw ZrError("File cannot be loaded.");
 
@@ -79,6 +69,5 @@ void ProcessSeries(const RfaParameters& params, QWidget* mainWindow, ZrPluginFun
     host.SeriesImageSave(windowId, OutputFileName(outputFolder, fileName));
   }
   host.SeriesSaveRenew(windowId, indexFile.toUtf8().toStdString());
-  progress.setValue(count);
-  progress.close();
+  if (hooks.progress) hooks.progress(count);
 }

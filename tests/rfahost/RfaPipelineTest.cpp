@@ -2,7 +2,7 @@
 // process): which host functions each operation calls, in which order, and what it leaves
 // behind when the host fails half-way. (The outlines themselves are checked through the
 // draw buttons of the main window.)
-#include "rfa/RfaPipeline.h"
+#include "rfahost/RfaPipeline.h"
 
 #include <gtest/gtest.h>
 

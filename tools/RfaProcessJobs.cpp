@@ -1,0 +1,316 @@
+// rfa-process's jobs: collecting them, one file through the chain, the thread pool.
+#include "tools/RfaProcessJobs.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <mutex>
+#include <sstream>
+#include <thread>
+#include <variant>
+
+#include "formats/ZrBarnFile.h"
+#include "formats/ZrFileBytes.h"
+#include "formats/ZrPluginLog.h"
+#include "imageio/ZrImageFile.h"
+#include "imageio/ZrImageStack.h"
+#include "numerics/ZrError.h"
+#include "numerics/ZrMatrixOperator.h"
+#include "rfa/RfaKeyWriter.h"
+#include "rfa/RfaParameterFields.h"
+#include "rfa/RfaResultCheck.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int64_t kMaxFramesPerRun = 10000000;
+
+bool EndsWith(const std::string& s, const std::string& tail) {
+  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+// Image files of a folder; the side files this program writes are not images to process,
+// so a folder of earlier results can be processed again.
+bool IsFolderImage(const fs::path& p) {
+  const std::string name = p.filename().string();
+  for (const std::string& ending : RfaSideFileEndings()) {
+    if (EndsWith(name, ending)) return false;
+  }
+  ZrImageFormat format{};
+  return ZrImageFormatFromExtension(p.string(), format, false) || ZrIsStackFile(p.string());
+}
+
+}  // namespace
+
+RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
+  RfaParameters params;  // a private set: never the GUI's process-wide instance
+  if (!options.parameterFile.empty()) {
+    ZrBarnFile file(options.parameterFile, "r");
+    if (!params.Exchange(file, "ini")) {
+      throw ZrError(options.parameterFile + ": not a parameter file (no \"ini\" element)");
+    }
+  }
+  for (const auto& [key, value] : options.overrides) RfaSetParameter(params, key, value);
+  params.CheckRanges();
+  params.MappingIsAzM2 = true;  // as every binding of the plug-in's panel leaves it
+  return params;
+}
+
+std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs,
+                                          const std::string& outputDir, bool pictures,
+                                          const RfaFrameRange& frames) {
+  std::vector<std::string> files;
+  for (const std::string& input : inputs) {
+    std::error_code ec;
+    if (fs::is_directory(input, ec)) {
+      std::vector<std::string> found;
+      for (const auto& entry : fs::directory_iterator(input, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (!name.empty() && name[0] != '.' && entry.is_regular_file(ec) &&
+            IsFolderImage(entry.path())) {
+          found.push_back(entry.path().string());
+        }
+      }
+      if (ec) throw ZrError(input + ": cannot list folder (" + ec.message() + ")");
+      std::sort(found.begin(), found.end());
+      if (found.empty()) throw ZrError(input + ": folder holds no image files");
+      files.insert(files.end(), found.begin(), found.end());
+    } else {
+      files.push_back(input);  // a missing or bad file fails as its own job
+    }
+  }
+  std::vector<RfaProcessJob> jobs;
+  std::map<std::string, std::string> taken;  // output image -> input
+  auto add = [&](const std::string& file, const std::string& stem, RfaProcessJob job) {
+    job.input = file;
+    job.outputImage = (fs::path(outputDir) / (stem + ".tif")).string();
+    job.outputKeys = (fs::path(outputDir) / (stem + ".keys.xml")).string();
+    if (pictures) {
+      job.beforePng = (fs::path(outputDir) / (stem + ".before.png")).string();
+      job.afterPng = (fs::path(outputDir) / (stem + ".after.png")).string();
+    }
+    const auto [it, fresh] = taken.emplace(fs::weakly_canonical(job.outputImage).string(), file);
+    if (!fresh) {
+      throw ZrError("inputs " + it->second + " and " + file + " would both be written to " +
+                    job.outputImage);
+    }
+    std::error_code ec;
+    if (fs::equivalent(file, job.outputImage, ec)) {
+      throw ZrError(file + ": output would replace the input; choose another output folder");
+    }
+    jobs.push_back(job);
+  };
+  for (const std::string& file : files) {
+    const std::string stem = fs::path(file).stem().string();
+    if (!ZrIsStackFile(file)) {
+      add(file, stem, {});
+      continue;
+    }
+    RfaProcessJob job;
+    ZrStackInfo stack;
+    try {
+      stack = ZrProbeStack(file, frames.dataset);
+      job.dataset = stack.Dataset;
+      const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
+      if (stack.IsStack && (frames.first >= stack.Frames || end > stack.Frames)) {
+        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+                      std::to_string(end) + " asked for, the stack holds " +
+                      std::to_string(stack.Frames) + " (0:" + std::to_string(stack.Frames) + ")");
+      }
+      // A job is made for every frame before any runs; a dataset can claim far more frames
+      // than its file stores (unwritten chunks read as the fill value).
+      if (stack.IsStack && end - frames.first > kMaxFramesPerRun) {
+        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+                      std::to_string(end) + " are more than " + std::to_string(kMaxFramesPerRun) +
+                      " at once; choose fewer with --frames");
+      }
+    } catch (const ZrError& e) {
+      job.error = e.Message;
+      add(file, stem, job);
+      continue;
+    }
+    if (!stack.IsStack) {  // a 2-D array is one image
+      job.frame = 0;
+      add(file, stem, job);
+      continue;
+    }
+    const size_t width = std::to_string(std::max<int64_t>(stack.Frames - 1, 0)).size();
+    const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
+    for (int64_t f = frames.first; f < end; ++f) {
+      const std::string number = std::to_string(f);
+      job.frame = f;
+      add(file, stem + "_" + std::string(width - std::min(width, number.size()), '0') + number,
+          job);
+    }
+  }
+  return jobs;
+}
+
+RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
+                                 const RfaChainOptions& chain, const std::string& program) {
+  RfaProcessResult result;
+  result.image = image;
+  ZrPluginLog log;
+  log.Open(program, params.version);
+  // The parameters that were used, so a result file documents how it was made.
+  log.LogOpenFunction("ApplyCheckedOperations");
+  for (const RfaParameterField& field : RfaParameterFields()) {
+    std::visit(
+        [&](auto member) {
+          using T = std::decay_t<decltype(params.*member)>;
+          if constexpr (std::is_same_v<T, long double>) {
+            log.Add(field.key, static_cast<double>(params.*member));
+          } else {
+            log.Add(field.key, params.*member);
+          }
+        },
+        field.member);
+  }
+  log.Write(result.texts);
+  RfaKeyWriter keys(result.doubles, result.texts);
+  RfaResultCheck check(params, image);
+  RfaApplyCheckedOperations(result.image, params, keys, chain, std::ref(check));
+  result.problem = check.Problem();
+  result.empty = check.IsEmpty();
+  return result;
+}
+
+ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page) {
+  if (!job.error.empty()) throw ZrError(job.error);
+  ZrImagePage own;
+  if (page == nullptr) page = &own;
+  page->index = job.page;
+  ZrFloatMatrix input = job.frame < 0 ? ZrImageRead(job.input, page)
+                                      : ZrReadStackFrame(job.input, job.dataset, job.frame);
+  ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
+  return input;
+}
+
+RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
+                             const RfaFitOptions& fit) {
+  const auto start = std::chrono::steady_clock::now();
+  RfaFileReport report;
+  ZrImagePage page;
+  const ZrFloatMatrix input = RfaReadJobImage(job, &page);
+  RfaAnalysisInputs extra;
+  extra.Input = &input;
+  extra.Series = job.series.get();
+  RfaChainOptions chain(fit);
+  chain.Fit.Report = &report.fit;
+  chain.Fit.Solution = &extra.Solution;
+  chain.Subpixel = job.analysis.subpixel;
+  chain.Background = &extra.Background;
+  chain.Fitted = &extra.Fitted;
+  RfaParameters used = params;
+  RfaProcessResult result;
+  const std::string name =
+      job.input + (job.frame >= 0 ? " frame " + std::to_string(job.frame) : "") + ": ";
+  std::vector<std::pair<std::string, std::string>> files;
+  try {
+    used = RfaImageParameters(params, job.analysis, input, extra.Series, extra.Found);
+    result = RfaProcessImage(input, used, chain);
+    if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
+      throw ZrError(result.problem + (result.empty ? " (--allow-empty writes it anyway)" : ""));
+    }
+    // Image, key record, provenance and the other outputs are written as one: an image
+    // without its record is no result, and a failed run must not cost the outputs of an
+    // earlier one.
+    files = RfaResultFiles(job, used, result, extra, report.warning);
+  } catch (ZrError& e) {
+    // The range error speaks of matrix indices; here its usual cause is a screen that does
+    // not fit this image, so the screen and the image size are named with it.
+    if (e.Message.rfind("Matrix over range.", 0) == 0) {
+      std::ostringstream hint;
+      hint << " (screen Sx_=" << used.Sx << " Sy_=" << used.Sy << " Sr_=" << used.Sr
+           << " SMargin_=" << used.SMargin << " on a " << input.ColSize << " x " << input.RowSize
+           << " image: set them with --set or --parameters)";
+      e.Message += hint.str();
+    }
+    e.Message = name + e.Message;
+    throw;
+  }
+  ZrWriteFilesAtomic(files);
+  report.fitted = params.IsBgSh;
+  report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (job.notePages && page.count > 1) {
+    report.note = job.input + ": note: the file holds " + std::to_string(page.count) +
+                  " pages; page " + std::to_string(job.page + 1) +
+                  " was processed (choose one with --page N)";
+  }
+  return report;
+}
+
+void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
+  std::vector<float> values;
+  values.reserve(static_cast<size_t>(image.Count()));
+  for (int64_t i = 0; i < image.Count(); ++i) {
+    if (std::isfinite(image.Data[i]) && image.Data[i] != 0.0f) values.push_back(image.Data[i]);
+  }
+  lo = 0;
+  hi = 0;  // lo == hi asks the writer for the full range
+  if (values.size() < 2) return;
+  const auto at = [&](double q) {
+    auto it =
+        values.begin() + static_cast<std::ptrdiff_t>(q * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), it, values.end());
+    return *it;
+  };
+  lo = at(0.005);
+  hi = at(0.995);
+}
+
+int RfaFitThreadsPerJob(int jobs) {
+  return std::max(1, std::min(RfaFitThreads(), omp_get_num_procs() / std::max(jobs, 1)));
+}
+
+RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParameters& params,
+                        int threads, const std::function<void(int, int)>& progress, int fitThreads,
+                        const std::function<void(size_t, const RfaFileReport&)>& finished) {
+  std::vector<std::string> errors(jobs.size());
+  std::vector<std::vector<std::string>> notes(jobs.size());
+  std::atomic<size_t> next{0};
+  std::mutex progressMutex;
+  int done = 0;
+  const int count = std::max(1, std::min<int>(threads, static_cast<int>(jobs.size())));
+  RfaFitOptions fit;
+  fit.Threads = fitThreads > 0 ? fitThreads : RfaFitThreadsPerJob(count);
+  auto worker = [&]() {
+    for (size_t i = next++; i < jobs.size(); i = next++) {
+      RfaFileReport report;
+      try {
+        report = RfaProcessFile(jobs[i], params, fit);
+        for (const std::string& n : {report.note, report.warning}) {
+          if (!n.empty()) notes[i].push_back(n);
+        }
+      } catch (const ZrError& e) {
+        errors[i] = e.Message;
+      } catch (const std::exception& e) {
+        errors[i] = jobs[i].input + ": " + e.what();
+      } catch (...) {
+        errors[i] = jobs[i].input + ": undefined err";
+      }
+      std::lock_guard<std::mutex> lock(progressMutex);
+      ++done;
+      if (finished && errors[i].empty()) finished(i, report);
+      if (progress) progress(done, static_cast<int>(jobs.size()));
+    }
+  };
+  if (count == 1) {
+    worker();
+  } else {
+    std::vector<std::thread> pool;
+    for (int t = 0; t < count; ++t) pool.emplace_back(worker);
+    for (std::thread& t : pool) t.join();
+  }
+  RfaRunReport report;
+  for (size_t i = 0; i < jobs.size(); ++i) {
+    if (!errors[i].empty()) report.failures.push_back(errors[i]);
+    report.notes.insert(report.notes.end(), notes[i].begin(), notes[i].end());
+  }
+  return report;
+}
