@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 
+#include "numerics/ZrVersion.h"
 #include "rfa/RfaKeyWriter.h"
 #include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestUtil.h"
@@ -18,7 +19,7 @@ namespace {
 RfaProvenance Record() {
   RfaProvenance r;
   r.Program = "rfa-process";
-  r.Version = "0.0.5";
+  r.Version = kZrVersion;
   r.Input = "runs/caf\xc3\xa9.tif";  // "café"
   r.InputSha256 = RfaSha256Hex("abc");
   r.Frame = 7;
