@@ -51,7 +51,7 @@ void MainWindow::PanelChanged() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-  Params().closing = true;
+  Params().Closing = true;
   QMainWindow::closeEvent(event);
 }
 

@@ -25,14 +25,14 @@ void ProcessSeries(const RfaParameters& params, QWidget* mainWindow, ZrPluginFun
   if (indexFile.isEmpty()) return;
   std::unique_ptr<QProgressDialog> progress;
   RfaSeriesHooks hooks;
-  hooks.begin = [&](int32_t count) {
+  hooks.Begin = [&](int32_t count) {
     progress = std::make_unique<QProgressDialog>(mainWindow);
     progress->setMinimumDuration(0);
     progress->setMaximum(count);
     progress->show();
   };
-  hooks.progress = [&](int32_t index) { progress->setValue(index); };
-  hooks.canceled = [&] { return progress->wasCanceled(); };
+  hooks.Progress = [&](int32_t index) { progress->setValue(index); };
+  hooks.Canceled = [&] { return progress->wasCanceled(); };
   RfaProcessSeriesImages(params, host, windowId, indexFile, RfaDirectoryOf(indexFile), hooks);
   progress->close();
 }

@@ -27,17 +27,17 @@ namespace {
 
 template <class Widget>
 Widget* PanelWidget(QWidget* panel, const RfaParameterField& field) {
-  auto* widget = panel->findChild<Widget*>(field.widget);
+  auto* widget = panel->findChild<Widget*>(field.Widget);
   if (widget == nullptr) {
-    throw ZrError(std::string("panel: no widget ") + field.widget + " of its kind for " +
-                  field.key);
+    throw ZrError(std::string("panel: no widget ") + field.Widget + " of its kind for " +
+                  field.Key);
   }
   return widget;
 }
 
 template <class T>
 void BindField(T& value, bool toParameters, QWidget* panel, const RfaParameterField& field) {
-  switch (field.widgetKind) {
+  switch (field.WidgetKind) {
     case RfaWidgetKind::None:
       return;
     case RfaWidgetKind::CheckBox:
@@ -76,7 +76,7 @@ void BindField(T& value, bool toParameters, QWidget* panel, const RfaParameterFi
       }
       break;
   }
-  throw ZrError(std::string("panel: the widget kind of ") + field.key + " does not fit its type");
+  throw ZrError(std::string("panel: the widget kind of ") + field.Key + " does not fit its type");
 }
 
 }  // namespace
@@ -84,13 +84,13 @@ void BindField(T& value, bool toParameters, QWidget* panel, const RfaParameterFi
 void RfaBindPanel(RfaParameters& params, bool toParameters, QWidget* panel) {
   for (const RfaParameterField& field : RfaParameterFields()) {
     std::visit([&](auto member) { BindField(params.*member, toParameters, panel, field); },
-               field.member);
+               field.Member);
   }
 }
 
 void RfaConnectPanel(QWidget* panel, QObject* receiver, const std::function<void()>& changed) {
   for (const RfaParameterField& field : RfaParameterFields()) {
-    switch (field.widgetKind) {
+    switch (field.WidgetKind) {
       case RfaWidgetKind::None:
         break;
       case RfaWidgetKind::CheckBox:

@@ -72,34 +72,34 @@ std::string LinkBackup(const std::string& path) {
 }  // namespace
 
 struct ZrStagedFiles::File {
-  std::string path;
-  std::string final;   // path with its links followed: what is replaced
-  std::string backup;  // hard link to what final held, while it is being replaced
-  QSaveFile save;
+  std::string Path;
+  std::string Final;   // path with its links followed: what is replaced
+  std::string Backup;  // hard link to what final held, while it is being replaced
+  QSaveFile Save;
 
-  explicit File(const std::string& p) : path(p), save(QString::fromStdString(p)) {}
+  explicit File(const std::string& p) : Path(p), Save(QString::fromStdString(p)) {}
 };
 
 ZrStagedFiles::ZrStagedFiles() = default;
 
 ZrStagedFiles::~ZrStagedFiles() {
   for (const auto& f : files_) {
-    if (!f->backup.empty()) ::unlink(f->backup.c_str());
+    if (!f->Backup.empty()) ::unlink(f->Backup.c_str());
   }
 }
 
 void ZrStagedFiles::Add(const std::string& path, const std::string& bytes) {
   files_.push_back(std::make_unique<File>(path));
   File& f = *files_.back();
-  f.final = FinalPath(QString::fromStdString(path));
-  if (!f.save.open(QIODevice::WriteOnly)) {
+  f.Final = FinalPath(QString::fromStdString(path));
+  if (!f.Save.open(QIODevice::WriteOnly)) {
     // QSaveFile has its own words for a folder in the way; the system's are kept.
     if (QFileInfo(QString::fromStdString(path)).isDir()) CannotWrite(path, std::strerror(EISDIR));
-    CannotWrite(path, f.save.errorString().toStdString());
+    CannotWrite(path, f.Save.errorString().toStdString());
   }
   const auto size = static_cast<qint64>(bytes.size());
-  if (f.save.write(bytes.data(), size) != size) {
-    CannotWrite(path, f.save.errorString().toStdString());
+  if (f.Save.write(bytes.data(), size) != size) {
+    CannotWrite(path, f.Save.errorString().toStdString());
   }
 }
 
@@ -108,20 +108,20 @@ void ZrStagedFiles::Commit() {
     File& f = *files_[i];
     try {
       // A single file needs no way back: its commit either happens or leaves it as it was.
-      if (files_.size() > 1) f.backup = LinkBackup(f.final);
+      if (files_.size() > 1) f.Backup = LinkBackup(f.Final);
     } catch (const ZrError&) {
       RollBack(i);
       throw;
     }
-    if (!f.save.commit()) {
-      const std::string reason = f.save.errorString().toStdString();
+    if (!f.Save.commit()) {
+      const std::string reason = f.Save.errorString().toStdString();
       RollBack(i);
-      CannotWrite(f.path, reason);
+      CannotWrite(f.Path, reason);
     }
   }
   for (const auto& f : files_) {
-    if (!f->backup.empty()) ::unlink(f->backup.c_str());
-    f->backup.clear();
+    if (!f->Backup.empty()) ::unlink(f->Backup.c_str());
+    f->Backup.clear();
   }
 }
 
@@ -129,10 +129,10 @@ void ZrStagedFiles::Commit() {
 void ZrStagedFiles::RollBack(size_t failed) {
   for (size_t i = 0; i < failed; ++i) {
     File& f = *files_[i];
-    if (f.backup.empty()) {
-      ::unlink(f.final.c_str());
-    } else if (::rename(f.backup.c_str(), f.final.c_str()) == 0) {
-      f.backup.clear();
+    if (f.Backup.empty()) {
+      ::unlink(f.Final.c_str());
+    } else if (::rename(f.Backup.c_str(), f.Final.c_str()) == 0) {
+      f.Backup.clear();
     }
   }
 }

@@ -130,23 +130,23 @@ struct ZrBarnXml::MatrixAccess {
   }
 
   struct Shape {
-    int32_t cols = 0, colBegin = 0, rows = 0, rowBegin = 0;
+    int32_t Cols = 0, ColBegin = 0, Rows = 0, RowBegin = 0;
   };
 
   static Shape ReadShape(ZrBarnXml& xml) {
     Shape s;
-    xml.Value("ColSize", s.cols, 0);
-    xml.Value("ColBegin", s.colBegin, 0);
-    xml.Value("RowSize", s.rows, 0);
-    xml.Value("RowBegin", s.rowBegin, 0);
+    xml.Value("ColSize", s.Cols, 0);
+    xml.Value("ColBegin", s.ColBegin, 0);
+    xml.Value("RowSize", s.Rows, 0);
+    xml.Value("RowBegin", s.RowBegin, 0);
     return s;
   }
 
   // A fresh matrix of the given shape; negative sizes give the matrix creation error.
   template <class M>
   static M Create(const Shape& s) {
-    M m(s.cols, s.rows);
-    m.SetBegin(s.colBegin, s.rowBegin);
+    M m(s.Cols, s.Rows);
+    m.SetBegin(s.ColBegin, s.RowBegin);
     return m;
   }
 
@@ -205,7 +205,7 @@ struct ZrBarnXml::MatrixAccess {
   template <class M>
   static void ReadText(ZrBarnXml& xml, M& m) {
     const Shape s = ReadShape(xml);
-    if (s.cols < 0 || s.rows < 0) Create<M>(s);  // throws the creation error
+    if (s.Cols < 0 || s.Rows < 0) Create<M>(s);  // throws the creation error
     std::string storage;
     std::string_view text;
     const bool hasElements = xml.OpenRack("elements");
@@ -213,7 +213,7 @@ struct ZrBarnXml::MatrixAccess {
     // Count first, so that a header claiming a huge size allocates nothing.
     int64_t values = 0;
     ForEachToken(text, [&](const std::string&) { ++values; });
-    const int64_t count = static_cast<int64_t>(s.cols) * s.rows;
+    const int64_t count = static_cast<int64_t>(s.Cols) * s.Rows;
     if (values > count) throw ZrError("Too manay data");
     if (values < count) throw ZrError("Data is short");
     M result = Create<M>(s);
@@ -232,11 +232,11 @@ struct ZrBarnXml::MatrixAccess {
   static void ReadBinary(ZrBarnXml& xml, M& m) {
     using T = typename M::value_type;
     const Shape s = ReadShape(xml);
-    if (s.cols < 0 || s.rows < 0) Create<M>(s);  // throws the creation error
+    if (s.Cols < 0 || s.Rows < 0) Create<M>(s);  // throws the creation error
     static const struct {
-      const char* name;
-      bool useBase64Alphabet;
-      bool standard;
+      const char* Name;
+      bool UseBase64Alphabet;
+      bool Standard;
     } kForms[] = {{"binary", false, false}, {"base64", true, false}, {"base64b", true, true}};
     std::string storage;
     std::string_view text;
@@ -244,17 +244,17 @@ struct ZrBarnXml::MatrixAccess {
     bool standard = false;
     bool found = false;
     for (const auto& form : kForms) {
-      if (xml.OpenRack(form.name)) {
+      if (xml.OpenRack(form.Name)) {
         text = CurrentText(xml, storage);
-        useBase64Alphabet = form.useBase64Alphabet;
-        standard = form.standard;
+        useBase64Alphabet = form.UseBase64Alphabet;
+        standard = form.Standard;
         found = true;
         break;
       }
     }
     // The data length is checked against the shape before the matrix is allocated.
     const uint64_t needed =
-        static_cast<uint64_t>(static_cast<int64_t>(s.cols) * s.rows) * sizeof(T);
+        static_cast<uint64_t>(static_cast<int64_t>(s.Cols) * s.Rows) * sizeof(T);
     const uint64_t available = found ? Coder().DecodedSize(text, standard) : 0;
     if (available < needed) throw ZrError("Data is short");
     if (available > needed && needed > 0) throw ZrError("Too manay data");

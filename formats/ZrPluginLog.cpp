@@ -17,7 +17,7 @@ void ZrPluginLog::LogOpenFunction(const std::string& name) {
 
 void ZrPluginLog::Add(const std::string& key, const std::string& value) {
   if (functions_.empty()) throw ZrError("Please call LogOpenFunction before use this");
-  functions_.back().entries.emplace_back(key, value);
+  functions_.back().Entries.emplace_back(key, value);
 }
 
 void ZrPluginLog::Add(const std::string& key, const char* value) {
@@ -48,11 +48,11 @@ std::string ZrPluginLog::Text() const {
   document.Value("ver", version, version);
   for (const auto& function : functions_) {
     document.OpenRack("func");
-    std::string functionName = function.name;
+    std::string functionName = function.Name;
     document.Value("name", functionName, functionName);
-    for (size_t i = 0; i < function.entries.size(); ++i) {
+    for (size_t i = 0; i < function.Entries.size(); ++i) {
       document.OpenRack("i" + std::to_string(i));
-      std::string key = function.entries[i].first, value = function.entries[i].second;
+      std::string key = function.Entries[i].first, value = function.Entries[i].second;
       document.Value("key", key, key);
       document.Value("value", value, value);
       document.CloseRack();

@@ -26,8 +26,8 @@ class ZrPluginLog {
 
  private:
   struct Function {
-    std::string name;
-    std::vector<std::pair<std::string, std::string>> entries;
+    std::string Name;
+    std::vector<std::pair<std::string, std::string>> Entries;
   };
   std::string appName_;
   std::string version_;

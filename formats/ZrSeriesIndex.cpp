@@ -12,21 +12,21 @@ const char kRoot[] = "VELDRA-SERIES";
 
 void ZrSeriesIndexExchange(ZrBarnXml& xml, ZrSeriesIndex& index) {
   const bool writing = xml.IsWriteMode();
-  ZrKeyList(xml, "SeriesKeyDouble", index.keyDouble);
-  ZrKeyList(xml, "SeriesKeyString", index.keyString);
-  int32_t count = static_cast<int32_t>(index.entries.size());
+  ZrKeyList(xml, "SeriesKeyDouble", index.KeyDouble);
+  ZrKeyList(xml, "SeriesKeyString", index.KeyString);
+  int32_t count = static_cast<int32_t>(index.Entries.size());
   xml.Value("count", count, count);
   if (!xml.OpenRack("images")) return;
-  if (!writing) index.entries.clear();
+  if (!writing) index.Entries.clear();
   for (size_t i = 0;; ++i) {
-    if (writing && i == index.entries.size()) break;
+    if (writing && i == index.Entries.size()) break;
     if (!xml.OpenRack("i" + std::to_string(i))) break;
-    ZrSeriesEntry entry = writing ? index.entries[i] : ZrSeriesEntry();
-    xml.Value("file", entry.file, entry.file);
-    ZrKeyList(xml, "SeriesIndexKeyDouble", entry.keyDouble);
-    ZrKeyList(xml, "SeriesIndexKeyString", entry.keyString);
+    ZrSeriesEntry entry = writing ? index.Entries[i] : ZrSeriesEntry();
+    xml.Value("file", entry.File, entry.File);
+    ZrKeyList(xml, "SeriesIndexKeyDouble", entry.KeyDouble);
+    ZrKeyList(xml, "SeriesIndexKeyString", entry.KeyString);
     xml.CloseRack();
-    if (!writing) index.entries.push_back(entry);
+    if (!writing) index.Entries.push_back(entry);
   }
   xml.CloseRack();
 }

@@ -9,15 +9,15 @@
 #include "formats/ZrBarnXml.h"
 
 struct ZrSeriesEntry {
-  std::string file;  // as stored: relative to the index file's folder, or absolute
-  std::map<std::string, double> keyDouble;
-  std::map<std::string, std::string> keyString;
+  std::string File;  // as stored: relative to the index file's folder, or absolute
+  std::map<std::string, double> KeyDouble;
+  std::map<std::string, std::string> KeyString;
 };
 
 struct ZrSeriesIndex {
-  std::map<std::string, double> keyDouble;
-  std::map<std::string, std::string> keyString;
-  std::vector<ZrSeriesEntry> entries;
+  std::map<std::string, double> KeyDouble;
+  std::map<std::string, std::string> KeyString;
+  std::vector<ZrSeriesEntry> Entries;
 };
 
 // Writes or reads the tree below the root, the document's mode deciding (also inside the

@@ -50,7 +50,7 @@ void ZrCmdPackUnpack::CloseCmdIndex(int32_t n) {
 void ZrCmdPackUnpack::SetFunc(int32_t number) {
   const ZrHostFunctionRow* row = ZrHostFunctionFind(number);
   if (row == nullptr) throw ZrError("Undefiend function number");
-  std::string name = row->name;
+  std::string name = row->Name;
   packer_->Value(keyFunctionName_, name);
 }
 

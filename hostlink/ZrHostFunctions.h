@@ -130,9 +130,9 @@ enum class ZrHostFunction : int32_t {
 };
 
 struct ZrHostFunctionRow {
-  ZrHostFunction function;
-  int32_t number;
-  const char* name;
+  ZrHostFunction Function;
+  int32_t Number;
+  const char* Name;
 };
 
 // Every row, in the order of the numbers.

@@ -127,8 +127,8 @@ void ZrPluginFuncVeldra::SubSendRecv(ZrCmdPackUnpack& request, ZrCmdPackUnpack& 
     if (busy_) throw ZrError("SYSTEM ERROR:Function is doublly called");
     busy_ = true;
     struct BusyReset {
-      bool& flag;
-      ~BusyReset() { flag = false; }
+      bool& Flag;
+      ~BusyReset() { Flag = false; }
     } reset{busy_};
     request.GetText(requestText_);
     MakeSocket();

@@ -23,8 +23,8 @@ bool ZrImageFormatFromMagic(const std::string& bytes, ZrImageFormat& format);
 // file holds. Only TIFF files hold more than one; asking for a page they lack fails with
 // "<name>: holds 3 pages; there is no page 5" (pages counted from 1 in the text).
 struct ZrImagePage {
-  int32_t index = 0;
-  int32_t count = 1;
+  int32_t Index = 0;
+  int32_t Count = 1;
 };
 
 // Decoders. name is only used in error texts ("<name>: <problem>"). Without page the first

@@ -230,8 +230,8 @@ ZrFloatMatrix ZrDecodeImage(ZrImageFormat format, const std::string& bytes, cons
                             ZrImagePage* page) {
   if (format == ZrImageFormat::Tiff) return ZrDecodeTiff(bytes, name, page);
   if (page != nullptr) {
-    page->count = 1;
-    if (page->index != 0) throw ZrError(ZrNoSuchPage(name, *page));
+    page->Count = 1;
+    if (page->Index != 0) throw ZrError(ZrNoSuchPage(name, *page));
   }
   switch (format) {
     case ZrImageFormat::Tiff:

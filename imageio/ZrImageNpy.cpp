@@ -329,8 +329,8 @@ class NpyFile {
               st.st_size, static_cast<int64_t>(start) + std::min(length, kMaxHeaderSize + 1)));
         }
       }
-      header = ZrParseNpyHeader(Read(0, size), path);
-      if (header.DataOffset + header.Frames() * header.FrameBytes() != st.st_size) {
+      Header = ZrParseNpyHeader(Read(0, size), path);
+      if (Header.DataOffset + Header.Frames() * Header.FrameBytes() != st.st_size) {
         throw ZrError(path + ": .npy shape does not match the file length of " +
                       std::to_string(st.st_size) + " bytes");
       }
@@ -358,7 +358,7 @@ class NpyFile {
     return bytes;
   }
 
-  ZrNpyHeader header;
+  ZrNpyHeader Header;
 
  private:
   std::string path_;
@@ -368,12 +368,12 @@ class NpyFile {
 }  // namespace
 
 ZrNpyHeader ZrReadNpyHeader(const std::string& path) {
-  return NpyFile(path).header;
+  return NpyFile(path).Header;
 }
 
 ZrFloatMatrix ZrReadNpyFrame(const std::string& path, int64_t frame) {
   const NpyFile file(path);
-  const ZrNpyHeader& h = file.header;
+  const ZrNpyHeader& h = file.Header;
   if (frame < 0 || frame >= h.Frames()) {
     throw ZrError(path + ": frame " + std::to_string(frame) + " is outside the " +
                   std::to_string(h.Frames()) + " frames of the file");

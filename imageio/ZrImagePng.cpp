@@ -13,22 +13,22 @@
 namespace {
 
 struct PngSource {
-  const std::string* bytes = nullptr;
-  size_t pos = 0;
-  char message[200] = "";  // the first problem libpng reported
+  const std::string* Bytes = nullptr;
+  size_t Pos = 0;
+  char Message[200] = "";  // the first problem libpng reported
 };
 
 void ReadBytes(png_structp png, png_bytep out, png_size_t n) {
   auto* source = static_cast<PngSource*>(png_get_io_ptr(png));
-  if (n > source->bytes->size() - source->pos) png_error(png, "the file is truncated");
-  std::memcpy(out, source->bytes->data() + source->pos, n);
-  source->pos += n;
+  if (n > source->Bytes->size() - source->Pos) png_error(png, "the file is truncated");
+  std::memcpy(out, source->Bytes->data() + source->Pos, n);
+  source->Pos += n;
 }
 
 void KeepError(png_structp png, png_const_charp message) {
   auto* source = static_cast<PngSource*>(png_get_error_ptr(png));
-  if (source->message[0] == '\0')
-    std::snprintf(source->message, sizeof source->message, "%s", message);
+  if (source->Message[0] == '\0')
+    std::snprintf(source->Message, sizeof source->Message, "%s", message);
   png_longjmp(png, 1);
 }
 
@@ -65,19 +65,19 @@ ZrFloatMatrix ZrDecodePng(const std::string& bytes, const std::string& name) {
     throw ZrError(name + ": not a readable PNG file (no PNG signature)");
   }
   PngSource source;
-  source.bytes = &bytes;
+  source.Bytes = &bytes;
   png_structp png =
       png_create_read_struct(PNG_LIBPNG_VER_STRING, &source, KeepError, IgnoreWarning);
   png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
   struct Release {
-    png_structp& png;
-    png_infop& info;
-    ~Release() { png_destroy_read_struct(&png, &info, nullptr); }
+    png_structp& Png;
+    png_infop& Info;
+    ~Release() { png_destroy_read_struct(&Png, &Info, nullptr); }
   } release{png, info};
   if (info == nullptr) throw ZrError(name + ": not a readable PNG file (out of memory)");
   png_set_read_fn(png, &source, ReadBytes);
   const auto unreadable = [&]() {
-    return ZrError(name + ": not a readable PNG file (" + source.message + ")");
+    return ZrError(name + ": not a readable PNG file (" + source.Message + ")");
   };
   if (!ReadHeader(png, info)) throw unreadable();
 

@@ -109,8 +109,8 @@ std::vector<std::string> ImageDatasets(hid_t file) {
 }
 
 struct Hdf5Dataset {
-  ZrStackInfo info;
-  std::vector<hsize_t> dims;
+  ZrStackInfo Info;
+  std::vector<hsize_t> Dims;
 };
 
 // Opens file and dataset (finding the dataset when none is named) and checks the shape.
@@ -122,7 +122,7 @@ void WithHdf5Dataset(const std::string& path, const std::string& dataset, Use us
     throw ZrError(path + ": cannot open as HDF5 file (" + Hdf5Quiet::Last() + ")");
   }
   Hdf5Dataset d;
-  d.info.Dataset = dataset;
+  d.Info.Dataset = dataset;
   if (dataset.empty()) {
     const std::vector<std::string> names = ImageDatasets(file.get());
     if (names.empty()) throw ZrError(path + ": holds no 2-D or 3-D dataset of numbers");
@@ -132,9 +132,9 @@ void WithHdf5Dataset(const std::string& path, const std::string& dataset, Use us
       throw ZrError(path + ": holds " + std::to_string(names.size()) + " image datasets (" + list +
                     "); name the one to read");
     }
-    d.info.Dataset = names.front();
+    d.Info.Dataset = names.front();
   }
-  const std::string& name = d.info.Dataset;
+  const std::string& name = d.Info.Dataset;
   Hdf5Id set(H5Dopen2(file.get(), name.c_str(), H5P_DEFAULT), H5Dclose);
   if (!set.ok()) {
     throw ZrError(path + ": cannot open dataset " + name + " (" + Hdf5Quiet::Last() + ")");
@@ -145,24 +145,24 @@ void WithHdf5Dataset(const std::string& path, const std::string& dataset, Use us
                   " is not an image (numbers in 2 dimensions, or 3 for a stack of frames)");
   }
   Hdf5Id space(H5Dget_space(set.get()), H5Sclose);
-  d.dims.resize(static_cast<size_t>(rank));
-  H5Sget_simple_extent_dims(space.get(), d.dims.data(), nullptr);
-  const hsize_t rows = d.dims[d.dims.size() - 2];
-  const hsize_t cols = d.dims[d.dims.size() - 1];
+  d.Dims.resize(static_cast<size_t>(rank));
+  H5Sget_simple_extent_dims(space.get(), d.Dims.data(), nullptr);
+  const hsize_t rows = d.Dims[d.Dims.size() - 2];
+  const hsize_t cols = d.Dims[d.Dims.size() - 1];
   if (rows > INT32_MAX || cols > INT32_MAX ||
       (rows > 0 && cols > static_cast<hsize_t>(kZrImageMaxPixels) / rows) ||
-      (rank == 3 && d.dims[0] > static_cast<hsize_t>(INT64_MAX))) {
+      (rank == 3 && d.Dims[0] > static_cast<hsize_t>(INT64_MAX))) {
     throw ZrError(path + ": frames of dataset " + name + " (" + std::to_string(rows) + " x " +
                   std::to_string(cols) + ") are too large");
   }
-  if (rank == 3 && d.dims[0] > 0 && rows * cols == 0) {
+  if (rank == 3 && d.Dims[0] > 0 && rows * cols == 0) {
     throw ZrError(path + ": frames of dataset " + name + " are empty (" + std::to_string(rows) +
                   " x " + std::to_string(cols) + ")");
   }
-  d.info.Rows = static_cast<int32_t>(rows);
-  d.info.Cols = static_cast<int32_t>(cols);
-  d.info.IsStack = rank == 3;
-  d.info.Frames = rank == 3 ? static_cast<int64_t>(d.dims[0]) : 1;
+  d.Info.Rows = static_cast<int32_t>(rows);
+  d.Info.Cols = static_cast<int32_t>(cols);
+  d.Info.IsStack = rank == 3;
+  d.Info.Frames = rank == 3 ? static_cast<int64_t>(d.Dims[0]) : 1;
   use(set.get(), space.get(), d);
 }
 
@@ -181,7 +181,7 @@ ZrStackInfo ZrProbeStack(const std::string& path, const std::string& dataset) {
   std::lock_guard<std::mutex> lock(Hdf5Mutex());
   Hdf5Quiet quiet;
   ZrStackInfo info;
-  WithHdf5Dataset(path, dataset, [&](hid_t, hid_t, const Hdf5Dataset& d) { info = d.info; });
+  WithHdf5Dataset(path, dataset, [&](hid_t, hid_t, const Hdf5Dataset& d) { info = d.Info; });
   return info;
 }
 
@@ -191,16 +191,16 @@ ZrFloatMatrix ZrReadStackFrame(const std::string& path, const std::string& datas
   Hdf5Quiet quiet;
   ZrFloatMatrix image;
   WithHdf5Dataset(path, dataset, [&](hid_t set, hid_t space, const Hdf5Dataset& d) {
-    const std::string& name = d.info.Dataset;
-    if (frame < 0 || frame >= d.info.Frames) {
+    const std::string& name = d.Info.Dataset;
+    if (frame < 0 || frame >= d.Info.Frames) {
       throw ZrError(path + ": frame " + std::to_string(frame) + " is outside the " +
-                    std::to_string(d.info.Frames) + " frames of dataset " + name);
+                    std::to_string(d.Info.Frames) + " frames of dataset " + name);
     }
-    image.Create(d.info.Cols, d.info.Rows);
+    image.Create(d.Info.Cols, d.Info.Rows);
     if (image.Count() == 0) return;
-    const hsize_t rows = static_cast<hsize_t>(d.info.Rows);
-    const hsize_t cols = static_cast<hsize_t>(d.info.Cols);
-    if (d.info.IsStack) {
+    const hsize_t rows = static_cast<hsize_t>(d.Info.Rows);
+    const hsize_t cols = static_cast<hsize_t>(d.Info.Cols);
+    if (d.Info.IsStack) {
       const hsize_t start[3] = {static_cast<hsize_t>(frame), 0, 0};
       const hsize_t count[3] = {1, rows, cols};
       H5Sselect_hyperslab(space, H5S_SELECT_SET, start, nullptr, count, nullptr);

@@ -14,44 +14,44 @@ namespace {
 
 // A growable byte buffer that libtiff reads from or writes to through its client procs.
 struct MemoryStream {
-  std::string* data = nullptr;         // written file (write mode)
-  const std::string* input = nullptr;  // read mode
-  uint64_t pos = 0;
-  std::string firstError;  // first message libtiff reported for this handle
+  std::string* Data = nullptr;         // written file (write mode)
+  const std::string* Input = nullptr;  // read mode
+  uint64_t Pos = 0;
+  std::string FirstError;  // first message libtiff reported for this handle
 
-  uint64_t Size() const { return input != nullptr ? input->size() : data->size(); }
+  uint64_t Size() const { return Input != nullptr ? Input->size() : Data->size(); }
 };
 
 tmsize_t StreamRead(thandle_t h, void* buf, tmsize_t n) {
   auto* s = static_cast<MemoryStream*>(h);
-  if (s->input == nullptr || n < 0) return 0;
-  const uint64_t size = s->input->size();
-  if (s->pos >= size) return 0;
-  const uint64_t count = std::min<uint64_t>(static_cast<uint64_t>(n), size - s->pos);
-  std::memcpy(buf, s->input->data() + s->pos, static_cast<size_t>(count));
-  s->pos += count;
+  if (s->Input == nullptr || n < 0) return 0;
+  const uint64_t size = s->Input->size();
+  if (s->Pos >= size) return 0;
+  const uint64_t count = std::min<uint64_t>(static_cast<uint64_t>(n), size - s->Pos);
+  std::memcpy(buf, s->Input->data() + s->Pos, static_cast<size_t>(count));
+  s->Pos += count;
   return static_cast<tmsize_t>(count);
 }
 
 tmsize_t StreamWrite(thandle_t h, void* buf, tmsize_t n) {
   auto* s = static_cast<MemoryStream*>(h);
-  if (s->data == nullptr || n < 0) return -1;
-  const uint64_t end = s->pos + static_cast<uint64_t>(n);
-  if (end > s->data->size()) s->data->resize(static_cast<size_t>(end));
-  std::memcpy(&(*s->data)[static_cast<size_t>(s->pos)], buf, static_cast<size_t>(n));
-  s->pos = end;
+  if (s->Data == nullptr || n < 0) return -1;
+  const uint64_t end = s->Pos + static_cast<uint64_t>(n);
+  if (end > s->Data->size()) s->Data->resize(static_cast<size_t>(end));
+  std::memcpy(&(*s->Data)[static_cast<size_t>(s->Pos)], buf, static_cast<size_t>(n));
+  s->Pos = end;
   return n;
 }
 
 toff_t StreamSeek(thandle_t h, toff_t off, int whence) {
   auto* s = static_cast<MemoryStream*>(h);
   int64_t base = 0;
-  if (whence == SEEK_CUR) base = static_cast<int64_t>(s->pos);
+  if (whence == SEEK_CUR) base = static_cast<int64_t>(s->Pos);
   if (whence == SEEK_END) base = static_cast<int64_t>(s->Size());
   const int64_t target = base + static_cast<int64_t>(off);
   if (target < 0) return static_cast<toff_t>(-1);
-  s->pos = static_cast<uint64_t>(target);
-  return s->pos;
+  s->Pos = static_cast<uint64_t>(target);
+  return s->Pos;
 }
 
 int StreamClose(thandle_t) {
@@ -67,14 +67,14 @@ void StreamUnmap(thandle_t, void*, toff_t) {}
 
 int KeepFirstError(TIFF* tif, void* user, const char*, const char* fmt, va_list ap) {
   auto* s = static_cast<MemoryStream*>(user);
-  if (s->firstError.empty()) {
+  if (s->FirstError.empty()) {
     char text[512];
     std::vsnprintf(text, sizeof text, fmt, ap);
-    s->firstError = text;
+    s->FirstError = text;
     // Messages often start with the file name, which the caller already puts first.
     const std::string prefix = tif != nullptr ? std::string(TIFFFileName(tif)) + ": " : "";
-    if (!prefix.empty() && s->firstError.compare(0, prefix.size(), prefix) == 0) {
-      s->firstError.erase(0, prefix.size());
+    if (!prefix.empty() && s->FirstError.compare(0, prefix.size(), prefix) == 0) {
+      s->FirstError.erase(0, prefix.size());
     }
   }
   return 1;  // handled: nothing goes to stderr
@@ -201,24 +201,24 @@ void ReadTiles(TIFF* tif, ZrFloatMatrix& image, uint16_t bits, uint64_t fileSize
 }  // namespace
 
 std::string ZrNoSuchPage(const std::string& name, const ZrImagePage& page) {
-  return name + ": holds " + std::to_string(page.count) + (page.count == 1 ? " page" : " pages") +
-         "; there is no page " + std::to_string(static_cast<int64_t>(page.index) + 1);
+  return name + ": holds " + std::to_string(page.Count) + (page.Count == 1 ? " page" : " pages") +
+         "; there is no page " + std::to_string(static_cast<int64_t>(page.Index) + 1);
 }
 
 ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name, ZrImagePage* page) {
   MemoryStream stream;
-  stream.input = &bytes;
+  stream.Input = &bytes;
   TiffHandle handle(stream, name, "rm");
   TIFF* tif = handle.get();
   if (tif == nullptr) {
     // libtiff says nothing when the header points to no image directory at all.
     throw ZrError(name + ": not a valid TIFF file (" +
-                  (stream.firstError.empty() ? "no image directory" : stream.firstError) + ")");
+                  (stream.FirstError.empty() ? "no image directory" : stream.FirstError) + ")");
   }
   if (page != nullptr) {
-    page->count = static_cast<int32_t>(TIFFNumberOfDirectories(tif));
-    if (page->index < 0 || page->index >= page->count ||
-        (page->index > 0 && TIFFSetDirectory(tif, static_cast<tdir_t>(page->index)) == 0)) {
+    page->Count = static_cast<int32_t>(TIFFNumberOfDirectories(tif));
+    if (page->Index < 0 || page->Index >= page->Count ||
+        (page->Index > 0 && TIFFSetDirectory(tif, static_cast<tdir_t>(page->Index)) == 0)) {
       throw ZrError(ZrNoSuchPage(name, *page));
     }
   }
@@ -268,11 +268,11 @@ ZrFloatMatrix ZrDecodeTiff(const std::string& bytes, const std::string& name, Zr
 
 ZrTiffText ZrDecodeTiffText(const std::string& bytes, const std::string& name) {
   MemoryStream stream;
-  stream.input = &bytes;
+  stream.Input = &bytes;
   TiffHandle handle(stream, name, "rm");
   if (handle.get() == nullptr) {
     throw ZrError(name + ": not a valid TIFF file (" +
-                  (stream.firstError.empty() ? "no image directory" : stream.firstError) + ")");
+                  (stream.FirstError.empty() ? "no image directory" : stream.FirstError) + ")");
   }
   ZrTiffText text;
   const char* value = nullptr;
@@ -293,10 +293,10 @@ std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name,
   }
   std::string data;
   MemoryStream stream;
-  stream.data = &data;
+  stream.Data = &data;
   TiffHandle handle(stream, name, "w");
   TIFF* tif = handle.get();
-  auto fail = [&]() { throw ZrError(name + ": cannot encode TIFF (" + stream.firstError + ")"); };
+  auto fail = [&]() { throw ZrError(name + ": cannot encode TIFF (" + stream.FirstError + ")"); };
   if (tif == nullptr) fail();
   const auto width = static_cast<uint32_t>(image.ColSize);
   const auto height = static_cast<uint32_t>(image.RowSize);
@@ -321,6 +321,6 @@ std::string ZrEncodeTiff(const ZrFloatMatrix& image, const std::string& name,
   }
   if (TIFFWriteDirectory(tif) == 0) fail();
   handle.Close();
-  if (!stream.firstError.empty()) fail();
+  if (!stream.FirstError.empty()) fail();
   return data;
 }

@@ -42,12 +42,12 @@ struct AngleMaps {
 }  // namespace
 
 void ZrShCoefficients::Reset(int32_t degrees) {
-  L = degrees;
+  l_ = degrees;
   Values.assign(static_cast<size_t>(degrees) * static_cast<size_t>(degrees), 0.0L);
 }
 
 long double& ZrShCoefficients::At(int32_t l, int32_t m) {
-  if (l < 0 || l >= L) throw ZrError("Illegal l value");
+  if (l < 0 || l >= l_) throw ZrError("Illegal l value");
   if (std::fabs(static_cast<float>(m)) > static_cast<float>(l)) throw ZrError("Illegal m value");
   return Values[static_cast<size_t>(ZrShIndex(l, m))];
 }
@@ -76,7 +76,7 @@ void ZrSphericalHarmonics::Legendre(long double* P, int32_t L, long double theta
 }
 
 const std::vector<long double>& ZrSphericalHarmonics::Normalisation(int32_t L) {
-  if (L <= NormL) return Norm;
+  if (L <= normL_) return norm_;
   std::vector<long double> n(static_cast<size_t>(L) * static_cast<size_t>(L), 0.0L);
   auto N = [&n](int32_t l, int32_t m) -> long double& {
     return n[static_cast<size_t>(ZrShIndex(l, m))];
@@ -98,9 +98,9 @@ const std::vector<long double>& ZrSphericalHarmonics::Normalisation(int32_t L) {
   for (int32_t l = 1; l < L; ++l) {
     for (int32_t m = 1; m <= l; ++m) N(l, m) = (m % 2 != 0) ? -N(l, -m) : N(l, -m);
   }
-  Norm.swap(n);
-  NormL = L;
-  return Norm;
+  norm_.swap(n);
+  normL_ = L;
+  return norm_;
 }
 
 void ZrSphericalHarmonics::BasisValues(long double* Y, int32_t L, long double theta,
@@ -111,7 +111,7 @@ void ZrSphericalHarmonics::BasisValues(long double* Y, int32_t L, long double th
   // both (l, m) and (l, -m) are written from it.
   Legendre(Y, L, theta);
   const size_t count = static_cast<size_t>(L) * static_cast<size_t>(L);
-  for (size_t k = 0; k < count; ++k) Y[k] = Norm[k] * Y[k];
+  for (size_t k = 0; k < count; ++k) Y[k] = norm_[k] * Y[k];
   for (int32_t l = 0; l < L; ++l) Y[ZrShIndex(l, 0)] = Y[ZrShIndex(l, 0)] * kInvSqrt2Pi;
   // cos(m phi) and sin(m phi) by the multiple-angle recurrence (a rotation by phi per step):
   // two library calls per direction instead of two per order; the error grows by about one

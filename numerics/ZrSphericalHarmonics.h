@@ -24,7 +24,7 @@ class ZrShCoefficients {
 
   // Sizes the table for L degrees and clears it.
   void Reset(int32_t degrees);
-  int32_t Degrees() const { return L; }
+  int32_t Degrees() const { return l_; }
 
   // "Illegal l value" unless 0 <= l < L; "Illegal m value" when |m| > l.
   long double& At(int32_t l, int32_t m);
@@ -35,7 +35,7 @@ class ZrShCoefficients {
   std::vector<long double> Values;  // L^2 entries, (l, m) at l(l+1)+m
 
  private:
-  int32_t L = 0;
+  int32_t l_ = 0;
 };
 
 // Cancel flag (set by the user interface, read without a lock by the fit and its threads) and
@@ -58,7 +58,7 @@ class ZrSphericalHarmonics {
   // Ensures the normalisation table holds at least L degrees and returns it:
   // N(l, -m) = sqrt((2l+1)/2 (l-m)!/(l+m)!) for m >= 0 and N(l, m) = (-1)^m N(l, -m).
   const std::vector<long double>& Normalisation(int32_t L);
-  int32_t NormalisationDegrees() const { return NormL; }
+  int32_t NormalisationDegrees() const { return normL_; }
 
   // All L^2 basis values at (theta, phi): Y(l, 0) = Nbar P(l, 0) / sqrt(2 pi);
   // Y(l, m) = N(l, -m) P(l, m) cos(m phi) / sqrt(pi), Y(l, -m) = the same with sin(m phi).
@@ -101,6 +101,6 @@ class ZrSphericalHarmonics {
                          const std::string& mappingName);
 
  private:
-  std::vector<long double> Norm;
-  int32_t NormL = 0;
+  std::vector<long double> norm_;
+  int32_t normL_ = 0;
 };

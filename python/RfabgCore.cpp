@@ -61,7 +61,7 @@ RfabgImage::~RfabgImage() {
 namespace {
 
 bool IsLongDouble(const RfaParameterField& field) {
-  return std::holds_alternative<long double RfaParameters::*>(field.member);
+  return std::holds_alternative<long double RfaParameters::*>(field.Member);
 }
 
 std::string Format(const char* format, long double value) {
@@ -74,7 +74,7 @@ std::string Format(const char* format, long double value) {
 
 std::vector<std::string> RfabgParameterKeys() {
   std::vector<std::string> keys;
-  for (const RfaParameterField& field : RfaParameterFields()) keys.push_back(field.key);
+  for (const RfaParameterField& field : RfaParameterFields()) keys.push_back(field.Key);
   return keys;
 }
 
@@ -90,7 +90,7 @@ RfabgValue RfabgGetParameter(const RfaParameters& params, const std::string& key
           return static_cast<double>(params.*member);
         }
       },
-      RfaFindParameterField(key).member);
+      RfaFindParameterField(key).Member);
 }
 
 void RfabgSetParameter(RfaParameters& params, const std::string& key, const RfabgValue& value) {
@@ -121,7 +121,7 @@ void RfabgSetParameter(RfaParameters& params, const std::string& key, const Rfab
 std::vector<std::pair<std::string, std::string>> RfabgParameterTexts(const RfaParameters& params) {
   std::vector<std::pair<std::string, std::string>> texts;
   for (const RfaParameterField& field : RfaParameterFields()) {
-    const std::string k = field.key;
+    const std::string k = field.Key;
     std::visit(
         [&](auto member) {
           using T = std::decay_t<decltype(params.*member)>;
@@ -134,7 +134,7 @@ std::vector<std::pair<std::string, std::string>> RfabgParameterTexts(const RfaPa
             texts.emplace_back(k, Format(std::is_same_v<T, double> ? "%.17Lg" : "%.21Lg", v));
           }
         },
-        field.member);
+        field.Member);
   }
   return texts;
 }

@@ -82,9 +82,9 @@ py::object FromValue(const RfabgValue& v) {
 
 py::dict ResultDict(RfaProcessResult&& result) {
   py::dict d;
-  d["image"] = RfabgToNumpy(std::move(result.image));
-  d["doubles"] = py::cast(result.doubles);
-  d["texts"] = py::cast(result.texts);
+  d["image"] = RfabgToNumpy(std::move(result.Image));
+  d["doubles"] = py::cast(result.Doubles);
+  d["texts"] = py::cast(result.Texts);
   return d;
 }
 
@@ -132,7 +132,7 @@ PYBIND11_MODULE(_rfabg, m) {
           "read",
           [](const py::handle& path) {
             RfaProcessOptions options;
-            options.parameterFile = FilePath(path);
+            options.ParameterFile = FilePath(path);
             return RfaLoadParameters(options);
           },
           py::arg("path"), "Reads a parameter file (.rfa_bg, root element \"ini\").")
@@ -172,7 +172,7 @@ PYBIND11_MODULE(_rfabg, m) {
              return d;
            })
       .def("copy", [](const RfaParameters& p) { return p; })
-      .def_property_readonly("version", [](const RfaParameters& p) { return p.version; })
+      .def_property_readonly("version", [](const RfaParameters& p) { return p.Version; })
       .def("__repr__",
            [](const RfaParameters& p) {
              std::string text;
@@ -323,10 +323,10 @@ PYBIND11_MODULE(_rfabg, m) {
       "read_keys",
       [](const py::handle& path) {
         RfaProcessResult keys;
-        ZrKeyRecordRead(FilePath(path), keys.doubles, keys.texts);
+        ZrKeyRecordRead(FilePath(path), keys.Doubles, keys.Texts);
         py::dict d;
-        d["doubles"] = py::cast(keys.doubles);
-        d["texts"] = py::cast(keys.texts);
+        d["doubles"] = py::cast(keys.Doubles);
+        d["texts"] = py::cast(keys.Texts);
         return d;
       },
       py::arg("path"), "Reads a key file (NAME.keys.xml): a dict of \"doubles\" and \"texts\".");

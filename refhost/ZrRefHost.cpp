@@ -17,8 +17,8 @@ ZrRefHost::~ZrRefHost() = default;
 int32_t ZrRefHost::AddImageWindow(const ZrFloatMatrix& image, const std::string& fileName) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   ZrRefHostWindow w;
-  w.image = image;
-  w.fileName = fileName;
+  w.Image = image;
+  w.FileName = fileName;
   return state_->NewWindow(std::move(w));
 }
 
@@ -34,56 +34,56 @@ int32_t ZrRefHost::LoadSeriesWindow(const std::string& path, const std::string& 
 
 void ZrRefHost::SetFocus(int32_t id) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  if (state_->focus == id) return;
-  state_->focus = id;
+  if (state_->Focus == id) return;
+  state_->Focus = id;
   state_->Changed(-1);
 }
 
 int32_t ZrRefHost::Focus() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return state_->focus;
+  return state_->Focus;
 }
 
 std::vector<int32_t> ZrRefHost::WindowIds() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   std::vector<int32_t> ids;
-  for (const auto& w : state_->windows) ids.push_back(w.first);
+  for (const auto& w : state_->Windows) ids.push_back(w.first);
   return ids;
 }
 
 bool ZrRefHost::GetWindow(int32_t id, ZrRefHostWindow& copy) const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  auto it = state_->windows.find(id);
-  if (it == state_->windows.end()) return false;
+  auto it = state_->Windows.find(id);
+  if (it == state_->Windows.end()) return false;
   copy = it->second;
   return true;
 }
 
 void ZrRefHost::SetWindowImage(int32_t id, const ZrFloatMatrix& image) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->Window(id).image = image;
+  state_->Window(id).Image = image;
   state_->Changed(id);
 }
 
 void ZrRefHost::SetLoaded(bool isLoaded, bool isSuccess) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->isLoaded = isLoaded;
-  state_->isSuccess = isSuccess;
+  state_->IsLoaded = isLoaded;
+  state_->IsSuccess = isSuccess;
 }
 
 void ZrRefHost::SetOutputDir(const std::string& folder) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->outputDir = folder;
+  state_->OutputDir = folder;
 }
 
 void ZrRefHost::SetFaults(const ZrRefHostFaults& faults) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->faults = faults;
+  state_->Faults = faults;
 }
 
 ZrRefHostFaults ZrRefHost::Faults() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return state_->faults;
+  return state_->Faults;
 }
 
 ZrRefHostFaults ZrRefHost::FaultsFor(const std::string& function) const {
@@ -93,39 +93,39 @@ ZrRefHostFaults ZrRefHost::FaultsFor(const std::string& function) const {
 
 std::vector<std::string> ZrRefHost::Requests() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return state_->requests;
+  return state_->Requests;
 }
 
 void ZrRefHost::ClearRequests() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->requests.clear();
+  state_->Requests.clear();
 }
 
 void ZrRefHost::SetRecordRequests(bool record) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->recordRequests = record;
-  if (!record) state_->requests.clear();
+  state_->RecordRequests = record;
+  if (!record) state_->Requests.clear();
 }
 
 uint64_t ZrRefHost::Revision() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return state_->revision;
+  return state_->Revision;
 }
 
 uint64_t ZrRefHost::WindowRevision(int32_t id) const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  auto it = state_->windows.find(id);
-  return it == state_->windows.end() ? 0 : it->second.revision;
+  auto it = state_->Windows.find(id);
+  return it == state_->Windows.end() ? 0 : it->second.Revision;
 }
 
 void ZrRefHost::SetChangeListener(std::function<void()> listener) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->changeListener = std::move(listener);
+  state_->ChangeListener = std::move(listener);
 }
 
 void ZrRefHost::SetRequestLog(const std::string& path) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->requestLog = path;
+  state_->RequestLog = path;
 }
 
 void ZrRefHost::ClientGone(int64_t client) {
@@ -135,14 +135,14 @@ void ZrRefHost::ClientGone(int64_t client) {
 
 void ZrRefHost::SetMaxImageBlocks(size_t count) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->maxImageBlocks = std::max<size_t>(1, count);
+  state_->MaxImageBlocks = std::max<size_t>(1, count);
 }
 
 std::vector<std::string> ZrRefHost::ImageBlockKeys() const {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   std::map<uint64_t, std::string> bySerial;
-  for (const auto& b : state_->imageBlocks) {
-    bySerial[b.second.serial] = b.second.memory->key().toStdString();
+  for (const auto& b : state_->ImageBlocks) {
+    bySerial[b.second.Serial] = b.second.Memory->key().toStdString();
   }
   std::vector<std::string> keys;
   for (const auto& k : bySerial) keys.push_back(k.second);
@@ -151,7 +151,7 @@ std::vector<std::string> ZrRefHost::ImageBlockKeys() const {
 
 void ZrRefHost::SetControlRequests(bool allowed) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  state_->controlRequests = allowed;
+  state_->ControlRequests = allowed;
 }
 
 void ZrRefHost::Dump(const std::string& folder) const {
@@ -163,9 +163,9 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   ZrRefHostState& s = *state_;
   s.ReleaseImageBlock(client);
-  if (s.recordRequests) s.requests.push_back(requestText);
-  if (!s.requestLog.empty()) {
-    QFile log(QString::fromStdString(s.requestLog));
+  if (s.RecordRequests) s.Requests.push_back(requestText);
+  if (!s.RequestLog.empty()) {
+    QFile log(QString::fromStdString(s.RequestLog));
     if (log.open(QIODevice::WriteOnly | QIODevice::Append)) {
       log.write(requestText.data(), static_cast<qint64>(requestText.size()));
     }
@@ -180,12 +180,12 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
     // to a zero byte, so none can come back in an answer.
     request.SetText(requestText.substr(0, requestText.find('\0')));
     request.OpenCmd();
-    request.Packer().Value("cmd", answer.function);
-    request.IDDocChildWindow(call.window);
-    const ZrRefHostHandler handler = ZrRefHostFindHandler(answer.function);
-    if (handler == nullptr) throw ZrError("Unknown function:" + answer.function);
+    request.Packer().Value("cmd", answer.Function);
+    request.IDDocChildWindow(call.WindowId);
+    const ZrRefHostHandler handler = ZrRefHostFindHandler(answer.Function);
+    if (handler == nullptr) throw ZrError("Unknown function:" + answer.Function);
     handler(call);
-    const std::string faultCode = s.FaultsFor(answer.function).returnCode;
+    const std::string faultCode = s.FaultsFor(answer.Function).ReturnCode;
     if (!faultCode.empty()) returnCode = faultCode;
   } catch (const ZrError& e) {
     returnCode = e.Message.empty() ? std::string("error") : e.Message;
@@ -194,12 +194,12 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
     returnCode = std::string("undefined err:") + e.what();
     call.DropResults();
   }
-  answer.quit = call.quit;
+  answer.Quit = call.Quit;
   // Functions that only get leave everything as it was; any other may have changed the window
   // it names (a failed one too, part-way), and windows it made are marked when made.
-  const bool onlyGets = answer.function.find("Get") != std::string::npos &&
-                        answer.function.find("Set") == std::string::npos;
-  if (!onlyGets) s.Changed(call.window);
+  const bool onlyGets = answer.Function.find("Get") != std::string::npos &&
+                        answer.Function.find("Set") == std::string::npos;
+  if (!onlyGets) s.Changed(call.WindowId);
 
   // Results follow "ReturnCode", and only when the handler succeeded.
   ZrCmdPackUnpack response("w");
@@ -207,6 +207,6 @@ ZrRefHostAnswer ZrRefHost::Handle(const std::string& requestText, int64_t client
   response.Packer().Value("ReturnCode", returnCode);
   call.WriteResults(response);
   response.CloseCmd();
-  response.GetText(answer.text);
+  response.GetText(answer.Text);
   return answer;
 }

@@ -29,46 +29,46 @@ struct ZrRefHostState;
 // Faults injected on demand. They apply to every request, or only to requests for the
 // function named in onlyFunction.
 struct ZrRefHostFaults {
-  int32_t splitBytes = 0;       // > 0: the answer goes out in writes of this many bytes
-  int32_t delayMs = 0;          // wait this long before answering
-  bool noTrailingChar = false;  // the answer ends exactly in "</air>"
-  std::string returnCode;       // non-empty: sent in place of "ok"
-  bool closeMidAnswer = false;  // send half of the answer, then close the connection
-  bool shortBlock = false;      // image blocks made for a get are smaller than their header says
-  std::string onlyFunction;
+  int32_t SplitBytes = 0;       // > 0: the answer goes out in writes of this many bytes
+  int32_t DelayMs = 0;          // wait this long before answering
+  bool NoTrailingChar = false;  // the answer ends exactly in "</air>"
+  std::string ReturnCode;       // non-empty: sent in place of "ok"
+  bool CloseMidAnswer = false;  // send half of the answer, then close the connection
+  bool ShortBlock = false;      // image blocks made for a get are smaller than their header says
+  std::string OnlyFunction;
 };
 
 struct ZrRefHostLine {
-  int32_t id = 0;
-  float x0 = 0, y0 = 0, x1 = 0, y1 = 0, width = 0;
-  ZrColor color;
-  bool isMovable = false;
-  std::string name;
+  int32_t Id = 0;
+  float X0 = 0, Y0 = 0, X1 = 0, Y1 = 0, Width = 0;
+  ZrColor Color;
+  bool IsMovable = false;
+  std::string Name;
 };
 
 struct ZrRefHostWindow {
-  int32_t id = 0;
-  std::string mode = "image";  // window mode: "image", "image3D" or "wave"
-  bool isSeries = false;
-  ZrFloatMatrix image;
-  std::string fileName;  // file the image came from, empty for a new window
-  std::map<std::string, double> keyDouble;
-  std::map<std::string, std::string> keyString;
-  std::map<int32_t, ZrRegion> regions;
-  std::map<int32_t, ZrRefHostLine> lines;
+  int32_t Id = 0;
+  std::string Mode = "image";  // window mode: "image", "image3D" or "wave"
+  bool IsSeries = false;
+  ZrFloatMatrix Image;
+  std::string FileName;  // file the image came from, empty for a new window
+  std::map<std::string, double> KeyDouble;
+  std::map<std::string, std::string> KeyString;
+  std::map<int32_t, ZrRegion> Regions;
+  std::map<int32_t, ZrRefHostLine> Lines;
   // Series windows.
-  std::string seriesFolder;  // folder that relative entry files are taken from
-  ZrSeriesIndex series;
-  std::vector<std::string> savedFiles;  // per entry: where SeriesImageSave put it (absolute)
-  int32_t currentIndex = 0;
-  uint64_t revision = 0;  // the host's revision at this window's last change
+  std::string SeriesFolder;  // folder that relative entry files are taken from
+  ZrSeriesIndex Series;
+  std::vector<std::string> SavedFiles;  // per entry: where SeriesImageSave put it (absolute)
+  int32_t CurrentIndex = 0;
+  uint64_t Revision = 0;  // the host's revision at this window's last change
 };
 
 // Result of handling one request text.
 struct ZrRefHostAnswer {
-  std::string text;      // the answer, ending with a line feed after "</air>"
-  std::string function;  // the requested function name ("" when unreadable)
-  bool quit = false;     // the request asked the host to end
+  std::string Text;      // the answer, ending with a line feed after "</air>"
+  std::string Function;  // the requested function name ("" when unreadable)
+  bool Quit = false;     // the request asked the host to end
 };
 
 class ZrRefHost {
@@ -148,8 +148,8 @@ class ZrRefHostServer : public QObject {
   // left unread past maxUnreadBytes when the next one is due, close the connection with a
   // log line.
   struct Limits {
-    int64_t maxRequestBytes = int64_t{32} << 20;
-    int64_t maxUnreadBytes = int64_t{16} << 20;
+    int64_t MaxRequestBytes = int64_t{32} << 20;
+    int64_t MaxUnreadBytes = int64_t{16} << 20;
   };
 
   explicit ZrRefHostServer(ZrRefHost& host, QObject* parent = nullptr);
@@ -168,9 +168,9 @@ class ZrRefHostServer : public QObject {
 
  private:
   struct Connection {
-    int64_t id = 0;
-    ZrRefHostFramer requests;
-    bool serveQueued = false;
+    int64_t Id = 0;
+    ZrRefHostFramer Requests;
+    bool ServeQueued = false;
   };
 
   void Attach(QIODevice* device);

@@ -6,7 +6,7 @@ namespace {
 // The control requests are the reference host's own, outside the host's function table, and
 // refused unless allowed.
 void CheckControlAllowed(ZrRefHostCall& call, const char* name) {
-  if (!call.host.controlRequests) {
+  if (!call.Host.ControlRequests) {
     throw ZrError(std::string("Control requests are not allowed:") + name);
   }
 }
@@ -14,13 +14,13 @@ void CheckControlAllowed(ZrRefHostCall& call, const char* name) {
 void RefHostDump(ZrRefHostCall& call) {
   CheckControlAllowed(call, "RefHostDump");
   std::string folder;
-  call.request.Packer().Value("folder", folder);
-  call.host.Dump(call.host.ConfinedFolder(folder));
+  call.Request.Packer().Value("folder", folder);
+  call.Host.Dump(call.Host.ConfinedFolder(folder));
 }
 
 void RefHostQuit(ZrRefHostCall& call) {
   CheckControlAllowed(call, "RefHostQuit");
-  call.quit = true;
+  call.Quit = true;
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ ZrRefHostHandler ZrRefHostFindHandler(const std::string& function) {
          {ZrRefHostWindowHandlers(), ZrRefHostImageHandlers(), ZrRefHostRegionHandlers(),
           ZrRefHostSeriesHandlers(), ZrRefHostKeyHandlers()}) {
       for (const ZrRefHostHandlerRow& row : family) {
-        all[ZrHostFunctionName(row.function)] = row.handler;
+        all[ZrHostFunctionName(row.Function)] = row.Handler;
       }
     }
     return all;

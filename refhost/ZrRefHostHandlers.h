@@ -19,17 +19,17 @@ class ZrRefHostCall {
  public:
   // The request's command element is open.
   ZrRefHostCall(ZrRefHostState& state, ZrCmdPackUnpack& message, int64_t clientId)
-      : host(state), request(message), client(clientId) {}
+      : Host(state), Request(message), Client(clientId) {}
 
-  ZrRefHostState& host;
-  ZrCmdPackUnpack& request;
-  int64_t client;
-  int32_t window = -1;  // "IDDocChildWindow" of the request; -1 when it has none
-  bool quit = false;    // the request asks the host to end
+  ZrRefHostState& Host;
+  ZrCmdPackUnpack& Request;
+  int64_t Client;
+  int32_t WindowId = -1;  // "IDDocChildWindow" of the request; -1 when it has none
+  bool Quit = false;      // the request asks the host to end
 
   // The window the request names ("Window is not found:<id>"), or the series window.
-  ZrRefHostWindow& Window() { return host.Window(window); }
-  ZrRefHostWindow& Series() { return host.Series(window); }
+  ZrRefHostWindow& Window() { return Host.Window(WindowId); }
+  ZrRefHostWindow& Series() { return Host.Series(WindowId); }
 
   // Results, written after "ReturnCode" in the order given once the handler has returned.
   template <class T>
@@ -66,8 +66,8 @@ class ZrRefHostCall {
 using ZrRefHostHandler = void (*)(ZrRefHostCall& call);
 
 struct ZrRefHostHandlerRow {
-  ZrHostFunction function;
-  ZrRefHostHandler handler;
+  ZrHostFunction Function;
+  ZrRefHostHandler Handler;
 };
 
 // The handlers of each family, in the file of that family.

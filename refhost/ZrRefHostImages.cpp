@@ -13,20 +13,20 @@
 namespace {
 
 void ImageGet(ZrRefHostCall& call) {
-  call.Result("image", call.Window().image);
+  call.Result("image", call.Window().Image);
 }
 
 void ImageSet(ZrRefHostCall& call) {
   ZrFloatMatrix image;
-  call.request.Packer().Matrix("image", image, "b");
-  call.Window().image = image;
+  call.Request.Packer().Matrix("image", image, "b");
+  call.Window().Image = image;
 }
 
 // A new block under a key never used before, kept for the client until its next request.
 void FIImageGetBySharedMemory(ZrRefHostCall& call) {
-  ZrRefHostState& s = call.host;
-  const ZrFloatMatrix& image = call.Window().image;
-  const bool shortBlock = s.FaultsFor("FIImageGetBySharedMemory").shortBlock;
+  ZrRefHostState& s = call.Host;
+  const ZrFloatMatrix& image = call.Window().Image;
+  const bool shortBlock = s.FaultsFor("FIImageGetBySharedMemory").ShortBlock;
   int64_t size = ZrSharedImageBlock::BlockBytes(image.ColSize, image.RowSize);
   if (shortBlock) size = std::max<int64_t>(16, size - 4);
   if (size > std::numeric_limits<int>::max()) throw ZrError("Shared Memory cannot create");
@@ -35,7 +35,7 @@ void FIImageGetBySharedMemory(ZrRefHostCall& call) {
   std::string key;
   for (int attempt = 0;; ++attempt) {
     key = "REFHOSTIMAGE" + std::to_string(QCoreApplication::applicationPid()) + "_" +
-          std::to_string(++s.blockCounter);
+          std::to_string(++s.BlockCounter);
     block = std::make_unique<QSharedMemory>(QString::fromStdString(key));
     if (block->create(static_cast<int>(size))) break;
     if (block->error() != QSharedMemory::AlreadyExists || attempt == 100) {
@@ -54,14 +54,14 @@ void FIImageGetBySharedMemory(ZrRefHostCall& call) {
     if (bytes > 0) std::memcpy(data + 16, image.Data, static_cast<size_t>(bytes));
   }
   block->unlock();
-  s.KeepImageBlock(call.client, std::move(block));
+  s.KeepImageBlock(call.Client, std::move(block));
   call.Result("key", key);
 }
 
 void FIImageSetBySharedMemory(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
   std::string key;
-  call.request.Packer().Value("key", key);
+  call.Request.Packer().Value("key", key);
   QSharedMemory block(QString::fromUtf8(key.c_str()));
   if (!block.attach(QSharedMemory::ReadOnly)) {
     throw ZrError("Cannot attach to Shared Memory" + key);
@@ -69,7 +69,7 @@ void FIImageSetBySharedMemory(ZrRefHostCall& call) {
   block.lock();
   try {
     // Decode checks the block before it touches the window's image.
-    ZrSharedImageBlock::Decode(block.constData(), block.size(), w.image);
+    ZrSharedImageBlock::Decode(block.constData(), block.size(), w.Image);
   } catch (...) {
     block.unlock();
     throw;
@@ -88,24 +88,24 @@ std::vector<ZrRefHostHandlerRow> ZrRefHostImageHandlers() {
 }
 
 void ZrRefHostState::ReleaseImageBlock(int64_t client) {
-  imageBlocks.erase(client);
+  ImageBlocks.erase(client);
 }
 
 void ZrRefHostState::KeepImageBlock(int64_t client, std::unique_ptr<QSharedMemory> memory) {
   ReleaseImageBlock(client);
-  while (!imageBlocks.empty() && imageBlocks.size() >= maxImageBlocks) {
+  while (!ImageBlocks.empty() && ImageBlocks.size() >= MaxImageBlocks) {
     auto oldest = std::min_element(
-        imageBlocks.begin(), imageBlocks.end(),
-        [](const auto& a, const auto& b) { return a.second.serial < b.second.serial; });
+        ImageBlocks.begin(), ImageBlocks.end(),
+        [](const auto& a, const auto& b) { return a.second.Serial < b.second.Serial; });
     qWarning().noquote() << QString(
                                 "veldra-refhost: image block %1 of client %2 released "
                                 "early: %3 blocks are alive")
-                                .arg(oldest->second.memory->key())
+                                .arg(oldest->second.Memory->key())
                                 .arg(oldest->first)
-                                .arg(imageBlocks.size());
-    imageBlocks.erase(oldest);
+                                .arg(ImageBlocks.size());
+    ImageBlocks.erase(oldest);
   }
-  ImageBlock& block = imageBlocks[client];
-  block.memory = std::move(memory);
-  block.serial = static_cast<uint64_t>(blockCounter);
+  ImageBlock& block = ImageBlocks[client];
+  block.Memory = std::move(memory);
+  block.Serial = static_cast<uint64_t>(BlockCounter);
 }

@@ -5,47 +5,47 @@
 namespace {
 
 ZrSeriesEntry& CurrentEntry(ZrRefHostCall& call) {
-  return call.host.CurrentEntry(call.Series());
+  return call.Host.CurrentEntry(call.Series());
 }
 
 void ImageKeyDoubleGet(ZrRefHostCall& call) {
-  call.Result("ImageKeyDouble", call.Window().keyDouble);
+  call.Result("ImageKeyDouble", call.Window().KeyDouble);
 }
 
 void ImageKeyDoubleSet(ZrRefHostCall& call) {
-  call.request.Packer().KeyDoubleList("ImageKeyDouble", call.Window().keyDouble);
+  call.Request.Packer().KeyDoubleList("ImageKeyDouble", call.Window().KeyDouble);
 }
 
 void ImageKeyStringGet(ZrRefHostCall& call) {
-  call.Result("ImageKeyString", call.Window().keyString);
+  call.Result("ImageKeyString", call.Window().KeyString);
 }
 
 void ImageKeyStringSet(ZrRefHostCall& call) {
-  call.request.Packer().KeyStringList("ImageKeyString", call.Window().keyString);
+  call.Request.Packer().KeyStringList("ImageKeyString", call.Window().KeyString);
 }
 
 void SeriesKeyDoubleGet(ZrRefHostCall& call) {
-  call.Result("SeriesKeyDouble", call.Series().series.keyDouble);
+  call.Result("SeriesKeyDouble", call.Series().Series.KeyDouble);
 }
 
 void SeriesKeyStringGet(ZrRefHostCall& call) {
-  call.Result("SeriesKeyString", call.Series().series.keyString);
+  call.Result("SeriesKeyString", call.Series().Series.KeyString);
 }
 
 void SeriesIndexKeyDoubleGet(ZrRefHostCall& call) {
-  call.Result("SeriesIndexKeyDouble", CurrentEntry(call).keyDouble);
+  call.Result("SeriesIndexKeyDouble", CurrentEntry(call).KeyDouble);
 }
 
 void SeriesIndexKeyDoubleSet(ZrRefHostCall& call) {
-  call.request.Packer().KeyDoubleList("SeriesIndexKeyDouble", CurrentEntry(call).keyDouble);
+  call.Request.Packer().KeyDoubleList("SeriesIndexKeyDouble", CurrentEntry(call).KeyDouble);
 }
 
 void SeriesIndexKeyStringGet(ZrRefHostCall& call) {
-  call.Result("SeriesIndexKeyString", CurrentEntry(call).keyString);
+  call.Result("SeriesIndexKeyString", CurrentEntry(call).KeyString);
 }
 
 void SeriesIndexKeyStringSet(ZrRefHostCall& call) {
-  call.request.Packer().KeyStringList("SeriesIndexKeyString", CurrentEntry(call).keyString);
+  call.Request.Packer().KeyStringList("SeriesIndexKeyString", CurrentEntry(call).KeyString);
 }
 
 }  // namespace

@@ -21,29 +21,29 @@ bool InsideRegion(const ZrRegion& region, double x, double y) {
 
 // The region named by "RegionID"; "Region is not found:<id>" when the window has none.
 const ZrRegion& NamedRegion(ZrRefHostCall& call, int32_t& regionId) {
-  call.request.Packer().Value("RegionID", regionId);
+  call.Request.Packer().Value("RegionID", regionId);
   ZrRefHostWindow& w = call.Window();
-  const auto it = w.regions.find(regionId);
-  if (it == w.regions.end()) throw ZrError("Region is not found:" + std::to_string(regionId));
+  const auto it = w.Regions.find(regionId);
+  if (it == w.Regions.end()) throw ZrError("Region is not found:" + std::to_string(regionId));
   return it->second;
 }
 
 void RegionAdd(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
   ZrRegion region;
-  call.request.Region(region);
-  const int32_t regionId = call.host.nextRegionId++;
-  w.regions[regionId] = region;
+  call.Request.Region(region);
+  const int32_t regionId = call.Host.NextRegionId++;
+  w.Regions[regionId] = region;
   call.Result("RegionID", regionId);
 }
 
 void RegionClear(ZrRefHostCall& call) {
-  call.Window().regions.clear();
+  call.Window().Regions.clear();
 }
 
 void RegionGetIDList(ZrRefHostCall& call) {
   std::vector<int32_t> ids;
-  for (const auto& r : call.Window().regions) ids.push_back(r.first);
+  for (const auto& r : call.Window().Regions) ids.push_back(r.first);
   call.ResultIds(ids);
 }
 
@@ -55,7 +55,7 @@ void RegionGet(ZrRefHostCall& call) {
 void RegionGetIMinMaxAverage(ZrRefHostCall& call) {
   int32_t regionId = -1;
   const ZrRegion& region = NamedRegion(call, regionId);
-  const ZrFloatMatrix& img = call.Window().image;
+  const ZrFloatMatrix& img = call.Window().Image;
   float mn = std::numeric_limits<float>::max(), mx = -mn;
   long double sum = 0;
   int64_t n = 0;
@@ -77,24 +77,24 @@ void RegionGetIMinMaxAverage(ZrRefHostCall& call) {
 
 void LineAdd(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
-  ZrPackUnpack::ZrPackUnpackCustom& in = call.request.Packer();
+  ZrPackUnpack::ZrPackUnpackCustom& in = call.Request.Packer();
   ZrRefHostLine line;
-  in.Value("x0", line.x0);
-  in.Value("y0", line.y0);
-  in.Value("x1", line.x1);
-  in.Value("y1", line.y1);
-  in.Value("width", line.width);
-  call.request.Color("color", line.color);
-  in.Value("isMovable", line.isMovable);
-  in.Value("name", line.name);
-  line.id = call.host.nextRegionId++;
-  w.lines[line.id] = line;
-  call.Result("RegionID", line.id);
+  in.Value("x0", line.X0);
+  in.Value("y0", line.Y0);
+  in.Value("x1", line.X1);
+  in.Value("y1", line.Y1);
+  in.Value("width", line.Width);
+  call.Request.Color("color", line.Color);
+  in.Value("isMovable", line.IsMovable);
+  in.Value("name", line.Name);
+  line.Id = call.Host.NextRegionId++;
+  w.Lines[line.Id] = line;
+  call.Result("RegionID", line.Id);
 }
 
 void LineGetIDList(ZrRefHostCall& call) {
   std::vector<int32_t> ids;
-  for (const auto& l : call.Window().lines) ids.push_back(l.first);
+  for (const auto& l : call.Window().Lines) ids.push_back(l.first);
   call.ResultIds(ids);
 }
 

@@ -16,31 +16,31 @@ bool IsImageFileName(const QString& name) {
 
 void SeriesNewWindow(ZrRefHostCall& call) {
   std::string file, mode = "image";
-  call.request.Packer().Value("filenameUtf8", file);
-  call.request.Packer().Value("mode", mode);
-  call.Result("IDDocChildWindow", call.host.NewWindow(call.host.LoadSeries(file, mode)));
+  call.Request.Packer().Value("filenameUtf8", file);
+  call.Request.Packer().Value("mode", mode);
+  call.Result("IDDocChildWindow", call.Host.NewWindow(call.Host.LoadSeries(file, mode)));
 }
 
 void SeriesGetCount(ZrRefHostCall& call) {
-  call.Result("count", static_cast<int32_t>(call.Series().series.entries.size()));
+  call.Result("count", static_cast<int32_t>(call.Series().Series.Entries.size()));
 }
 
 // Makes an image of the series current; loading it sets the state GetIsLoaded reports.
 void SetCurrentIndex(ZrRefHostCall& call, bool load) {
   ZrRefHostWindow& w = call.Series();
   int32_t index = -1;
-  call.request.Index(index);
-  if (index < 0 || index >= static_cast<int32_t>(w.series.entries.size())) {
+  call.Request.Index(index);
+  if (index < 0 || index >= static_cast<int32_t>(w.Series.Entries.size())) {
     throw ZrError("Series index is out of range:" + std::to_string(index));
   }
-  w.currentIndex = index;
+  w.CurrentIndex = index;
   if (!load) return;
-  call.host.isLoaded = true;
+  call.Host.IsLoaded = true;
   try {
-    w.image = ZrImageRead(call.host.EntryPath(w, static_cast<size_t>(index)));
-    call.host.isSuccess = true;
+    w.Image = ZrImageRead(call.Host.EntryPath(w, static_cast<size_t>(index)));
+    call.Host.IsSuccess = true;
   } catch (const ZrError&) {
-    call.host.isSuccess = false;  // reported through GetIsLoaded
+    call.Host.IsSuccess = false;  // reported through GetIsLoaded
   }
 }
 
@@ -56,12 +56,12 @@ void SeriesImageIndexSet(ZrRefHostCall& call) {
 void SeriesImageSave(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Series();
   std::string file;
-  call.request.Packer().Value("filenameUtf8", file);
-  call.host.CurrentEntry(w);
-  if (w.image.IsEmpty()) throw ZrError("Image is empty");
-  const std::string path = ZrRefHostState::Resolve(file, call.host.outputDir);
-  ZrImageWrite(path, w.image);
-  w.savedFiles[static_cast<size_t>(w.currentIndex)] =
+  call.Request.Packer().Value("filenameUtf8", file);
+  call.Host.CurrentEntry(w);
+  if (w.Image.IsEmpty()) throw ZrError("Image is empty");
+  const std::string path = ZrRefHostState::Resolve(file, call.Host.OutputDir);
+  ZrImageWrite(path, w.Image);
+  w.SavedFiles[static_cast<size_t>(w.CurrentIndex)] =
       QFileInfo(QString::fromStdString(path)).absoluteFilePath().toStdString();
 }
 
@@ -70,24 +70,24 @@ void SeriesImageSave(ZrRefHostCall& call) {
 void SeriesSaveRenew(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Series();
   std::string file;
-  call.request.Packer().Value("filenameUtf8", file);
-  const std::string path = ZrRefHostState::Resolve(file, call.host.outputDir);
+  call.Request.Packer().Value("filenameUtf8", file);
+  const std::string path = ZrRefHostState::Resolve(file, call.Host.OutputDir);
   const QDir indexDir = QFileInfo(QString::fromStdString(path)).absoluteDir();
-  ZrSeriesIndex renewed = w.series;
-  for (size_t i = 0; i < renewed.entries.size(); ++i) {
+  ZrSeriesIndex renewed = w.Series;
+  for (size_t i = 0; i < renewed.Entries.size(); ++i) {
     const std::string source =
-        w.savedFiles[i].empty() ? call.host.EntryPath(w, i) : w.savedFiles[i];
+        w.SavedFiles[i].empty() ? call.Host.EntryPath(w, i) : w.SavedFiles[i];
     const QString absolute =
         QDir::cleanPath(QFileInfo(QString::fromStdString(source)).absoluteFilePath());
     const QString relative = indexDir.relativeFilePath(absolute);
-    renewed.entries[i].file = (relative.startsWith("..") ? absolute : relative).toStdString();
+    renewed.Entries[i].File = (relative.startsWith("..") ? absolute : relative).toStdString();
   }
   ZrSeriesIndexWrite(path, renewed);
 }
 
 void GetIsLoaded(ZrRefHostCall& call) {
-  call.Result("isLoaded", call.host.isLoaded);
-  call.Result("isSuccess", call.host.isSuccess);
+  call.Result("isLoaded", call.Host.IsLoaded);
+  call.Result("isSuccess", call.Host.IsSuccess);
 }
 
 }  // namespace
@@ -104,38 +104,38 @@ std::vector<ZrRefHostHandlerRow> ZrRefHostSeriesHandlers() {
 
 ZrRefHostWindow ZrRefHostState::LoadSeries(const std::string& path, const std::string& mode) {
   ZrRefHostWindow w;
-  w.isSeries = true;
-  w.mode = mode;
+  w.IsSeries = true;
+  w.Mode = mode;
   const QFileInfo info(QString::fromStdString(path));
   if (info.isDir()) {
     QDir dir(info.absoluteFilePath());
-    w.seriesFolder = dir.absolutePath().toStdString();
+    w.SeriesFolder = dir.absolutePath().toStdString();
     for (const QString& name : dir.entryList(QDir::Files, QDir::Name)) {
       if (!IsImageFileName(name)) continue;
       ZrSeriesEntry entry;
-      entry.file = name.toStdString();
-      w.series.entries.push_back(entry);
+      entry.File = name.toStdString();
+      w.Series.Entries.push_back(entry);
     }
-    w.fileName = w.seriesFolder;
+    w.FileName = w.SeriesFolder;
   } else if (info.isFile()) {
-    w.series = ZrSeriesIndexRead(path);
-    w.seriesFolder = info.absolutePath().toStdString();
-    w.fileName = info.absoluteFilePath().toStdString();
+    w.Series = ZrSeriesIndexRead(path);
+    w.SeriesFolder = info.absolutePath().toStdString();
+    w.FileName = info.absoluteFilePath().toStdString();
   } else {
     throw ZrError("Series cannot be loaded:" + path);
   }
-  w.savedFiles.assign(w.series.entries.size(), std::string());
-  if (!w.series.entries.empty()) w.image = ZrImageRead(EntryPath(w, 0));
+  w.SavedFiles.assign(w.Series.Entries.size(), std::string());
+  if (!w.Series.Entries.empty()) w.Image = ZrImageRead(EntryPath(w, 0));
   return w;
 }
 
 ZrSeriesEntry& ZrRefHostState::CurrentEntry(ZrRefHostWindow& w) {
-  if (w.currentIndex < 0 || w.currentIndex >= static_cast<int32_t>(w.series.entries.size())) {
-    throw ZrError("Series index is out of range:" + std::to_string(w.currentIndex));
+  if (w.CurrentIndex < 0 || w.CurrentIndex >= static_cast<int32_t>(w.Series.Entries.size())) {
+    throw ZrError("Series index is out of range:" + std::to_string(w.CurrentIndex));
   }
-  return w.series.entries[static_cast<size_t>(w.currentIndex)];
+  return w.Series.Entries[static_cast<size_t>(w.CurrentIndex)];
 }
 
 std::string ZrRefHostState::EntryPath(const ZrRefHostWindow& w, size_t i) const {
-  return Resolve(w.series.entries[i].file, w.seriesFolder);
+  return Resolve(w.Series.Entries[i].File, w.SeriesFolder);
 }

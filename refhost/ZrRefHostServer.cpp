@@ -76,7 +76,7 @@ std::string Peer(QIODevice* device) {
 }  // namespace
 
 void ZrRefHostServer::Attach(QIODevice* device) {
-  connections_[device].id = nextClient_++;
+  connections_[device].Id = nextClient_++;
   connect(device, &QIODevice::readyRead, this, [this, device] { Serve(device); });
   auto gone = [this, device] { Forget(device); };
   if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
@@ -90,7 +90,7 @@ void ZrRefHostServer::Attach(QIODevice* device) {
 void ZrRefHostServer::Forget(QIODevice* device) {
   auto it = connections_.find(device);
   if (it == connections_.end()) return;
-  host_.ClientGone(it->second.id);
+  host_.ClientGone(it->second.Id);
   connections_.erase(it);
   device->disconnect(this);
   device->deleteLater();
@@ -101,7 +101,7 @@ void ZrRefHostServer::Drop(QIODevice* device, const std::string& why) {
   auto it = connections_.find(device);
   if (it == connections_.end()) return;
   qWarning().noquote() << QString::fromStdString("veldra-refhost: client " +
-                                                 std::to_string(it->second.id) + " (" +
+                                                 std::to_string(it->second.Id) + " (" +
                                                  Peer(device) + ") disconnected: " + why);
   Forget(device);
   if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
@@ -122,31 +122,31 @@ void ZrRefHostServer::Serve(QIODevice* device) {
   auto it = connections_.find(device);
   if (it == connections_.end()) return;
   Connection& c = it->second;
-  c.serveQueued = false;
+  c.ServeQueued = false;
   const int64_t available = device->bytesAvailable();
   if (available > 0) {
-    if (static_cast<int64_t>(c.requests.Pending()) + available > limits_.maxRequestBytes) {
-      Drop(device, "its request passed " + std::to_string(limits_.maxRequestBytes) +
+    if (static_cast<int64_t>(c.Requests.Pending()) + available > limits_.MaxRequestBytes) {
+      Drop(device, "its request passed " + std::to_string(limits_.MaxRequestBytes) +
                        " bytes without its end \"</air>\"");
       return;
     }
     const QByteArray bytes = device->readAll();
-    c.requests.Append(bytes.constData(), static_cast<size_t>(bytes.size()));
+    c.Requests.Append(bytes.constData(), static_cast<size_t>(bytes.size()));
   }
   std::string request;
-  if (!Connected(device) || !c.requests.Next(request)) return;
+  if (!Connected(device) || !c.Requests.Next(request)) return;
   const int64_t unread = device->bytesToWrite();
-  if (unread > limits_.maxUnreadBytes) {
+  if (unread > limits_.MaxUnreadBytes) {
     Drop(device, "it left " + std::to_string(unread) + " bytes of answers unread");
     return;
   }
-  const ZrRefHostAnswer answer = host_.Handle(request, c.id);
+  const ZrRefHostAnswer answer = host_.Handle(request, c.Id);
   Send(device, answer);
-  if (answer.quit) emit QuitRequested();
+  if (answer.Quit) emit QuitRequested();
 
   it = connections_.find(device);
-  if (it == connections_.end() || it->second.serveQueued || !it->second.requests.Ready()) return;
-  it->second.serveQueued = true;
+  if (it == connections_.end() || it->second.ServeQueued || !it->second.Requests.Ready()) return;
+  it->second.ServeQueued = true;
   QMetaObject::invokeMethod(
       this,
       [this, guard = QPointer<QIODevice>(device)] {
@@ -158,13 +158,13 @@ void ZrRefHostServer::Serve(QIODevice* device) {
 // Answers are queued on the socket and handed on without waiting; they go out as the client
 // reads them.
 void ZrRefHostServer::Send(QIODevice* device, const ZrRefHostAnswer& answer) {
-  const ZrRefHostFaults faults = host_.FaultsFor(answer.function);
-  if (faults.delayMs > 0) QThread::msleep(static_cast<unsigned long>(faults.delayMs));
-  std::string text = answer.text;
-  if (faults.noTrailingChar) {
+  const ZrRefHostFaults faults = host_.FaultsFor(answer.Function);
+  if (faults.DelayMs > 0) QThread::msleep(static_cast<unsigned long>(faults.DelayMs));
+  std::string text = answer.Text;
+  if (faults.NoTrailingChar) {
     while (!text.empty() && text.back() != '>') text.pop_back();
   }
-  if (faults.closeMidAnswer) {
+  if (faults.CloseMidAnswer) {
     // Closing waits for the queued half to go out.
     device->write(text.data(), static_cast<qint64>(text.size() / 2));
     if (auto* tcp = qobject_cast<QTcpSocket*>(device)) {
@@ -174,12 +174,12 @@ void ZrRefHostServer::Send(QIODevice* device, const ZrRefHostAnswer& answer) {
     }
     return;
   }
-  const size_t chunk = faults.splitBytes > 0 ? static_cast<size_t>(faults.splitBytes) : text.size();
+  const size_t chunk = faults.SplitBytes > 0 ? static_cast<size_t>(faults.SplitBytes) : text.size();
   for (size_t pos = 0; pos < text.size(); pos += chunk) {
     const size_t n = std::min(chunk, text.size() - pos);
     device->write(text.data() + pos, static_cast<qint64>(n));
     // Pieces of a split answer are spaced so that they reach the client in separate reads.
-    if (faults.splitBytes > 0) {
+    if (faults.SplitBytes > 0) {
       Flush(device);
       QThread::msleep(2);
     }

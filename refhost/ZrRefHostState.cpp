@@ -14,36 +14,36 @@ ZrRefHostState::ZrRefHostState() = default;
 ZrRefHostState::~ZrRefHostState() = default;
 
 ZrRefHostWindow& ZrRefHostState::Window(int32_t id) {
-  auto it = windows.find(id);
-  if (it == windows.end()) throw ZrError("Window is not found:" + std::to_string(id));
+  auto it = Windows.find(id);
+  if (it == Windows.end()) throw ZrError("Window is not found:" + std::to_string(id));
   return it->second;
 }
 
 ZrRefHostWindow& ZrRefHostState::Series(int32_t id) {
   ZrRefHostWindow& w = Window(id);
-  if (!w.isSeries) throw ZrError("Window is not a series:" + std::to_string(id));
+  if (!w.IsSeries) throw ZrError("Window is not a series:" + std::to_string(id));
   return w;
 }
 
 int32_t ZrRefHostState::NewWindow(ZrRefHostWindow w) {
-  w.id = nextWindowId++;
-  const int32_t id = w.id;
-  windows[id] = std::move(w);
-  focus = id;
+  w.Id = NextWindowId++;
+  const int32_t id = w.Id;
+  Windows[id] = std::move(w);
+  Focus = id;
   Changed(id);
   return id;
 }
 
 void ZrRefHostState::Changed(int32_t id) {
-  ++revision;
-  auto it = windows.find(id);
-  if (it != windows.end()) it->second.revision = revision;
-  if (changeListener) changeListener();
+  ++Revision;
+  auto it = Windows.find(id);
+  if (it != Windows.end()) it->second.Revision = Revision;
+  if (ChangeListener) ChangeListener();
 }
 
 ZrRefHostFaults ZrRefHostState::FaultsFor(const std::string& function) const {
-  if (!faults.onlyFunction.empty() && faults.onlyFunction != function) return ZrRefHostFaults();
-  return faults;
+  if (!Faults.OnlyFunction.empty() && Faults.OnlyFunction != function) return ZrRefHostFaults();
+  return Faults;
 }
 
 std::string ZrRefHostState::Resolve(const std::string& path, const std::string& folder) {
@@ -55,8 +55,8 @@ std::string ZrRefHostState::Resolve(const std::string& path, const std::string& 
 std::string ZrRefHostState::ConfinedFolder(const std::string& folder) const {
   const std::string outside = "Folder is outside the output folder:" + folder;
   if (folder.find('\0') != std::string::npos) throw ZrError(outside);
-  const QString base = QFileInfo(QString::fromStdString(outputDir)).canonicalFilePath();
-  if (base.isEmpty()) throw ZrError("Output folder is not found:" + outputDir);
+  const QString base = QFileInfo(QString::fromStdString(OutputDir)).canonicalFilePath();
+  if (base.isEmpty()) throw ZrError("Output folder is not found:" + OutputDir);
   const QString path = QDir::cleanPath(QDir(base).absoluteFilePath(QString::fromStdString(folder)));
   QString existing = path;
   while (!QFileInfo::exists(existing)) existing = QFileInfo(existing).path();
@@ -70,26 +70,26 @@ void ZrRefHostState::Dump(const std::string& folder) const {
   if (!QDir().mkpath(QString::fromStdString(folder))) {
     throw ZrError("FILE CANNOT WRITE:" + folder);
   }
-  for (auto& item : windows) {
+  for (auto& item : Windows) {
     ZrRefHostWindow w = item.second;
-    const std::string stem = folder + "/window_" + std::to_string(w.id);
-    if (!w.image.IsEmpty()) ZrImageWrite(stem + ".rawf", w.image);
+    const std::string stem = folder + "/window_" + std::to_string(w.Id);
+    if (!w.Image.IsEmpty()) ZrImageWrite(stem + ".rawf", w.Image);
     ZrCmdPackUnpack record("w");
     ZrPackUnpack::ZrPackUnpackCustom& p = record.Packer();
-    record.IDDocChildWindow(w.id);
-    p.Value("mode", w.mode);
-    p.Value("isSeries", w.isSeries);
-    p.Value("fileName", w.fileName);
-    int32_t cols = w.image.ColSize, rows = w.image.RowSize;
-    int32_t colBegin = w.image.ColBegin, rowBegin = w.image.RowBegin;
+    record.IDDocChildWindow(w.Id);
+    p.Value("mode", w.Mode);
+    p.Value("isSeries", w.IsSeries);
+    p.Value("fileName", w.FileName);
+    int32_t cols = w.Image.ColSize, rows = w.Image.RowSize;
+    int32_t colBegin = w.Image.ColBegin, rowBegin = w.Image.RowBegin;
     p.Value("ColSize", cols);
     p.Value("RowSize", rows);
     p.Value("ColBegin", colBegin);
     p.Value("RowBegin", rowBegin);
-    p.KeyDoubleList("ImageKeyDouble", w.keyDouble);
-    p.KeyStringList("ImageKeyString", w.keyString);
+    p.KeyDoubleList("ImageKeyDouble", w.KeyDouble);
+    p.KeyStringList("ImageKeyString", w.KeyString);
     p.OpenRack("regions");
-    for (auto& r : w.regions) {
+    for (auto& r : w.Regions) {
       p.OpenRack("i" + std::to_string(r.first));
       int32_t rid = r.first;
       p.Value("RegionID", rid);
@@ -98,25 +98,25 @@ void ZrRefHostState::Dump(const std::string& folder) const {
     }
     p.CloseRack("regions");
     p.OpenRack("lines");
-    for (auto& l : w.lines) {
+    for (auto& l : w.Lines) {
       p.OpenRack("i" + std::to_string(l.first));
       ZrRefHostLine& line = l.second;
-      p.Value("RegionID", line.id);
-      p.Value("x0", line.x0);
-      p.Value("y0", line.y0);
-      p.Value("x1", line.x1);
-      p.Value("y1", line.y1);
-      p.Value("width", line.width);
-      record.Color("color", line.color);
-      p.Value("isMovable", line.isMovable);
-      p.Value("name", line.name);
+      p.Value("RegionID", line.Id);
+      p.Value("x0", line.X0);
+      p.Value("y0", line.Y0);
+      p.Value("x1", line.X1);
+      p.Value("y1", line.Y1);
+      p.Value("width", line.Width);
+      record.Color("color", line.Color);
+      p.Value("isMovable", line.IsMovable);
+      p.Value("name", line.Name);
       p.CloseRack("");
     }
     p.CloseRack("lines");
-    if (w.isSeries) {
-      p.Value("currentIndex", w.currentIndex);
+    if (w.IsSeries) {
+      p.Value("currentIndex", w.CurrentIndex);
       p.OpenRack("series");
-      ZrSeriesIndexExchange(*record.XmlPacker().Document(), w.series);
+      ZrSeriesIndexExchange(*record.XmlPacker().Document(), w.Series);
       p.CloseRack("series");
     }
     std::string text;

@@ -17,29 +17,29 @@ struct ZrRefHostState {
   ZrRefHostState();
   ~ZrRefHostState();
 
-  std::map<int32_t, ZrRefHostWindow> windows;
-  int32_t nextWindowId = 1;
-  int32_t nextRegionId = 1;  // regions and lines draw their ids from one counter
-  int32_t focus = -1;
-  bool isLoaded = true;
-  bool isSuccess = true;
-  std::string outputDir = ".";
-  ZrRefHostFaults faults;
-  std::vector<std::string> requests;
-  bool recordRequests = true;
-  std::string requestLog;
-  uint64_t revision = 0;
-  std::function<void()> changeListener;
-  bool controlRequests = false;
+  std::map<int32_t, ZrRefHostWindow> Windows;
+  int32_t NextWindowId = 1;
+  int32_t NextRegionId = 1;  // regions and lines draw their ids from one counter
+  int32_t Focus = -1;
+  bool IsLoaded = true;
+  bool IsSuccess = true;
+  std::string OutputDir = ".";
+  ZrRefHostFaults Faults;
+  std::vector<std::string> Requests;
+  bool RecordRequests = true;
+  std::string RequestLog;
+  uint64_t Revision = 0;
+  std::function<void()> ChangeListener;
+  bool ControlRequests = false;
   // Image-get blocks by client: each lives until its client's next request (a client's calls
   // are sequential, so by then it has read the block) or until the client goes away.
   struct ImageBlock {
-    std::unique_ptr<QSharedMemory> memory;
-    uint64_t serial = 0;
+    std::unique_ptr<QSharedMemory> Memory;
+    uint64_t Serial = 0;
   };
-  std::map<int64_t, ImageBlock> imageBlocks;
-  size_t maxImageBlocks = 16;
-  int64_t blockCounter = 0;
+  std::map<int64_t, ImageBlock> ImageBlocks;
+  size_t MaxImageBlocks = 16;
+  int64_t BlockCounter = 0;
 
   // "Window is not found:<id>" / "Window is not a series:<id>" when there is none.
   ZrRefHostWindow& Window(int32_t id);

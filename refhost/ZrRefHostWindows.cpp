@@ -12,28 +12,28 @@ std::string BaseName(const std::string& path) {
 void Update(ZrRefHostCall&) {}
 
 void WindowGetFocusedID(ZrRefHostCall& call) {
-  call.Result("IDDocChildWindow", call.host.focus);
+  call.Result("IDDocChildWindow", call.Host.Focus);
 }
 
 void ImageNewWindow(ZrRefHostCall& call) {
-  call.Result("IDDocChildWindow", call.host.NewWindow(ZrRefHostWindow()));
+  call.Result("IDDocChildWindow", call.Host.NewWindow(ZrRefHostWindow()));
 }
 
 // A window that does not exist is in no mode.
 void GetIsModeImage(ZrRefHostCall& call) {
-  const auto it = call.host.windows.find(call.window);
-  call.Result("isModeImage", it != call.host.windows.end() && it->second.mode == "image");
+  const auto it = call.Host.Windows.find(call.WindowId);
+  call.Result("isModeImage", it != call.Host.Windows.end() && it->second.Mode == "image");
 }
 
 void GetIsModeSeries(ZrRefHostCall& call) {
-  const auto it = call.host.windows.find(call.window);
-  call.Result("isModeSeries", it != call.host.windows.end() && it->second.isSeries);
+  const auto it = call.Host.Windows.find(call.WindowId);
+  call.Result("isModeSeries", it != call.Host.Windows.end() && it->second.IsSeries);
 }
 
 // Without its folder; of a series, the current image's.
 void GetFileName(ZrRefHostCall& call) {
   ZrRefHostWindow& w = call.Window();
-  call.Result("filenameUtf8", BaseName(w.isSeries ? call.host.CurrentEntry(w).file : w.fileName));
+  call.Result("filenameUtf8", BaseName(w.IsSeries ? call.Host.CurrentEntry(w).File : w.FileName));
 }
 
 }  // namespace

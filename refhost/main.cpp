@@ -93,13 +93,13 @@ int main(int argc, char** argv) {
   host.SetOutputDir(parser.value(outputDir).toStdString());
   host.SetControlRequests(parser.isSet(allowControl));
   ZrRefHostFaults faults;
-  faults.splitBytes = parser.value(split).toInt();
-  faults.delayMs = parser.value(delay).toInt();
-  faults.noTrailingChar = parser.isSet(noTrailing);
-  faults.returnCode = parser.value(returnCode).toStdString();
-  faults.closeMidAnswer = parser.isSet(closeMid);
-  faults.shortBlock = parser.isSet(shortBlock);
-  faults.onlyFunction = parser.value(onlyFunction).toStdString();
+  faults.SplitBytes = parser.value(split).toInt();
+  faults.DelayMs = parser.value(delay).toInt();
+  faults.NoTrailingChar = parser.isSet(noTrailing);
+  faults.ReturnCode = parser.value(returnCode).toStdString();
+  faults.CloseMidAnswer = parser.isSet(closeMid);
+  faults.ShortBlock = parser.isSet(shortBlock);
+  faults.OnlyFunction = parser.value(onlyFunction).toStdString();
   host.SetFaults(faults);
 
   ZrRefHostServer server(host);

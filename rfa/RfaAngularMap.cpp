@@ -29,7 +29,7 @@ double CheckCommon(double stepDeg, const RfaParameters& params) {
   if (!(radius > 0.0)) {
     Refuse("the screen radius Sr_ - SMargin_ must be above 0, not " + Text(radius));
   }
-  const double thetaMax = static_cast<double>(params.MappingAzThetaMax_deg);
+  const double thetaMax = static_cast<double>(params.MappingAzThetaMaxDeg);
   if (!(thetaMax > 0.0 && thetaMax <= 180.0)) {
     Refuse("MappingAzThetaMax_deg_ must be above 0 and at most 180, not " + Text(thetaMax));
   }

@@ -188,10 +188,10 @@ bool RfaMapDiscPixel(long double& theta, long double& phi, int32_t x, int32_t y,
 RfaFitGeometry RfaMakeFitGeometry(const RfaParameters& params, const ZrFloatMatrix& image) {
   RfaFitGeometry g;
   g.Radius = params.Sr - static_cast<double>(params.SMargin);
-  g.ThetaMax = params.MappingAzThetaMax_deg * kPi / 180.0f;
+  g.ThetaMax = params.MappingAzThetaMaxDeg * kPi / 180.0f;
   // Saturated rather than overflowing: a degree that large fails as memory the basis cannot get.
   g.Degrees = static_cast<int32_t>(
-      std::min<int64_t>(int64_t{params.Size_l} + 1, std::numeric_limits<int32_t>::max()));
+      std::min<int64_t>(int64_t{params.SizeL} + 1, std::numeric_limits<int32_t>::max()));
   g.CenterX = image.ColSize / 2;
   g.CenterY = image.RowSize / 2;
   // A radius beyond the int range would overflow the offsets; the first pixel of such a

@@ -63,19 +63,19 @@ const std::vector<RfaOperation>& RfaOperations() {
 const RfaParameterField& RfaSwitchField(const RfaOperation& operation) {
   const auto& fields = RfaParameterFields();
   const auto it = std::find_if(fields.begin(), fields.end(), [&](const RfaParameterField& f) {
-    const auto* member = std::get_if<bool P::*>(&f.member);
-    return member != nullptr && *member == operation.checked;
+    const auto* member = std::get_if<bool P::*>(&f.Member);
+    return member != nullptr && *member == operation.Checked;
   });
-  if (it == fields.end()) throw ZrError(std::string("no stored switch for ") + operation.group);
+  if (it == fields.end()) throw ZrError(std::string("no stored switch for ") + operation.Group);
   return *it;
 }
 
 void RfaApplyCheckedOperations(ZrFloatMatrix& image, const RfaParameters& p, RfaKeyWriter& keys,
                                const RfaChainOptions& options, const RfaStepObserver& observer) {
   for (const RfaOperation& operation : RfaOperations()) {
-    if (!(p.*operation.checked)) continue;
-    operation.run(image, p, options);
-    operation.writeKeys(keys, p);
-    if (observer) observer(operation.group, image);
+    if (!(p.*operation.Checked)) continue;
+    operation.Run(image, p, options);
+    operation.WriteKeys(keys, p);
+    if (observer) observer(operation.Group, image);
   }
 }

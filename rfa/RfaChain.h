@@ -30,14 +30,14 @@ struct RfaChainOptions {
 
 // One operation of the chain, a row of RfaOperations().
 struct RfaOperation {
-  const char* group;             // its key group, written right after it: "MoveToCenter"
-  bool RfaParameters::*checked;  // its switch: IsMoveCenter
-  const char* offOption;         // the rfa-process option that skips it: "--no-move-center"
-  const char* help;              // what it does, for that option's help: "move to centre"
+  const char* Group;             // its key group, written right after it: "MoveToCenter"
+  bool RfaParameters::*Checked;  // its switch: IsMoveCenter
+  const char* OffOption;         // the rfa-process option that skips it: "--no-move-center"
+  const char* Help;              // what it does, for that option's help: "move to centre"
   // Changes the image as options ask (options.Fit: how a background fit runs; the result is
   // the same bits).
-  void (*run)(ZrFloatMatrix& image, const RfaParameters& p, const RfaChainOptions& options);
-  void (*writeKeys)(RfaKeyWriter& keys, const RfaParameters& p);  // its group's entries
+  void (*Run)(ZrFloatMatrix& image, const RfaParameters& p, const RfaChainOptions& options);
+  void (*WriteKeys)(RfaKeyWriter& keys, const RfaParameters& p);  // its group's entries
 };
 
 // The operations in the chain's fixed order: move to centre ("MoveToCenter"), division by the

@@ -44,12 +44,12 @@ bool InsideDisc(int32_t x, int32_t y, double radius) {
 
 RfaMemberPicks::RfaMemberPicks(int32_t degrees) {
   const int32_t L = std::max(degrees, 0);
-  K_ = static_cast<size_t>(L) * static_cast<size_t>(L);
-  from_.resize(8 * K_);
-  sign_.resize(8 * K_);
+  k_ = static_cast<size_t>(L) * static_cast<size_t>(L);
+  from_.resize(8 * k_);
+  sign_.resize(8 * k_);
   for (int32_t kind = 0; kind < 8; ++kind) {
-    int32_t* from = from_.data() + kind * K_;
-    long double* sign = sign_.data() + kind * K_;
+    int32_t* from = from_.data() + kind * k_;
+    long double* sign = sign_.data() + kind * k_;
     for (int32_t l = 0; l < L; ++l) {
       from[ZrShIndex(l, 0)] = ZrShIndex(l, 0);
       sign[ZrShIndex(l, 0)] = 1;
@@ -90,7 +90,7 @@ RfaDiscGroups RfaMakeDiscGroups(double radius) {
 
 RfaDiscBasis::RfaDiscBasis(const RfaFitGeometry& geometry, RfaBasisKind kind)
     : g_(geometry), kind_(kind), picks_(geometry.Degrees) {
-  K_ = geometry.Degrees > 0 ? geometry.Degrees * geometry.Degrees : 0;
+  k_ = geometry.Degrees > 0 ? geometry.Degrees * geometry.Degrees : 0;
   harmonics_.Normalisation(geometry.Degrees);
 }
 
@@ -114,7 +114,7 @@ bool RfaDiscBasis::At(long double* Y, long double* scratch, int32_t x, int32_t y
   const int32_t kind = RfaMemberKind(x, y);
   const int32_t* from = picks_.From(kind);
   const long double* sign = picks_.Sign(kind);
-  for (int32_t i = 0; i < K_; ++i) Y[i] = sign[i] * scratch[from[i]];
+  for (int32_t i = 0; i < k_; ++i) Y[i] = sign[i] * scratch[from[i]];
   return true;
 }
 

@@ -30,16 +30,16 @@ inline int32_t RfaMemberKind(int32_t x, int32_t y) {
 class RfaMemberPicks {
  public:
   explicit RfaMemberPicks(int32_t degrees);
-  const int32_t* From(int32_t kind) const { return from_.data() + static_cast<size_t>(kind) * K_; }
+  const int32_t* From(int32_t kind) const { return from_.data() + static_cast<size_t>(kind) * k_; }
   const long double* Sign(int32_t kind) const {
-    return sign_.data() + static_cast<size_t>(kind) * K_;
+    return sign_.data() + static_cast<size_t>(kind) * k_;
   }
   const double* SignDouble(int32_t kind) const {
-    return signDouble_.data() + static_cast<size_t>(kind) * K_;
+    return signDouble_.data() + static_cast<size_t>(kind) * k_;
   }
 
  private:
-  size_t K_ = 0;
+  size_t k_ = 0;
   std::vector<int32_t> from_;
   std::vector<long double> sign_;  // +1 or -1: multiplying by it is exact
   std::vector<double> signDouble_;
@@ -59,7 +59,7 @@ RfaDiscGroups RfaMakeDiscGroups(double radius);
 class RfaDiscBasis {
  public:
   RfaDiscBasis(const RfaFitGeometry& geometry, RfaBasisKind kind);
-  int32_t Count() const { return K_; }
+  int32_t Count() const { return k_; }
   const RfaMemberPicks& Picks() const { return picks_; }
   // The representative's own vector at (p, q), p >= q >= 0, inside the disc.
   void Representative(long double* Y, int32_t p, int32_t q) const;
@@ -69,7 +69,7 @@ class RfaDiscBasis {
  private:
   RfaFitGeometry g_;
   RfaBasisKind kind_;
-  int32_t K_ = 0;
+  int32_t k_ = 0;
   ZrSphericalHarmonics harmonics_;
   RfaMemberPicks picks_;
 };

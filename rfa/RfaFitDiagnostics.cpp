@@ -66,7 +66,7 @@ std::string RfaFitWarning(const RfaFitQuality& quality, const RfaParameters& par
   std::ostringstream text;
   text << "the normal matrix of the background fit is ill-conditioned (condition "
        << std::setprecision(3) << quality.Condition << " above " << kRfaConditionLimit
-       << ", Size_l_ " << params.Size_l << "): the background is unreliable; use a lower Size_l_";
+       << ", Size_l_ " << params.SizeL << "): the background is unreliable; use a lower Size_l_";
   return text.str();
 }
 

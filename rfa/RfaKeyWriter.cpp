@@ -9,32 +9,32 @@
 
 RfaKeyWriter::RfaKeyWriter(std::map<std::string, double>& doubles,
                            std::map<std::string, std::string>& texts)
-    : Doubles(doubles), Texts(texts) {}
+    : doubles_(doubles), texts_(texts) {}
 
 void RfaKeyWriter::OpenGroup(const std::string& group) {
-  Group = group;
-  HasGroup = true;
+  group_ = group;
+  hasGroup_ = true;
 }
 
 std::string RfaKeyWriter::FullKey(const std::string& key) const {
-  if (!HasGroup) throw ZrError("Key writer: no group is open for key \"" + key + "\"");
-  return Group + "/" + key;
+  if (!hasGroup_) throw ZrError("Key writer: no group is open for key \"" + key + "\"");
+  return group_ + "/" + key;
 }
 
 void RfaKeyWriter::SetDouble(const std::string& key, double value) {
-  Doubles[FullKey(key)] = value;
+  doubles_[FullKey(key)] = value;
 }
 
 void RfaKeyWriter::SetInt(const std::string& key, int32_t value) {
-  Doubles[FullKey(key)] = static_cast<double>(value);
+  doubles_[FullKey(key)] = static_cast<double>(value);
 }
 
 void RfaKeyWriter::SetBool(const std::string& key, bool value) {
-  Doubles[FullKey(key)] = value ? 1.0 : 0.0;
+  doubles_[FullKey(key)] = value ? 1.0 : 0.0;
 }
 
 void RfaKeyWriter::SetText(const std::string& key, const std::string& value) {
-  Texts[FullKey(key)] = value;
+  texts_[FullKey(key)] = value;
 }
 
 void RfaWriteMoveToCenterKeys(RfaKeyWriter& keys, const RfaParameters& p) {
@@ -48,7 +48,7 @@ void RfaWriteBackgroundKeys(RfaKeyWriter& keys, const RfaParameters& p) {
   // significant digits), independent of the process locale.
   std::ostringstream thetaMax;
   thetaMax.imbue(std::locale::classic());
-  thetaMax << p.MappingAzThetaMax_deg;
+  thetaMax << p.MappingAzThetaMaxDeg;
   keys.OpenGroup("RFA_background");
   keys.SetDouble("ScreenRadius", p.Sr);
   keys.SetInt("ScreenMargin", p.SMargin);
@@ -56,7 +56,7 @@ void RfaWriteBackgroundKeys(RfaKeyWriter& keys, const RfaParameters& p) {
   keys.SetBool("MappingIsAz_", p.MappingIsAz);
   keys.SetBool("MappingIsAzM2_", p.MappingIsAzM2);
   keys.SetText("MappingAzThetaMax_deg", thetaMax.str());
-  keys.SetInt("Size_l", p.Size_l);
+  keys.SetInt("Size_l", p.SizeL);
   keys.SetBool("UseAllSphere", p.UseAllSphere);
 }
 

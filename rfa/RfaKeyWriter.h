@@ -25,10 +25,10 @@ class RfaKeyWriter {
  private:
   std::string FullKey(const std::string& key) const;
 
-  std::map<std::string, double>& Doubles;
-  std::map<std::string, std::string>& Texts;
-  std::string Group;
-  bool HasGroup = false;
+  std::map<std::string, double>& doubles_;
+  std::map<std::string, std::string>& texts_;
+  std::string group_;
+  bool hasGroup_ = false;
 };
 
 // The result groups of the five chain operations, each written right after its operation.

@@ -14,9 +14,9 @@ using RfaParameterMember = std::variant<double RfaParameters::*, long double Rfa
 
 // The values no operation can compute with lie outside [low, high]; unchecked fields take any.
 struct RfaRange {
-  bool checked = false;
-  long double low = 0;
-  long double high = 0;
+  bool Checked = false;
+  long double Low = 0;
+  long double High = 0;
 };
 
 // The panel widget that shows a field, found by its object name.
@@ -28,12 +28,12 @@ enum class RfaWidgetKind {
 };
 
 struct RfaParameterField {
-  const char* key;  // file key and element name: "Sx_"
-  RfaParameterMember member;
-  long double defaultValue;  // exact in long double for every field (bools 0 or 1)
-  RfaRange range;
-  const char* widget;  // object name of the panel widget; "" with RfaWidgetKind::None
-  RfaWidgetKind widgetKind;
+  const char* Key;  // file key and element name: "Sx_"
+  RfaParameterMember Member;
+  long double DefaultValue;  // exact in long double for every field (bools 0 or 1)
+  RfaRange Range;
+  const char* Widget;  // object name of the panel widget; "" with RfaWidgetKind::None
+  RfaWidgetKind WidgetKind;
 };
 
 // In the parameter file's order, which differs from the declaration order (Size_l_ before the

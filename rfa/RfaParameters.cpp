@@ -30,9 +30,9 @@ const std::vector<RfaParameterField>& RfaParameterFields() {
       {"SMargin_", &P::SMargin, 10, Between(-1e6, 1e6), "spMargin", W::SpinBox},
       {"MappingIsGnomonic_", &P::MappingIsGnomonic, false, kAny, "", W::None},
       {"MappingIsAz_", &P::MappingIsAz, false, kAny, "", W::None},
-      {"MappingAzThetaMax_deg_", &P::MappingAzThetaMax_deg, 90, kAny, "dspMaxAngle",
+      {"MappingAzThetaMax_deg_", &P::MappingAzThetaMaxDeg, 90, kAny, "dspMaxAngle",
        W::DoubleSpinBox},
-      {"Size_l_", &P::Size_l, 5, Between(-1, 99), "spSizel", W::SpinBox},
+      {"Size_l_", &P::SizeL, 5, Between(-1, 99), "spSizel", W::SpinBox},
       {"Ax_", &P::Ax, 128.0, Between(-1e6, 1e6), "dsbAx", W::DoubleSpinBox},  // target centre
       {"Ay_", &P::Ay, 128.0, Between(-1e6, 1e6), "dsbAy", W::DoubleSpinBox},
       {"AdjThres_", &P::AdjThres, 0.1, kAny, "dsbThres", W::DoubleSpinBox},
@@ -59,7 +59,7 @@ const std::vector<RfaParameterField>& RfaParameterFields() {
 const RfaParameterField& RfaFindParameterField(const std::string& key) {
   const auto& fields = RfaParameterFields();
   const auto it = std::find_if(fields.begin(), fields.end(), [&](const RfaParameterField& f) {
-    return f.key == key || f.key == key + "_";
+    return f.Key == key || f.Key == key + "_";
   });
   if (it == fields.end()) throw ZrError("unknown parameter key \"" + key + "\"");
   return *it;
@@ -67,7 +67,7 @@ const RfaParameterField& RfaFindParameterField(const std::string& key) {
 
 void RfaSetParameter(RfaParameters& params, const std::string& key, const std::string& value) {
   const RfaParameterField& field = RfaFindParameterField(key);
-  const std::string name = field.key;
+  const std::string name = field.Key;
   std::visit(
       [&](auto member) {
         using T = std::decay_t<decltype(params.*member)>;
@@ -90,7 +90,7 @@ void RfaSetParameter(RfaParameters& params, const std::string& key, const std::s
           params.*member = number;
         }
       },
-      field.member);
+      field.Member);
 }
 
 RfaParameters::RfaParameters() {
@@ -98,9 +98,9 @@ RfaParameters::RfaParameters() {
     std::visit(
         [&](auto member) {
           using T = std::decay_t<decltype(this->*member)>;
-          this->*member = static_cast<T>(field.defaultValue);
+          this->*member = static_cast<T>(field.DefaultValue);
         },
-        field.member);
+        field.Member);
   }
 }
 
@@ -111,19 +111,19 @@ RfaParameters& RfaParameters::Instance() {
 
 void RfaParameters::CheckRanges() const {
   for (const RfaParameterField& field : RfaParameterFields()) {
-    if (!field.range.checked) continue;
+    if (!field.Range.Checked) continue;
     std::visit(
         [&](auto member) {
           using T = std::decay_t<decltype(this->*member)>;
           const T value = this->*member;
-          const T low = static_cast<T>(field.range.low);
-          const T high = static_cast<T>(field.range.high);
+          const T low = static_cast<T>(field.Range.Low);
+          const T high = static_cast<T>(field.Range.High);
           if (value >= low && value <= high) return;
           std::ostringstream text;
-          text << "parameter " << field.key << " = " << value << " is out of range (" << low
+          text << "parameter " << field.Key << " = " << value << " is out of range (" << low
                << " to " << high << ")";
           throw ZrError(text.str());
         },
-        field.member);
+        field.Member);
   }
 }

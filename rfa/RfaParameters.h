@@ -32,7 +32,7 @@ class RfaParameters {
   template <class Ui>
   void Bind(bool toParameters, Ui* ui);
 
-  std::string version = kZrVersion;
+  std::string Version = kZrVersion;
   // Stored fields (set to their defaults by the constructor).
   double Sx{};  // screen centre and radius
   double Sy{};
@@ -41,11 +41,11 @@ class RfaParameters {
   bool MappingIsGnomonic{};
   bool MappingIsAz{};
   bool MappingIsAzM2 = true;  // never stored; set true by every widget binding
-  long double MappingAzThetaMax_deg{};
+  long double MappingAzThetaMaxDeg{};
   long double AdjThres{};
   bool UseAllSphere{};
   int32_t AdjSize{};
-  int32_t Size_l{};
+  int32_t SizeL{};
   double Ax{};  // target centre of the azimuthal average
   double Ay{};
   bool IsShowTmp{};
@@ -61,7 +61,7 @@ class RfaParameters {
   bool IsBgAz{};
   bool IsMaskMcpDip{};
   bool IsMaskOutside{};
-  bool closing = false;  // set when the main window closes; not stored
+  bool Closing = false;  // set when the main window closes; not stored
 };
 
 // The parameter file of a set: root "ini", one element per stored field in the file order,

@@ -10,8 +10,8 @@
 bool RfaParameters::Exchange(ZrBarnXml& tree, const std::string& rackName) {
   if (!tree.OpenRack(rackName)) return false;
   for (const RfaParameterField& field : RfaParameterFields()) {
-    std::visit([&](auto member) { tree.Value(field.key, this->*member, this->*member); },
-               field.member);
+    std::visit([&](auto member) { tree.Value(field.Key, this->*member, this->*member); },
+               field.Member);
   }
   tree.CloseRack(rackName);
   return true;

@@ -86,7 +86,7 @@ std::string RfaProfileCsv(const RfaRadialProfile& image, const RfaRadialProfile&
       "radius_px,theta_deg,image_pixels,image_mean,image_median,quotient_pixels,quotient_mean,"
       "quotient_median\n";
   const double radius = params.Sr - params.SMargin;
-  const double thetaMax = static_cast<double>(params.MappingAzThetaMax_deg);
+  const double thetaMax = static_cast<double>(params.MappingAzThetaMaxDeg);
   const size_t rings = std::max(image.Pixels.size(), quotient.Pixels.size());
   auto columns = [](const RfaRadialProfile& p, size_t k) {
     if (k >= p.Pixels.size()) return std::string(",,");

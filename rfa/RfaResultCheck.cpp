@@ -9,9 +9,9 @@ RfaPixelCounts RfaCountPixels(const ZrFloatMatrix& image) {
   for (int64_t i = 0; i < image.Count(); ++i) {
     const float v = image.Data[i];
     if (!std::isfinite(v)) {
-      ++counts.nonFinite;
+      ++counts.NonFinite;
     } else if (v != 0.0f) {
-      ++counts.measured;
+      ++counts.Measured;
     }
   }
   return counts;
@@ -24,41 +24,41 @@ RfaResultCheck::RfaResultCheck(const RfaParameters& params, const ZrFloatMatrix&
 
 void RfaResultCheck::operator()(const char* group, const ZrFloatMatrix& image) {
   const RfaPixelCounts counts = RfaCountPixels(image);
-  if (counts.measured == 0 && emptiedBy_.empty()) emptiedBy_ = group[0] != 0 ? group : "source";
-  if (counts.nonFinite > 0 && nonFiniteFrom_.empty()) {
+  if (counts.Measured == 0 && emptiedBy_.empty()) emptiedBy_ = group[0] != 0 ? group : "source";
+  if (counts.NonFinite > 0 && nonFiniteFrom_.empty()) {
     nonFiniteFrom_ = group[0] != 0 ? group : "source";
   }
   last_ = counts;
 }
 
 bool RfaResultCheck::IsEmpty() const {
-  return last_.measured == 0 && last_.nonFinite == 0;
+  return last_.Measured == 0 && last_.NonFinite == 0;
 }
 
 std::string RfaResultCheck::Problem() const {
   const RfaParameters& p = params_;
   std::ostringstream text;
-  if (last_.nonFinite > 0) {
-    text << "the result holds " << last_.nonFinite << " non-finite pixel"
-         << (last_.nonFinite == 1 ? "" : "s");
+  if (last_.NonFinite > 0) {
+    text << "the result holds " << last_.NonFinite << " non-finite pixel"
+         << (last_.NonFinite == 1 ? "" : "s");
     if (nonFiniteFrom_ == "source") {
       text << ": the image's own infinite pixels, which no checked operation replaces";
     } else if (nonFiniteFrom_ == "RFA_background") {
       text << ", first after the spherical-harmonics background: its fit is likely ill-posed "
               "(Size_l_="
-           << p.Size_l
+           << p.SizeL
            << " for the pixels on the disc of radius Sr_ - SMargin_ = " << p.Sr - p.SMargin << ")";
     } else {
       text << ", first after the step \"" << nonFiniteFrom_ << "\"";
     }
     return text.str();
   }
-  if (last_.measured > 0) return "";
+  if (last_.Measured > 0) return "";
   text << "the result is 0 everywhere: ";
   if (emptiedBy_ == "source" || emptiedBy_.empty()) {
     text << "the image holds no finite pixel other than 0";
-  } else if (emptiedBy_ == "RFA_background" && p.Size_l < 0) {
-    text << "the spherical-harmonics degree Size_l_=" << p.Size_l
+  } else if (emptiedBy_ == "RFA_background" && p.SizeL < 0) {
+    text << "the spherical-harmonics degree Size_l_=" << p.SizeL
          << " is below 0, so that background is 0";
   } else if (emptiedBy_ == "MaskMcpDip") {
     text << "the MCP dip mask (McpDipCx_=" << p.McpDipCx << " McpDipCy_=" << p.McpDipCy

@@ -9,8 +9,8 @@
 
 // Pixels of an image: measured ones (finite and not 0) and non-finite ones.
 struct RfaPixelCounts {
-  int64_t measured = 0;
-  int64_t nonFinite = 0;
+  int64_t Measured = 0;
+  int64_t NonFinite = 0;
 };
 RfaPixelCounts RfaCountPixels(const ZrFloatMatrix& image);
 

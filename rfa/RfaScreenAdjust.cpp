@@ -18,32 +18,32 @@ const double kCandidateReach = kGridSteps * kGridStep * std::sqrt(2.0);
 constexpr double kRoughRadiusSlack = 16.0;
 
 struct BandPixel {
-  double x, y;  // offset from the grid centre
-  double v;     // clipped value: compared between candidates
-  double raw;   // unclipped value: locates the rim once the centre is known
+  double X, Y;  // offset from the grid centre
+  double V;     // clipped value: compared between candidates
+  double Raw;   // unclipped value: locates the rim once the centre is known
 };
 
 // Azimuthal profiles of the band pixels about one candidate.
 class RingProfiles {
  public:
   RingProfiles(const std::vector<BandPixel>& band, double firstRadius, double lastRadius)
-      : Band(band), FirstRing(static_cast<int64_t>(std::floor(firstRadius / kRingWidth))) {
+      : band_(band), firstRing_(static_cast<int64_t>(std::floor(firstRadius / kRingWidth))) {
     const int64_t last = static_cast<int64_t>(std::ceil(lastRadius / kRingWidth));
-    Sum.assign(static_cast<size_t>(last - FirstRing + 1), 0.0);
-    Count.assign(Sum.size(), 0);
+    sum_.assign(static_cast<size_t>(last - firstRing_ + 1), 0.0);
+    count_.assign(sum_.size(), 0);
   }
 
   void Accumulate(double ox, double oy, bool raw = false) {
-    std::fill(Sum.begin(), Sum.end(), 0.0);
-    std::fill(Count.begin(), Count.end(), 0);
-    const int64_t n = static_cast<int64_t>(Sum.size());
-    for (const BandPixel& p : Band) {
-      const double dx = p.x - ox;
-      const double dy = p.y - oy;
-      int64_t k = static_cast<int64_t>(std::sqrt(dx * dx + dy * dy) / kRingWidth) - FirstRing;
+    std::fill(sum_.begin(), sum_.end(), 0.0);
+    std::fill(count_.begin(), count_.end(), 0);
+    const int64_t n = static_cast<int64_t>(sum_.size());
+    for (const BandPixel& p : band_) {
+      const double dx = p.X - ox;
+      const double dy = p.Y - oy;
+      int64_t k = static_cast<int64_t>(std::sqrt(dx * dx + dy * dy) / kRingWidth) - firstRing_;
       k = std::clamp<int64_t>(k, 0, n - 1);
-      Sum[static_cast<size_t>(k)] += raw ? p.raw : p.v;
-      ++Count[static_cast<size_t>(k)];
+      sum_[static_cast<size_t>(k)] += raw ? p.Raw : p.V;
+      ++count_[static_cast<size_t>(k)];
     }
   }
 
@@ -52,8 +52,8 @@ class RingProfiles {
   // the azimuthal variance.
   double BetweenRingScore() const {
     double score = 0.0;
-    for (size_t k = 0; k < Sum.size(); ++k) {
-      if (Count[k] > 0) score += Sum[k] * Sum[k] / static_cast<double>(Count[k]);
+    for (size_t k = 0; k < sum_.size(); ++k) {
+      if (count_[k] > 0) score += sum_[k] * sum_[k] / static_cast<double>(count_[k]);
     }
     return score;
   }
@@ -61,12 +61,12 @@ class RingProfiles {
   // Ring means; an empty ring repeats the nearest filled ring inside it (the first filled
   // ring for those before it), so a gap never reads as a drop.
   std::vector<double> Means() const {
-    std::vector<double> mean(Sum.size(), 0.0);
+    std::vector<double> mean(sum_.size(), 0.0);
     size_t filled = 0;
     bool any = false;
-    for (size_t k = 0; k < Sum.size(); ++k) {
-      if (Count[k] == 0) continue;
-      mean[k] = Sum[k] / static_cast<double>(Count[k]);
+    for (size_t k = 0; k < sum_.size(); ++k) {
+      if (count_[k] == 0) continue;
+      mean[k] = sum_[k] / static_cast<double>(count_[k]);
       for (size_t j = any ? filled + 1 : 0; j < k; ++j) mean[j] = any ? mean[filled] : mean[k];
       filled = k;
       any = true;
@@ -76,17 +76,17 @@ class RingProfiles {
   }
 
   double RingRadius(double ringIndex) const {
-    return (static_cast<double>(FirstRing) + ringIndex) * kRingWidth;
+    return (static_cast<double>(firstRing_) + ringIndex) * kRingWidth;
   }
   int64_t RingOf(double radius) const {
-    return static_cast<int64_t>(std::floor(radius / kRingWidth)) - FirstRing;
+    return static_cast<int64_t>(std::floor(radius / kRingWidth)) - firstRing_;
   }
 
  private:
-  const std::vector<BandPixel>& Band;
-  int64_t FirstRing;
-  std::vector<double> Sum;
-  std::vector<int64_t> Count;
+  const std::vector<BandPixel>& band_;
+  int64_t firstRing_;
+  std::vector<double> sum_;
+  std::vector<int64_t> count_;
 };
 
 // Outermost radius about the grid centre at which the 1-pixel azimuthal profile of the clipped
@@ -138,17 +138,17 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
   if (!(largest > 0.0f)) throw ZrError("Adjust Screen: the image has no positive pixel");
 
   RfaScreenAdjustResult result;
-  result.clipped = image;
+  result.Clipped = image;
   const float level = static_cast<float>(largest * threshold);
-  for (int64_t i = 0; i < result.clipped.Count(); ++i) {
-    float& v = result.clipped.Data[i];
+  for (int64_t i = 0; i < result.Clipped.Count(); ++i) {
+    float& v = result.Clipped.Data[i];
     if (!std::isfinite(v)) v = 0.0f;  // a broken pixel is neither screen nor rim
     if (v > level) v = level;
   }
 
   const double gx = image.ColBegin + image.ColSize / 2;
   const double gy = image.RowBegin + image.ColSize / 2;
-  const double rough = RoughRadius(result.clipped, gx, gy);
+  const double rough = RoughRadius(result.Clipped, gx, gy);
   const double bandHalfWidth = kCandidateReach + kRoughRadiusSlack;
   const double bandInner = std::max(0.0, rough - bandHalfWidth);
   const double bandOuter = rough + bandHalfWidth;
@@ -162,7 +162,7 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
       if (d >= bandInner && d <= bandOuter) {
         const int64_t at = x + static_cast<int64_t>(y) * image.ColSize;
         const float raw = std::isfinite(image.Data[at]) ? image.Data[at] : 0.0f;
-        band.push_back({dx, dy, result.clipped.Data[at], raw});
+        band.push_back({dx, dy, result.Clipped.Data[at], raw});
       }
     }
   }
@@ -236,8 +236,8 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
 
   const double ox = bestI * kGridStep;
   const double oy = bestJ * kGridStep;
-  result.cx = gx + ox;
-  result.cy = gy + oy;
+  result.Cx = gx + ox;
+  result.Cy = gy + oy;
 
   // Radius: steepest smoothed descent of the unclipped profile about the chosen centre, looked
   // for only where every ring lies wholly inside the band. The unclipped profile is used
@@ -271,7 +271,7 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
     }
   }
   if (bestK < 0) {  // band too thin to hold a drop window: fall back on the rough radius
-    result.r = rough;
+    result.R = rough;
     return result;
   }
   double shift = 0.0;
@@ -283,6 +283,6 @@ RfaScreenAdjustResult RfaAdjustScreen(const ZrFloatMatrix& image, double thresho
     if (curvature < 0.0) shift = std::clamp(0.5 * (a - c) / curvature, -0.5, 0.5);
   }
   // The drop between rings k and k + 1 sits on their common border, radius of ring k + 1.
-  result.r = profiles.RingRadius(static_cast<double>(bestK) + 1.0 + shift);
+  result.R = profiles.RingRadius(static_cast<double>(bestK) + 1.0 + shift);
   return result;
 }

@@ -6,10 +6,10 @@
 #include "numerics/ZrMatrix.h"
 
 struct RfaScreenAdjustResult {
-  double cx = 0.0;  // screen centre, begin-based pixel coordinates (column, row)
-  double cy = 0.0;
-  double r = 0.0;         // screen radius in pixels
-  ZrFloatMatrix clipped;  // the image with every pixel above max x threshold set to that value
+  double Cx = 0.0;  // screen centre, begin-based pixel coordinates (column, row)
+  double Cy = 0.0;
+  double R = 0.0;         // screen radius in pixels
+  ZrFloatMatrix Clipped;  // the image with every pixel above max x threshold set to that value
 };
 
 // Clips the image at (largest pixel x threshold), which turns the lit screen into a nearly

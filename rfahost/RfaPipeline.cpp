@@ -34,9 +34,9 @@ void DrawSingleRegion(ZrPluginFuncVeldra& host, const ZrRegion& region) {
 }  // namespace
 
 void RfaFetchImageRecord(ZrPluginFuncVeldra& host, int32_t windowId, RfaImageRecord& record) {
-  host.ImageGet(windowId, record.image, true);
-  host.ImageKeyDoubleGet(windowId, record.doubles);
-  host.ImageKeyStringGet(windowId, record.texts);
+  host.ImageGet(windowId, record.Image, true);
+  host.ImageKeyDoubleGet(windowId, record.Doubles);
+  host.ImageKeyStringGet(windowId, record.Texts);
 }
 
 void RfaSendImageRecord(ZrPluginFuncVeldra& host, int32_t windowId, const ZrFloatMatrix& image,
@@ -51,14 +51,14 @@ void RfaAddLogEntry(std::map<std::string, std::string>& texts, const RfaParamete
                     const std::string& operation) {
   ZrPluginLog log;
   log.Open(QFileInfo(QCoreApplication::applicationFilePath()).fileName().toUtf8().toStdString(),
-           params.version);
+           params.Version);
   log.LogOpenFunction(operation);
   if (operation == kLogChain) {
     // Each operation's switch, named by its file key without the trailing "_".
     for (const RfaOperation& step : RfaOperations()) {
-      std::string name = RfaSwitchField(step).key;
+      std::string name = RfaSwitchField(step).Key;
       name.pop_back();
-      log.Add(name, params.*step.checked);
+      log.Add(name, params.*step.Checked);
     }
   }
   log.Write(texts);
@@ -74,10 +74,10 @@ void RfaApplyCheckedToWindow(const RfaParameters& params, ZrPluginFuncVeldra& ho
                              int32_t sourceId, int32_t destinationId) {
   RfaImageRecord record;
   RfaFetchImageRecord(host, sourceId, record);
-  RfaAddLogEntry(record.texts, params, kLogChain);
-  RfaKeyWriter keys(record.doubles, record.texts);
-  RfaApplyCheckedOperations(record.image, params, keys);
-  RfaSendImageRecord(host, destinationId, record.image, record.doubles, record.texts);
+  RfaAddLogEntry(record.Texts, params, kLogChain);
+  RfaKeyWriter keys(record.Doubles, record.Texts);
+  RfaApplyCheckedOperations(record.Image, params, keys);
+  RfaSendImageRecord(host, destinationId, record.Image, record.Doubles, record.Texts);
 }
 
 int32_t RfaNewImageFromWindow(const RfaParameters& params, ZrPluginFuncVeldra& host,
@@ -92,16 +92,16 @@ int32_t RfaMoveToCenterStep(const RfaParameters& params, ZrPluginFuncVeldra& hos
   const int32_t sourceId = host.WindowGetFocusedID();
   RfaImageRecord record;
   RfaFetchImageRecord(host, sourceId, record);
-  RfaKeyWriter keys(record.doubles, record.texts);
+  RfaKeyWriter keys(record.Doubles, record.Texts);
   RfaWriteMoveToCenterKeys(keys, params);
-  RfaMoveToCenter(record.image, params.Sx, params.Sy);
+  RfaMoveToCenter(record.Image, params.Sx, params.Sy);
   const int32_t id = host.ImageNewWindow();
-  RfaSendImageRecord(host, id, record.image, record.doubles, record.texts);
+  RfaSendImageRecord(host, id, record.Image, record.Doubles, record.Texts);
   // After the move the screen sits at the image centre: outline it, and the disc that the
   // spherical-harmonics fit will use, so the user sees at once whether Sx_/Sy_/Sr_ fit.
-  host.RegionAdd(id, CentredEllipse(record.image, params.Sr, "screen", 255, 0, 0));
+  host.RegionAdd(id, CentredEllipse(record.Image, params.Sr, "screen", 255, 0, 0));
   host.RegionAdd(id,
-                 CentredEllipse(record.image, params.Sr - params.SMargin, "fit disc", 0, 255, 0));
+                 CentredEllipse(record.Image, params.Sr - params.SMargin, "fit disc", 0, 255, 0));
   host.UpdateAll();
   return id;
 }
@@ -166,14 +166,14 @@ template <class WriteKeys, class Mask>
 int32_t MaskStep(ZrPluginFuncVeldra& host, WriteKeys writeKeys, Mask mask) {
   const int32_t sourceId = RfaRequireFocusedImageWindow(host);
   RfaImageRecord record;
-  host.ImageGetBySharedMemory(sourceId, record.image);
-  host.ImageKeyDoubleGet(sourceId, record.doubles);
-  host.ImageKeyStringGet(sourceId, record.texts);
-  RfaKeyWriter keys(record.doubles, record.texts);
+  host.ImageGetBySharedMemory(sourceId, record.Image);
+  host.ImageKeyDoubleGet(sourceId, record.Doubles);
+  host.ImageKeyStringGet(sourceId, record.Texts);
+  RfaKeyWriter keys(record.Doubles, record.Texts);
   writeKeys(keys);
-  mask(record.image);
+  mask(record.Image);
   const int32_t id = host.ImageNewWindow();
-  RfaSendImageRecord(host, id, record.image, record.doubles, record.texts);
+  RfaSendImageRecord(host, id, record.Image, record.Doubles, record.Texts);
   return id;
 }
 
@@ -257,16 +257,16 @@ void RfaAdjustScreenOnHost(RfaParameters& params, ZrPluginFuncVeldra& host) {
   host.ImageGet(id, image, true);
   const RfaScreenAdjustResult found =
       RfaAdjustScreen(image, static_cast<double>(params.AdjThres), params.AdjSize);
-  params.Sx = found.cx;
-  params.Sy = found.cy;
-  params.Sr = found.r;
+  params.Sx = found.Cx;
+  params.Sy = found.Cy;
+  params.Sr = found.R;
   const ZrRegion outline = RfaScreenRegion(params);
   host.RegionClear(id);
   host.RegionAdd(id, outline);
   host.UpdateAll();
   if (params.IsShowTmp) {
     const int32_t tmpId = host.ImageNewWindow();
-    host.ImageSet(tmpId, found.clipped);
+    host.ImageSet(tmpId, found.Clipped);
     host.RegionAdd(tmpId, outline);
     host.UpdateAll();
   }

@@ -18,9 +18,9 @@ class RfaParameters;
 class ZrPluginFuncVeldra;
 
 struct RfaImageRecord {
-  ZrFloatMatrix image;
-  std::map<std::string, double> doubles;     // the window's "ImageKeyDouble" map
-  std::map<std::string, std::string> texts;  // the window's "ImageKeyString" map
+  ZrFloatMatrix Image;
+  std::map<std::string, double> Doubles;     // the window's "ImageKeyDouble" map
+  std::map<std::string, std::string> Texts;  // the window's "ImageKeyString" map
 };
 
 // The image (NaN pixels cleared) and its two key maps.

@@ -23,7 +23,7 @@ std::string OutputFileName(const QString& outputFolder, const std::string& sourc
 }
 
 void ThrowIfCanceled(const RfaSeriesHooks& hooks) {
-  if (hooks.canceled && hooks.canceled()) throw ZrError("Canceled.");
+  if (hooks.Canceled && hooks.Canceled()) throw ZrError("Canceled.");
 }
 
 }  // namespace
@@ -35,10 +35,10 @@ void RfaProcessSeriesImages(const RfaParameters& params, ZrPluginFuncVeldra& hos
   std::map<std::string, std::string> seriesKeys;
   host.SeriesKeyStringGet(windowId, seriesKeys);
   const int32_t count = host.SeriesGetCount(windowId);
-  if (hooks.begin) hooks.begin(count);
+  if (hooks.Begin) hooks.Begin(count);
 
   for (int32_t i = 0; i < count; ++i) {
-    if (hooks.progress) hooks.progress(i);
+    if (hooks.Progress) hooks.Progress(i);
     QCoreApplication::processEvents();
     ThrowIfCanceled(hooks);
 
@@ -46,7 +46,7 @@ void RfaProcessSeriesImages(const RfaParameters& params, ZrPluginFuncVeldra& hos
     bool isLoaded = false;
     bool isSuccess = false;
     for (;;) {
-      QThread::msleep(static_cast<unsigned long>(hooks.pollIntervalMs));
+      QThread::msleep(static_cast<unsigned long>(hooks.PollIntervalMs));
       QCoreApplication::processEvents();
       host.GetIsLoaded(isLoaded, isSuccess);
       if (isLoaded) break;
@@ -69,5 +69,5 @@ void RfaProcessSeriesImages(const RfaParameters& params, ZrPluginFuncVeldra& hos
     host.SeriesImageSave(windowId, OutputFileName(outputFolder, fileName));
   }
   host.SeriesSaveRenew(windowId, indexFile.toUtf8().toStdString());
-  if (hooks.progress) hooks.progress(count);
+  if (hooks.Progress) hooks.Progress(count);
 }

@@ -12,10 +12,10 @@ class ZrPluginFuncVeldra;
 
 // What the batch reports while it runs and asks between images; every member may be empty.
 struct RfaSeriesHooks {
-  std::function<void(int32_t count)> begin;     // the number of images, before the first
-  std::function<void(int32_t index)> progress;  // the image about to start; the count at the end
-  std::function<bool()> canceled;               // asked before each image and while one loads
-  int pollIntervalMs = 100;  // wait between "GetIsLoaded" questions while the host loads
+  std::function<void(int32_t count)> Begin;     // the number of images, before the first
+  std::function<void(int32_t index)> Progress;  // the image about to start; the count at the end
+  std::function<bool()> Canceled;               // asked before each image and while one loads
+  int PollIntervalMs = 100;  // wait between "GetIsLoaded" questions while the host loads
 };
 
 // Checks that the window is in image mode ("Please select image window"), reads its series

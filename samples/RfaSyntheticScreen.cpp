@@ -19,7 +19,7 @@ double NormalDeviate(std::mt19937& engine) {
 }
 
 struct Direction {
-  double x, y, z;
+  double X, Y, Z;
 };
 
 Direction UnitVector(double theta, double phi) {
@@ -29,52 +29,52 @@ Direction UnitVector(double theta, double phi) {
 }  // namespace
 
 ZrFloatMatrix RfaMakeSyntheticScreen(const RfaSyntheticScreenOptions& o) {
-  if (o.width < 0 || o.height < 0) throw ZrError("Synthetic screen: negative image size");
-  if (!(o.radius > 0.0)) throw ZrError("Synthetic screen: the radius must be positive");
-  ZrFloatMatrix image(o.width, o.height);
-  std::mt19937 engine(o.seed);
+  if (o.Width < 0 || o.Height < 0) throw ZrError("Synthetic screen: negative image size");
+  if (!(o.Radius > 0.0)) throw ZrError("Synthetic screen: the radius must be positive");
+  ZrFloatMatrix image(o.Width, o.Height);
+  std::mt19937 engine(o.Seed);
 
   std::vector<Direction> spots;
-  for (int32_t s = 0; s < o.spotCount; ++s) {
-    spots.push_back(UnitVector(o.spotThetaDeg * kDeg, 2.0 * kPi * s / o.spotCount));
+  for (int32_t s = 0; s < o.SpotCount; ++s) {
+    spots.push_back(UnitVector(o.SpotThetaDeg * kDeg, 2.0 * kPi * s / o.SpotCount));
   }
-  const double spotWidth = o.spotWidthDeg * kDeg;
-  const double outer = o.radius + (o.rimWidth > 0.0 ? 8.0 * o.rimWidth : 0.0);
+  const double spotWidth = o.SpotWidthDeg * kDeg;
+  const double outer = o.Radius + (o.RimWidth > 0.0 ? 8.0 * o.RimWidth : 0.0);
 
-  for (int32_t y = 0; y < o.height; ++y) {
-    for (int32_t x = 0; x < o.width; ++x) {
-      const double dx = x - o.cx;
-      const double dy = y - o.cy;
+  for (int32_t y = 0; y < o.Height; ++y) {
+    for (int32_t x = 0; x < o.Width; ++x) {
+      const double dx = x - o.Cx;
+      const double dy = y - o.Cy;
       const double d = std::sqrt(dx * dx + dy * dy);
       float& pixel = image(x, y);
-      if (o.rimWidth > 0.0 ? d >= outer : d >= o.radius) {
+      if (o.RimWidth > 0.0 ? d >= outer : d >= o.Radius) {
         pixel = 0.0f;
         continue;
       }
-      const double theta = std::min(d / o.radius, 1.0) * o.thetaMaxDeg * kDeg;
+      const double theta = std::min(d / o.Radius, 1.0) * o.ThetaMaxDeg * kDeg;
       const double phi = std::atan2(dy, dx);
-      double value = o.level *
-                     (1.0 + o.tilt * std::sin(theta) * std::cos(phi - o.tiltAzimuthDeg * kDeg)) *
-                     (1.0 - o.polarFall * (1.0 - std::cos(theta)));
+      double value = o.Level *
+                     (1.0 + o.Tilt * std::sin(theta) * std::cos(phi - o.TiltAzimuthDeg * kDeg)) *
+                     (1.0 - o.PolarFall * (1.0 - std::cos(theta)));
 
       double fine = 0.0;
       const Direction here = UnitVector(theta, phi);
       for (const Direction& s : spots) {
-        const double c = std::clamp(here.x * s.x + here.y * s.y + here.z * s.z, -1.0, 1.0);
+        const double c = std::clamp(here.X * s.X + here.Y * s.Y + here.Z * s.Z, -1.0, 1.0);
         const double angle = std::acos(c);
         fine += std::exp(-0.5 * (angle / spotWidth) * (angle / spotWidth));
       }
-      if (o.ringPeriodDeg > 0.0) {
-        fine += 0.25 * (1.0 + std::cos(2.0 * kPi * theta / (o.ringPeriodDeg * kDeg)));
+      if (o.RingPeriodDeg > 0.0) {
+        fine += 0.25 * (1.0 + std::cos(2.0 * kPi * theta / (o.RingPeriodDeg * kDeg)));
       }
-      value *= 1.0 + o.fineAmplitude * fine;
+      value *= 1.0 + o.FineAmplitude * fine;
 
-      const double ddx = x - o.dipCx;
-      const double ddy = y - o.dipCy;
-      if (ddx * ddx + ddy * ddy < o.dipRadius * o.dipRadius) value *= 1.0 - o.dipDepth;
-      if (o.rimWidth > 0.0) value /= 1.0 + std::exp((d - o.radius) / o.rimWidth);
+      const double ddx = x - o.DipCx;
+      const double ddy = y - o.DipCy;
+      if (ddx * ddx + ddy * ddy < o.DipRadius * o.DipRadius) value *= 1.0 - o.DipDepth;
+      if (o.RimWidth > 0.0) value /= 1.0 + std::exp((d - o.Radius) / o.RimWidth);
 
-      value *= 1.0 + o.noise * NormalDeviate(engine);
+      value *= 1.0 + o.Noise * NormalDeviate(engine);
       pixel = static_cast<float>(std::max(value, 0.0));
     }
   }

@@ -10,38 +10,38 @@
 // azimuthal-equidistant mapping: polar angle = (distance from the centre / radius) x thetaMax,
 // azimuth = atan2(y - cy, x - cx).
 struct RfaSyntheticScreenOptions {
-  int32_t width = 256;
-  int32_t height = 256;
-  double cx = 128.0;  // screen centre and radius
-  double cy = 128.0;
-  double radius = 100.0;
-  double rimWidth = 0.0;  // 0: sharp rim (pixel centre inside radius); else logistic fall-off
-  double thetaMaxDeg = 90.0;
+  int32_t Width = 256;
+  int32_t Height = 256;
+  double Cx = 128.0;  // screen centre and radius
+  double Cy = 128.0;
+  double Radius = 100.0;
+  double RimWidth = 0.0;  // 0: sharp rim (pixel centre inside radius); else logistic fall-off
+  double ThetaMaxDeg = 90.0;
 
   // Smooth background: level x (1 + tilt sin(theta) cos(phi - tiltAzimuth))
   //                          x (1 - polarFall (1 - cos(theta))).
-  double level = 1000.0;
-  double tilt = 0.3;
-  double tiltAzimuthDeg = 30.0;
-  double polarFall = 0.4;
+  double Level = 1000.0;
+  double Tilt = 0.3;
+  double TiltAzimuthDeg = 30.0;
+  double PolarFall = 0.4;
 
   // Diffraction-like fine structure, relative to the background: a ring of Gaussian spots at
   // polar angle spotThetaDeg, plus concentric rings of period ringPeriodDeg in polar angle.
-  double fineAmplitude = 0.5;
-  int32_t spotCount = 6;
-  double spotThetaDeg = 40.0;
-  double spotWidthDeg = 4.0;
-  double ringPeriodDeg = 15.0;
+  double FineAmplitude = 0.5;
+  int32_t SpotCount = 6;
+  double SpotThetaDeg = 40.0;
+  double SpotWidthDeg = 4.0;
+  double RingPeriodDeg = 15.0;
 
   // MCP dip: inside this circle the intensity is multiplied by (1 - dipDepth).
-  double dipCx = 150.0;
-  double dipCy = 140.0;
-  double dipRadius = 10.0;
-  double dipDepth = 0.8;
+  double DipCx = 150.0;
+  double DipCy = 140.0;
+  double DipRadius = 10.0;
+  double DipDepth = 0.8;
 
   // Gaussian noise, standard deviation relative to the noiseless value.
-  double noise = 0.05;
-  uint32_t seed = 1;
+  double Noise = 0.05;
+  uint32_t Seed = 1;
 };
 
 // The screen image: zero outside the screen, positive (or zero where noise and a full-depth

@@ -8,7 +8,7 @@ packages=(
   qtbase5-dev qtbase5-dev-tools libqt5charts5-dev
   libboost-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
-  libomp-dev clang-14 libclang-rt-14-dev clang-format
+  libomp-dev clang-14 libclang-rt-14-dev clang-format clang-tidy-14
   libtiff-dev libpng-dev libhdf5-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-dask python3-h5py
   xvfb xauth imagemagick xdotool fonts-dejavu-core

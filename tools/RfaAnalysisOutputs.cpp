@@ -47,31 +47,31 @@ std::string InputSha256(const std::string& path) {
 }
 
 std::string Base(const RfaProcessJob& job) {
-  return job.outputImage.substr(0, job.outputImage.size() - 4);  // "<out>/<name>" of ".tif"
+  return job.OutputImage.substr(0, job.OutputImage.size() - 4);  // "<out>/<name>" of ".tif"
 }
 
 // The optional outputs of a job: (role, ending), in the order they are written.
 std::vector<std::pair<std::string, std::string>> Endings(const RfaProcessJob& job) {
-  const RfaAnalysisOptions& o = job.analysis;
+  const RfaAnalysisOptions& o = job.Analysis;
   std::vector<std::pair<std::string, std::string>> endings = {
       {"image", ".tif"}, {"keys", ".keys.xml"}, {"provenance", ".json"}};
-  if (!job.beforePng.empty()) {
+  if (!job.BeforePng.empty()) {
     endings.push_back({"before-picture", ".before.png"});
     endings.push_back({"after-picture", ".after.png"});
   }
-  if (o.background) {
+  if (o.Background) {
     endings.push_back({"background", ".background.tif"});
     endings.push_back({"coefficients", ".coefficients.csv"});
-    if (o.pictures) endings.push_back({"background-picture", ".background.png"});
+    if (o.Pictures) endings.push_back({"background-picture", ".background.png"});
   }
-  if (o.profile) {
+  if (o.Profile) {
     endings.push_back({"profile-table", ".profile.csv"});
     endings.push_back({"profile-plot", ".profile.png"});
   }
-  if (o.angularStep > 0) {
+  if (o.AngularStep > 0) {
     endings.push_back({"angular-map", ".angular.tif"});
     endings.push_back({"stereographic-map", ".stereo.tif"});
-    if (o.pictures) {
+    if (o.Pictures) {
       endings.push_back({"angular-picture", ".angular.png"});
       endings.push_back({"stereographic-picture", ".stereo.png"});
     }
@@ -83,7 +83,7 @@ RfaRecordFields ParameterFields(const RfaParameters& p) {
   RfaRecordFields fields;
   for (const RfaParameterField& field : RfaParameterFields()) {
     std::visit(
-        [&, k = std::string(field.key)](auto member) {
+        [&, k = std::string(field.Key)](auto member) {
           using T = std::decay_t<decltype(p.*member)>;
           if constexpr (std::is_same_v<T, bool>) {
             fields.emplace_back(k, p.*member);
@@ -93,22 +93,22 @@ RfaRecordFields ParameterFields(const RfaParameters& p) {
             fields.emplace_back(k, static_cast<double>(p.*member));
           }
         },
-        field.member);
+        field.Member);
   }
   return fields;
 }
 
 RfaRecordFields OptionFields(const RfaProcessJob& job) {
-  const RfaAnalysisOptions& o = job.analysis;
+  const RfaAnalysisOptions& o = job.Analysis;
   const char* modes[] = {"off", "image", "series"};
   RfaRecordFields fields = {
-      {"find-screen", std::string(modes[static_cast<int>(o.findScreen)])},
-      {"subpixel-shift", std::string(o.subpixel ? RfaInterpolationName(kInterpolation) : "off")},
-      {"background", o.background},
-      {"profile", o.profile},
+      {"find-screen", std::string(modes[static_cast<int>(o.FindScreen)])},
+      {"subpixel-shift", std::string(o.Subpixel ? RfaInterpolationName(kInterpolation) : "off")},
+      {"background", o.Background},
+      {"profile", o.Profile},
   };
-  if (o.angularStep > 0) fields.emplace_back("angular-map", o.angularStep);
-  if (job.frame < 0) fields.emplace_back("page", static_cast<int64_t>(job.page) + 1);
+  if (o.AngularStep > 0) fields.emplace_back("angular-map", o.AngularStep);
+  if (job.Frame < 0) fields.emplace_back("page", static_cast<int64_t>(job.Page) + 1);
   return fields;
 }
 
@@ -161,9 +161,9 @@ const std::vector<RfaCommandOption<RfaAnalysisOptions>>& RfaAnalysisCommandOptio
        "(image) or once on the first (series)",
        [](O& o, const std::string& mode) {
          if (mode == "image") {
-           o.findScreen = RfaFindScreenMode::Image;
+           o.FindScreen = RfaFindScreenMode::Image;
          } else if (mode == "series") {
-           o.findScreen = RfaFindScreenMode::Series;
+           o.FindScreen = RfaFindScreenMode::Series;
          } else {
            throw ZrError("--find-screen needs image or series, not \"" + mode + "\"");
          }
@@ -172,17 +172,17 @@ const std::vector<RfaCommandOption<RfaAnalysisOptions>>& RfaAnalysisCommandOptio
        "",
        "move to the centre by an interpolated shift (Keys'\n"
        "cubic) instead of whole pixels",
-       [](O& o, const std::string&) { o.subpixel = true; }},
+       [](O& o, const std::string&) { o.Subpixel = true; }},
       {{"background"},
        "",
        "also write OUT/<name>.background.tif and\n"
        ".coefficients.csv of the spherical-harmonics fit",
-       [](O& o, const std::string&) { o.background = true; }},
+       [](O& o, const std::string&) { o.Background = true; }},
       {{"profile"},
        "",
        "also write the radial profiles OUT/<name>.profile.csv\n"
        "and .profile.png",
-       [](O& o, const std::string&) { o.profile = true; }},
+       [](O& o, const std::string&) { o.Profile = true; }},
       {{"angular-map"},
        "STEP",
        "also write OUT/<name>.angular.tif (theta, phi grid) and\n"
@@ -194,21 +194,21 @@ const std::vector<RfaCommandOption<RfaAnalysisOptions>>& RfaAnalysisCommandOptio
            throw ZrError("--angular-map needs a step in degrees above 0 and at most 90, not \"" +
                          text + "\"");
          }
-         o.angularStep = step;
+         o.AngularStep = step;
        }},
   };
   return options;
 }
 
 void RfaCheckAnalysisOptions(const RfaAnalysisOptions& options, const RfaParameters& params) {
-  if (options.background && !params.IsBgSh) {
+  if (options.Background && !params.IsBgSh) {
     throw ZrError(
         "--background writes the spherical-harmonics background, which IsBgSh_ "
         "switches off");
   }
-  if (options.angularStep > 0) {
-    RfaMakeAngularGrid(options.angularStep, params);
-    RfaMakeStereoGrid(options.angularStep, params);
+  if (options.AngularStep > 0) {
+    RfaMakeAngularGrid(options.AngularStep, params);
+    RfaMakeStereoGrid(options.AngularStep, params);
   }
   RfaProvenanceSeconds();
 }
@@ -244,7 +244,7 @@ RfaParameters RfaImageParameters(const RfaParameters& params, const RfaAnalysisO
     used.Sx = series->Screen.Cx;
     used.Sy = series->Screen.Cy;
     used.Sr = series->Screen.R;
-  } else if (options.findScreen == RfaFindScreenMode::Image) {
+  } else if (options.FindScreen == RfaFindScreenMode::Image) {
     found = RfaFindScreen(input);
     used.Sx = found->Cx;
     used.Sy = found->Cy;
@@ -264,9 +264,9 @@ void RfaCheckJobOutputs(const std::vector<RfaProcessJob>& jobs, bool overwrite) 
   std::error_code ec;
   for (const RfaProcessJob& job : jobs) {
     for (const std::string& path : RfaJobOutputs(job)) {
-      const auto [it, fresh] = taken.emplace(fs::weakly_canonical(path, ec).string(), job.input);
-      if (!fresh && it->second != job.input) {
-        throw ZrError("inputs " + it->second + " and " + job.input + " would both be written to " +
+      const auto [it, fresh] = taken.emplace(fs::weakly_canonical(path, ec).string(), job.Input);
+      if (!fresh && it->second != job.Input) {
+        throw ZrError("inputs " + it->second + " and " + job.Input + " would both be written to " +
                       path);
       }
       if (!overwrite && fs::exists(path, ec)) {
@@ -281,15 +281,15 @@ std::vector<std::pair<std::string, std::string>> RfaResultFiles(const RfaProcess
                                                                 RfaProcessResult& result,
                                                                 const RfaAnalysisInputs& inputs,
                                                                 std::string& warning) {
-  const RfaAnalysisOptions& o = job.analysis;
+  const RfaAnalysisOptions& o = job.Analysis;
   const ZrFloatMatrix& input = *inputs.Input;
   const std::string base = Base(job);
   RfaProvenance record;
   record.Program = kProgram;
-  record.Version = used.version;
-  record.Input = job.input;
-  record.InputSha256 = InputSha256(job.input);
-  record.Frame = job.frame;
+  record.Version = used.Version;
+  record.Input = job.Input;
+  record.InputSha256 = InputSha256(job.Input);
+  record.Frame = job.Frame;
   record.Time = RfaUtcTime(RfaProvenanceSeconds());
   record.Parameters = ParameterFields(used);
   record.Options = OptionFields(job);
@@ -309,12 +309,12 @@ std::vector<std::pair<std::string, std::string>> RfaResultFiles(const RfaProcess
          {"ScreenRimPoints", static_cast<int64_t>(screen->RimPoints)},
          {"ScreenRays", static_cast<int64_t>(screen->Rays)},
          {"ScreenScatter", screen->Scatter},
-         {"ScreenFoundOn", inputs.Series != nullptr ? inputs.Series->From : job.input}});
+         {"ScreenFoundOn", inputs.Series != nullptr ? inputs.Series->From : job.Input}});
   }
   if (used.IsMoveCenter) {
     const double dx = input.ColSize / 2 - used.Sx, dy = input.RowSize / 2 - used.Sy;
-    record.Results.emplace_back("CentreShiftX", o.subpixel ? dx : std::trunc(dx));
-    record.Results.emplace_back("CentreShiftY", o.subpixel ? dy : std::trunc(dy));
+    record.Results.emplace_back("CentreShiftX", o.Subpixel ? dx : std::trunc(dx));
+    record.Results.emplace_back("CentreShiftY", o.Subpixel ? dy : std::trunc(dy));
   }
   if (!inputs.Background.IsEmpty()) {
     const RfaFitQuality q = RfaAssessFit(inputs.Fitted, inputs.Background, used, inputs.Solution);
@@ -326,24 +326,24 @@ std::vector<std::pair<std::string, std::string>> RfaResultFiles(const RfaProcess
     const std::string text = RfaFitWarning(q, used);
     if (!text.empty()) {
       record.Results.emplace_back("FitWarning", text);
-      warning = job.input + ": warning: " + text;
+      warning = job.Input + ": warning: " + text;
     }
   }
 
   std::vector<std::pair<std::string, RfaRecordFields>> grids;
   ZrFloatMatrix angular, stereo;
-  if (o.angularStep > 0) {
-    const RfaAngularGrid grid = RfaMakeAngularGrid(o.angularStep, used);
-    const RfaStereoGrid stereoGrid = RfaMakeStereoGrid(o.angularStep, used);
-    angular = RfaAngularMap(result.image, used, grid, kInterpolation);
-    stereo = RfaStereographicMap(result.image, used, stereoGrid, kInterpolation);
-    grids.emplace_back("angular_map", AngularGridFields(grid, used, result.image));
+  if (o.AngularStep > 0) {
+    const RfaAngularGrid grid = RfaMakeAngularGrid(o.AngularStep, used);
+    const RfaStereoGrid stereoGrid = RfaMakeStereoGrid(o.AngularStep, used);
+    angular = RfaAngularMap(result.Image, used, grid, kInterpolation);
+    stereo = RfaStereographicMap(result.Image, used, stereoGrid, kInterpolation);
+    grids.emplace_back("angular_map", AngularGridFields(grid, used, result.Image));
     grids.emplace_back("stereographic_map", StereoGridFields(stereoGrid));
   }
 
-  RfaKeyWriter keys(result.doubles, result.texts);
+  RfaKeyWriter keys(result.Doubles, result.Texts);
   RfaWriteProvenanceKeys(keys, record);
-  const ZrTiffText software{"", std::string(kProgram) + " " + used.version};
+  const ZrTiffText software{"", std::string(kProgram) + " " + used.Version};
   auto tiff = [&](const ZrFloatMatrix& image, const std::string& path,
                   const RfaRecordFields& content) {
     ZrTiffText text = software;
@@ -353,38 +353,38 @@ std::vector<std::pair<std::string, std::string>> RfaResultFiles(const RfaProcess
   auto content = [](const char* what) { return RfaRecordFields{{"content", std::string(what)}}; };
 
   std::vector<std::pair<std::string, std::string>> files = {
-      {job.outputImage, tiff(result.image, job.outputImage, content("result"))},
-      {job.outputKeys, ZrKeyRecordText(result.doubles, result.texts)},
+      {job.OutputImage, tiff(result.Image, job.OutputImage, content("result"))},
+      {job.OutputKeys, ZrKeyRecordText(result.Doubles, result.Texts)},
       {base + ".json", RfaProvenanceJson(record, true, false, grids)}};
-  if (!job.beforePng.empty()) {
-    files.emplace_back(job.beforePng, Picture(input, job.beforePng));
-    files.emplace_back(job.afterPng, Picture(result.image, job.afterPng));
+  if (!job.BeforePng.empty()) {
+    files.emplace_back(job.BeforePng, Picture(input, job.BeforePng));
+    files.emplace_back(job.AfterPng, Picture(result.Image, job.AfterPng));
   }
-  if (o.background) {
+  if (o.Background) {
     files.emplace_back(base + ".background.tif", tiff(inputs.Background, base + ".background.tif",
                                                       content("spherical-harmonics background")));
     files.emplace_back(base + ".coefficients.csv",
                        RfaCoefficientsCsv(inputs.Solution.Coefficients));
-    if (o.pictures) {
+    if (o.Pictures) {
       files.emplace_back(base + ".background.png",
                          Picture(inputs.Background, base + ".background.png"));
     }
   }
-  if (o.profile) {
+  if (o.Profile) {
     double cx = 0, cy = 0;
-    RfaResultScreenCentre(input, used, o.subpixel, cx, cy);
+    RfaResultScreenCentre(input, used, o.Subpixel, cx, cy);
     const double reach = std::hypot(input.ColSize, input.RowSize) + 1;
     const int32_t rings = static_cast<int32_t>(std::min(std::ceil(used.Sr) + 2, reach));
     const RfaRadialProfile before = RfaMakeRadialProfile(input, used.Sx, used.Sy, rings);
-    const RfaRadialProfile after = RfaMakeRadialProfile(result.image, cx, cy, rings);
+    const RfaRadialProfile after = RfaMakeRadialProfile(result.Image, cx, cy, rings);
     files.emplace_back(base + ".profile.csv", RfaProfileCsv(before, after, used));
     files.emplace_back(base + ".profile.png", RfaProfilePlotPng(before, after, used));
   }
-  if (o.angularStep > 0) {
+  if (o.AngularStep > 0) {
     files.emplace_back(base + ".angular.tif",
                        tiff(angular, base + ".angular.tif", grids[0].second));
     files.emplace_back(base + ".stereo.tif", tiff(stereo, base + ".stereo.tif", grids[1].second));
-    if (o.pictures) {
+    if (o.Pictures) {
       files.emplace_back(base + ".angular.png", Picture(angular, base + ".angular.png"));
       files.emplace_back(base + ".stereo.png", Picture(stereo, base + ".stereo.png"));
     }

@@ -23,12 +23,12 @@ enum class RfaFindScreenMode {
 };
 
 struct RfaAnalysisOptions {
-  RfaFindScreenMode findScreen = RfaFindScreenMode::Off;
-  bool subpixel = false;    // move to the centre by Keys' cubic interpolation
-  bool background = false;  // <name>.background.tif and <name>.coefficients.csv
-  bool profile = false;     // <name>.profile.csv and <name>.profile.png
-  double angularStep = 0;   // > 0: <name>.angular.tif and <name>.stereo.tif, this step (degrees)
-  bool pictures = false;    // --png: pictures of the background and the maps as well
+  RfaFindScreenMode FindScreen = RfaFindScreenMode::Off;
+  bool Subpixel = false;    // move to the centre by Keys' cubic interpolation
+  bool Background = false;  // <name>.background.tif and <name>.coefficients.csv
+  bool Profile = false;     // <name>.profile.csv and <name>.profile.png
+  double AngularStep = 0;   // > 0: <name>.angular.tif and <name>.stereo.tif, this step (degrees)
+  bool Pictures = false;    // --png: pictures of the background and the maps as well
 };
 
 // The screen found once for a series, and on which file.

@@ -8,9 +8,9 @@
 
 template <class Target>
 struct RfaCommandOption {
-  std::vector<std::string> names;  // {"p", "parameters"}: -p and --parameters; the long one last
-  std::string valueName;           // "FILE"; empty for a switch
-  std::string help;                // the lines of its help text, '\n' between them
+  std::vector<std::string> Names;  // {"p", "parameters"}: -p and --parameters; the long one last
+  std::string ValueName;           // "FILE"; empty for a switch
+  std::string Help;                // the lines of its help text, '\n' between them
   // Sets what the option asks for; value is "" for a switch. A bad value throws ZrError.
-  std::function<void(Target& target, const std::string& value)> apply;
+  std::function<void(Target& target, const std::string& value)> Apply;
 };

@@ -44,15 +44,15 @@ void ParseFrames(const std::string& text, RfaFrameRange& frames) {
   };
   const size_t colon = text.find(':');
   if (colon == std::string::npos) {
-    frames.first = number(text);
-    frames.end = frames.first + 1;
+    frames.First = number(text);
+    frames.End = frames.First + 1;
     return;
   }
   const std::string first = text.substr(0, colon);
   const std::string end = text.substr(colon + 1);
-  frames.first = first.empty() ? 0 : number(first);
-  frames.end = end.empty() ? -1 : number(end);
-  if (frames.end >= 0 && frames.end <= frames.first) fail();
+  frames.First = first.empty() ? 0 : number(first);
+  frames.End = end.empty() ? -1 : number(end);
+  if (frames.End >= 0 && frames.End <= frames.First) fail();
 }
 
 // An option that takes a whole number from lo to hi into member.
@@ -79,7 +79,7 @@ const std::vector<Option>& Options() {
         {{"p", "parameters"},
          "FILE",
          "parameter file (.rfa_bg); default: built-in defaults",
-         [](O& o, const std::string& file) { o.parameterFile = file; }},
+         [](O& o, const std::string& file) { o.ParameterFile = file; }},
         {{"s", "set"},
          "KEY=VALUE",
          "override one parameter by its file key, e.g. Sx_=120\n"
@@ -89,74 +89,74 @@ const std::vector<Option>& Options() {
            if (eq == std::string::npos || eq == 0) {
              throw ZrError("--set needs KEY=VALUE, not \"" + kv + "\"");
            }
-           o.overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
+           o.Overrides.emplace_back(kv.substr(0, eq), kv.substr(eq + 1));
          }},
     };
     int step = 0;
     for (const RfaOperation& operation : RfaOperations()) {
       // Recorded as an override so that it takes its place in the command-line order.
-      const std::string key = RfaSwitchField(operation).key;
-      rows.push_back({{std::string(operation.offOption).substr(2)},
+      const std::string key = RfaSwitchField(operation).Key;
+      rows.push_back({{std::string(operation.OffOption).substr(2)},
                       "",
-                      "skip " + std::to_string(++step) + ") " + operation.help,
-                      [key](O& o, const std::string&) { o.overrides.emplace_back(key, "false"); }});
+                      "skip " + std::to_string(++step) + ") " + operation.Help,
+                      [key](O& o, const std::string&) { o.Overrides.emplace_back(key, "false"); }});
     }
     const std::vector<Option> more = {
         {{"dataset"},
          "PATH",
          "HDF5 dataset of the stacks (default: the only image one)",
-         [](O& o, const std::string& path) { o.frames.dataset = path; }},
+         [](O& o, const std::string& path) { o.Frames.Dataset = path; }},
         {{"frames"},
          "FIRST:END",
          "frames of every stack to process (END not included)",
-         [](O& o, const std::string& text) { ParseFrames(text, o.frames); }},
+         [](O& o, const std::string& text) { ParseFrames(text, o.Frames); }},
         {{"o", "output"},
          "DIR",
          "output folder (created if missing); default: rfa-out",
-         [](O& o, const std::string& dir) { o.outputDir = dir; }},
-        Count({"j", "jobs"}, "process N files in parallel (1-64); default: 1", 1, 64, &O::jobs),
+         [](O& o, const std::string& dir) { o.OutputDir = dir; }},
+        Count({"j", "jobs"}, "process N files in parallel (1-64); default: 1", 1, 64, &O::Jobs),
         {{"page"},
          "N",
          "page N of multi-page TIFF files (from 1); default: the\n"
          "first, with a note for files that hold more",
          [](O& o, const std::string& value) {
-           o.page = ParseCount("--page", value, 1, 65535) - 1;
-           o.pageChosen = true;
+           o.Page = ParseCount("--page", value, 1, 65535) - 1;
+           o.PageChosen = true;
          }},
         Count({"fit-threads"},
               "threads of each background fit (1-64); default: the\n"
               "processors shared among the jobs",
-              1, 64, &O::fitThreads),
+              1, 64, &O::FitThreads),
         Switch({"png"},
                "also write OUT/<name>.before.png and .after.png (and\n"
                "pictures of the background and the maps asked for)",
-               &O::pictures),
+               &O::Pictures),
     };
     rows.insert(rows.end(), more.begin(), more.end());
     for (const RfaCommandOption<RfaAnalysisOptions>& row : RfaAnalysisCommandOptions()) {
       rows.push_back(
-          {row.names, row.valueName, row.help,
-           [apply = row.apply](O& o, const std::string& value) { apply(o.analysis, value); }});
+          {row.Names, row.ValueName, row.Help,
+           [apply = row.Apply](O& o, const std::string& value) { apply(o.Analysis, value); }});
     }
     const std::vector<Option> last = {
         Switch({"no-overwrite"}, "refuse to start when an output file already exists",
-               &O::overwrite, false),
+               &O::Overwrite, false),
         Switch({"allow-empty"}, "write a result that is 0 everywhere (else it fails)",
-               &O::allowEmpty),
+               &O::AllowEmpty),
         {{"make-samples"},
          "DIR",
          "write synthetic screen images to DIR and stop",
-         [](O& o, const std::string& dir) { o.makeSamplesDir = dir; }},
+         [](O& o, const std::string& dir) { o.MakeSamplesDir = dir; }},
         Count({"count"}, "number of samples for --make-samples (default 3)", 1, 1000,
-              &O::sampleCount),
+              &O::SampleCount),
         Count({"size"}, "sample width and height in pixels (default 256)", 16, 8192,
-              &O::sampleSize),
+              &O::SampleSize),
         Switch({"v", "verbose"},
                "a line per file (time, normal matrix computed or\n"
                "reused) and the diagnostic output of the fit",
-               &O::verbose),
-        Switch({"h", "help"}, "show this text", &O::help),
-        Switch({"version"}, "show the program version", &O::version),
+               &O::Verbose),
+        Switch({"h", "help"}, "show this text", &O::Help),
+        Switch({"version"}, "show the program version", &O::Version),
     };
     rows.insert(rows.end(), last.begin(), last.end());
     return rows;
@@ -167,12 +167,12 @@ const std::vector<Option>& Options() {
 // Its lines of the usage text: "  -j, --jobs N            process N files ..." with the
 // further lines of its help under the first.
 std::string UsageLines(const Option& option) {
-  std::string spelled = "--" + option.names.back();
-  if (!option.valueName.empty()) spelled += " " + option.valueName;
+  std::string spelled = "--" + option.Names.back();
+  if (!option.ValueName.empty()) spelled += " " + option.ValueName;
   spelled.resize(std::max<size_t>(spelled.size() + 1, 20), ' ');
   std::string lines =
-      (option.names.size() > 1 ? "  -" + option.names[0] + ", " : "      ") + spelled;
-  for (const char c : option.help)
+      (option.Names.size() > 1 ? "  -" + option.Names[0] + ", " : "      ") + spelled;
+  for (const char c : option.Help)
     lines += c == '\n' ? "\n" + std::string(26, ' ') : std::string(1, c);
   return lines + "\n";
 }
@@ -199,7 +199,7 @@ std::string Bytes(const QString& text) {
     name.resize(std::min(eq, name.size()));
     const auto row = rows.find(name);
     const bool switchWithValue =
-        eq != std::string::npos && row != rows.end() && Options()[row->second].valueName.empty();
+        eq != std::string::npos && row != rows.end() && Options()[row->second].ValueName.empty();
     if (switchWithValue || parser.unknownOptionNames().contains(Bytes(name))) {
       throw ZrError("unknown option " + a + " (see --help)");
     }
@@ -234,11 +234,11 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
   std::map<std::string, size_t> rows;  // every name of an option -> its row
   for (const Option& option : Options()) {
     QStringList names;
-    for (const std::string& name : option.names) {
+    for (const std::string& name : option.Names) {
       names << Bytes(name);
       rows[name] = qoptions.size();
     }
-    qoptions.emplace_back(names, Bytes(option.help), Bytes(option.valueName));
+    qoptions.emplace_back(names, Bytes(option.Help), Bytes(option.ValueName));
     parser.addOption(qoptions.back());
   }
   QStringList arguments{"rfa-process"};
@@ -253,9 +253,9 @@ RfaProcessOptions RfaParseCommandLine(const std::vector<std::string>& args) {
     const size_t row = rows.at(Bytes(name));
     const Option& option = Options()[row];
     const std::string value =
-        option.valueName.empty() ? "" : Bytes(parser.values(qoptions[row]).at(seen[row]++));
-    option.apply(options, value);
+        option.ValueName.empty() ? "" : Bytes(parser.values(qoptions[row]).at(seen[row]++));
+    option.Apply(options, value);
   }
-  for (const QString& input : parser.positionalArguments()) options.inputs.push_back(Bytes(input));
+  for (const QString& input : parser.positionalArguments()) options.Inputs.push_back(Bytes(input));
   return options;
 }

@@ -49,13 +49,13 @@ bool IsFolderImage(const fs::path& p) {
 
 RfaParameters RfaLoadParameters(const RfaProcessOptions& options) {
   RfaParameters params;  // a private set: never the GUI's process-wide instance
-  if (!options.parameterFile.empty()) {
-    ZrBarnFile file(options.parameterFile, "r");
+  if (!options.ParameterFile.empty()) {
+    ZrBarnFile file(options.ParameterFile, "r");
     if (!params.Exchange(file, "ini")) {
-      throw ZrError(options.parameterFile + ": not a parameter file (no \"ini\" element)");
+      throw ZrError(options.ParameterFile + ": not a parameter file (no \"ini\" element)");
     }
   }
-  for (const auto& [key, value] : options.overrides) RfaSetParameter(params, key, value);
+  for (const auto& [key, value] : options.Overrides) RfaSetParameter(params, key, value);
   params.CheckRanges();
   params.MappingIsAzM2 = true;  // as every binding of the plug-in's panel leaves it
   return params;
@@ -87,20 +87,20 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
   std::vector<RfaProcessJob> jobs;
   std::map<std::string, std::string> taken;  // output image -> input
   auto add = [&](const std::string& file, const std::string& stem, RfaProcessJob job) {
-    job.input = file;
-    job.outputImage = (fs::path(outputDir) / (stem + ".tif")).string();
-    job.outputKeys = (fs::path(outputDir) / (stem + ".keys.xml")).string();
+    job.Input = file;
+    job.OutputImage = (fs::path(outputDir) / (stem + ".tif")).string();
+    job.OutputKeys = (fs::path(outputDir) / (stem + ".keys.xml")).string();
     if (pictures) {
-      job.beforePng = (fs::path(outputDir) / (stem + ".before.png")).string();
-      job.afterPng = (fs::path(outputDir) / (stem + ".after.png")).string();
+      job.BeforePng = (fs::path(outputDir) / (stem + ".before.png")).string();
+      job.AfterPng = (fs::path(outputDir) / (stem + ".after.png")).string();
     }
-    const auto [it, fresh] = taken.emplace(fs::weakly_canonical(job.outputImage).string(), file);
+    const auto [it, fresh] = taken.emplace(fs::weakly_canonical(job.OutputImage).string(), file);
     if (!fresh) {
       throw ZrError("inputs " + it->second + " and " + file + " would both be written to " +
-                    job.outputImage);
+                    job.OutputImage);
     }
     std::error_code ec;
-    if (fs::equivalent(file, job.outputImage, ec)) {
+    if (fs::equivalent(file, job.OutputImage, ec)) {
       throw ZrError(file + ": output would replace the input; choose another output folder");
     }
     jobs.push_back(job);
@@ -114,36 +114,36 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
     RfaProcessJob job;
     ZrStackInfo stack;
     try {
-      stack = ZrProbeStack(file, frames.dataset);
-      job.dataset = stack.Dataset;
-      const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
-      if (stack.IsStack && (frames.first >= stack.Frames || end > stack.Frames)) {
-        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+      stack = ZrProbeStack(file, frames.Dataset);
+      job.Dataset = stack.Dataset;
+      const int64_t end = frames.End < 0 ? stack.Frames : frames.End;
+      if (stack.IsStack && (frames.First >= stack.Frames || end > stack.Frames)) {
+        throw ZrError(file + ": frames " + std::to_string(frames.First) + ":" +
                       std::to_string(end) + " asked for, the stack holds " +
                       std::to_string(stack.Frames) + " (0:" + std::to_string(stack.Frames) + ")");
       }
       // A job is made for every frame before any runs; a dataset can claim far more frames
       // than its file stores (unwritten chunks read as the fill value).
-      if (stack.IsStack && end - frames.first > kMaxFramesPerRun) {
-        throw ZrError(file + ": frames " + std::to_string(frames.first) + ":" +
+      if (stack.IsStack && end - frames.First > kMaxFramesPerRun) {
+        throw ZrError(file + ": frames " + std::to_string(frames.First) + ":" +
                       std::to_string(end) + " are more than " + std::to_string(kMaxFramesPerRun) +
                       " at once; choose fewer with --frames");
       }
     } catch (const ZrError& e) {
-      job.error = e.Message;
+      job.Error = e.Message;
       add(file, stem, job);
       continue;
     }
     if (!stack.IsStack) {  // a 2-D array is one image
-      job.frame = 0;
+      job.Frame = 0;
       add(file, stem, job);
       continue;
     }
     const size_t width = std::to_string(std::max<int64_t>(stack.Frames - 1, 0)).size();
-    const int64_t end = frames.end < 0 ? stack.Frames : frames.end;
-    for (int64_t f = frames.first; f < end; ++f) {
+    const int64_t end = frames.End < 0 ? stack.Frames : frames.End;
+    for (int64_t f = frames.First; f < end; ++f) {
       const std::string number = std::to_string(f);
-      job.frame = f;
+      job.Frame = f;
       add(file, stem + "_" + std::string(width - std::min(width, number.size()), '0') + number,
           job);
     }
@@ -154,9 +154,9 @@ std::vector<RfaProcessJob> RfaCollectJobs(const std::vector<std::string>& inputs
 RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters& params,
                                  const RfaChainOptions& chain, const std::string& program) {
   RfaProcessResult result;
-  result.image = image;
+  result.Image = image;
   ZrPluginLog log;
-  log.Open(program, params.version);
+  log.Open(program, params.Version);
   // The parameters that were used, so a result file documents how it was made.
   log.LogOpenFunction("ApplyCheckedOperations");
   for (const RfaParameterField& field : RfaParameterFields()) {
@@ -164,29 +164,29 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
         [&](auto member) {
           using T = std::decay_t<decltype(params.*member)>;
           if constexpr (std::is_same_v<T, long double>) {
-            log.Add(field.key, static_cast<double>(params.*member));
+            log.Add(field.Key, static_cast<double>(params.*member));
           } else {
-            log.Add(field.key, params.*member);
+            log.Add(field.Key, params.*member);
           }
         },
-        field.member);
+        field.Member);
   }
-  log.Write(result.texts);
-  RfaKeyWriter keys(result.doubles, result.texts);
+  log.Write(result.Texts);
+  RfaKeyWriter keys(result.Doubles, result.Texts);
   RfaResultCheck check(params, image);
-  RfaApplyCheckedOperations(result.image, params, keys, chain, std::ref(check));
-  result.problem = check.Problem();
-  result.empty = check.IsEmpty();
+  RfaApplyCheckedOperations(result.Image, params, keys, chain, std::ref(check));
+  result.Problem = check.Problem();
+  result.Empty = check.IsEmpty();
   return result;
 }
 
 ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page) {
-  if (!job.error.empty()) throw ZrError(job.error);
+  if (!job.Error.empty()) throw ZrError(job.Error);
   ZrImagePage own;
   if (page == nullptr) page = &own;
-  page->index = job.page;
-  ZrFloatMatrix input = job.frame < 0 ? ZrImageRead(job.input, page)
-                                      : ZrReadStackFrame(job.input, job.dataset, job.frame);
+  page->Index = job.Page;
+  ZrFloatMatrix input = job.Frame < 0 ? ZrImageRead(job.Input, page)
+                                      : ZrReadStackFrame(job.Input, job.Dataset, job.Frame);
   ZrMatrixOperator::ClearNaN(input);  // as the plug-in fetches its images from the host
   return input;
 }
@@ -199,28 +199,28 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
   const ZrFloatMatrix input = RfaReadJobImage(job, &page);
   RfaAnalysisInputs extra;
   extra.Input = &input;
-  extra.Series = job.series.get();
+  extra.Series = job.Series.get();
   RfaChainOptions chain(fit);
-  chain.Fit.Report = &report.fit;
+  chain.Fit.Report = &report.Fit;
   chain.Fit.Solution = &extra.Solution;
-  chain.Subpixel = job.analysis.subpixel;
+  chain.Subpixel = job.Analysis.Subpixel;
   chain.Background = &extra.Background;
   chain.Fitted = &extra.Fitted;
   RfaParameters used = params;
   RfaProcessResult result;
   const std::string name =
-      job.input + (job.frame >= 0 ? " frame " + std::to_string(job.frame) : "") + ": ";
+      job.Input + (job.Frame >= 0 ? " frame " + std::to_string(job.Frame) : "") + ": ";
   std::vector<std::pair<std::string, std::string>> files;
   try {
-    used = RfaImageParameters(params, job.analysis, input, extra.Series, extra.Found);
+    used = RfaImageParameters(params, job.Analysis, input, extra.Series, extra.Found);
     result = RfaProcessImage(input, used, chain);
-    if (!result.problem.empty() && !(result.empty && job.allowEmpty)) {
-      throw ZrError(result.problem + (result.empty ? " (--allow-empty writes it anyway)" : ""));
+    if (!result.Problem.empty() && !(result.Empty && job.AllowEmpty)) {
+      throw ZrError(result.Problem + (result.Empty ? " (--allow-empty writes it anyway)" : ""));
     }
     // Image, key record, provenance and the other outputs are written as one: an image
     // without its record is no result, and a failed run must not cost the outputs of an
     // earlier one.
-    files = RfaResultFiles(job, used, result, extra, report.warning);
+    files = RfaResultFiles(job, used, result, extra, report.Warning);
   } catch (ZrError& e) {
     // The range error speaks of matrix indices; here its usual cause is a screen that does
     // not fit this image, so the screen and the image size are named with it.
@@ -235,11 +235,11 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
     throw;
   }
   ZrWriteFilesAtomic(files);
-  report.fitted = params.IsBgSh;
-  report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  if (job.notePages && page.count > 1) {
-    report.note = job.input + ": note: the file holds " + std::to_string(page.count) +
-                  " pages; page " + std::to_string(job.page + 1) +
+  report.Fitted = params.IsBgSh;
+  report.Seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (job.NotePages && page.Count > 1) {
+    report.Note = job.Input + ": note: the file holds " + std::to_string(page.Count) +
+                  " pages; page " + std::to_string(job.Page + 1) +
                   " was processed (choose one with --page N)";
   }
   return report;
@@ -284,15 +284,15 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
       RfaFileReport report;
       try {
         report = RfaProcessFile(jobs[i], params, fit);
-        for (const std::string& n : {report.note, report.warning}) {
+        for (const std::string& n : {report.Note, report.Warning}) {
           if (!n.empty()) notes[i].push_back(n);
         }
       } catch (const ZrError& e) {
         errors[i] = e.Message;
       } catch (const std::exception& e) {
-        errors[i] = jobs[i].input + ": " + e.what();
+        errors[i] = jobs[i].Input + ": " + e.what();
       } catch (...) {
-        errors[i] = jobs[i].input + ": undefined err";
+        errors[i] = jobs[i].Input + ": undefined err";
       }
       std::lock_guard<std::mutex> lock(progressMutex);
       ++done;
@@ -309,8 +309,8 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
   }
   RfaRunReport report;
   for (size_t i = 0; i < jobs.size(); ++i) {
-    if (!errors[i].empty()) report.failures.push_back(errors[i]);
-    report.notes.insert(report.notes.end(), notes[i].begin(), notes[i].end());
+    if (!errors[i].empty()) report.Failures.push_back(errors[i]);
+    report.Notes.insert(report.Notes.end(), notes[i].begin(), notes[i].end());
   }
   return report;
 }

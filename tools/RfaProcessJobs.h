@@ -22,19 +22,19 @@ RfaParameters RfaLoadParameters(const RfaProcessOptions& options);
 
 // One image of a batch: where it comes from and where its results go.
 struct RfaProcessJob {
-  std::string input;
-  std::string outputImage;  // <outputDir>/<stem>.tif
-  std::string outputKeys;   // <outputDir>/<stem>.keys.xml
-  std::string beforePng;    // optional pictures for people; empty: none
-  std::string afterPng;
-  bool allowEmpty = false;  // an all-zero result is written and counts as done
-  int page = 0;             // the page of a multi-page TIFF to process, from 0
-  bool notePages = true;    // say so when the file holds pages that are not processed
-  int64_t frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
-  std::string dataset;      // its HDF5 dataset
-  std::string error;        // non-empty: the input could not be opened; the job fails with this
-  RfaAnalysisOptions analysis;
-  std::shared_ptr<const RfaSeriesScreen> series;  // the screen found once for the run
+  std::string Input;
+  std::string OutputImage;  // <outputDir>/<stem>.tif
+  std::string OutputKeys;   // <outputDir>/<stem>.keys.xml
+  std::string BeforePng;    // optional pictures for people; empty: none
+  std::string AfterPng;
+  bool AllowEmpty = false;  // an all-zero result is written and counts as done
+  int Page = 0;             // the page of a multi-page TIFF to process, from 0
+  bool NotePages = true;    // say so when the file holds pages that are not processed
+  int64_t Frame = -1;       // >= 0: this frame of the stack file input (ZrImageStack.h)
+  std::string Dataset;      // its HDF5 dataset
+  std::string Error;        // non-empty: the input could not be opened; the job fails with this
+  RfaAnalysisOptions Analysis;
+  std::shared_ptr<const RfaSeriesScreen> Series;  // the screen found once for the run
 };
 
 // Expands folders (their image and stack files, not recursive, sorted by name, hidden files
@@ -55,11 +55,11 @@ void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi);
 // The result of the chain: the image and the key record the plug-in sends to its host, and
 // what makes the image no result (RfaResultCheck): "" when it is one.
 struct RfaProcessResult {
-  ZrFloatMatrix image;
-  std::map<std::string, double> doubles;
-  std::map<std::string, std::string> texts;
-  std::string problem;
-  bool empty = false;  // 0 everywhere, nothing non-finite
+  ZrFloatMatrix Image;
+  std::map<std::string, double> Doubles;
+  std::map<std::string, std::string> Texts;
+  std::string Problem;
+  bool Empty = false;  // 0 everywhere, nothing non-finite
 };
 
 // The processing-log entry ("log", naming the program and the parameters) followed by the
@@ -71,11 +71,11 @@ RfaProcessResult RfaProcessImage(const ZrFloatMatrix& image, const RfaParameters
 
 // What processing one file took.
 struct RfaFileReport {
-  double seconds = 0;   // reading, the chain and writing
-  bool fitted = false;  // the chain ran the background fit; fit says how
-  RfaFitReport fit;
-  std::string note;     // for the user ("" for none): a multi-page file had one page processed
-  std::string warning;  // likewise: the background fit is unreliable
+  double Seconds = 0;   // reading, the chain and writing
+  bool Fitted = false;  // the chain ran the background fit; fit says how
+  RfaFitReport Fit;
+  std::string Note;     // for the user ("" for none): a multi-page file had one page processed
+  std::string Warning;  // likewise: the background fit is unreliable
 };
 
 // The image of a job: its page or frame, NaN pixels read as 0 (as the plug-in fetches images).
@@ -91,8 +91,8 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
 
 // What a run of jobs reports, each list in job order.
 struct RfaRunReport {
-  std::vector<std::string> failures;  // "<file>: <reason>" per failed job
-  std::vector<std::string> notes;     // "<file>: note: ..." and "<file>: warning: ..."
+  std::vector<std::string> Failures;  // "<file>: <reason>" per failed job
+  std::vector<std::string> Notes;     // "<file>: note: ..." and "<file>: warning: ..."
 };
 
 // Threads of each background fit while `jobs` files are processed at once: the processors

@@ -22,20 +22,20 @@ constexpr double kDipRadius = 8.0;
 RfaSyntheticScreenOptions RfaSampleOptions(int index, int size) {
   const double s = size / 256.0;
   RfaSyntheticScreenOptions o;
-  o.width = size;
-  o.height = size;
-  o.cx = kCx * s;
-  o.cy = kCy * s;
-  o.radius = kRadius * s;
-  o.rimWidth = 1.5 * s;
-  o.dipCx = kDipCx * s;
-  o.dipCy = kDipCy * s;
-  o.dipRadius = kDipRadius * s;
-  o.tiltAzimuthDeg = 30.0 + 70.0 * (index - 1);
-  o.tilt = 0.25 + 0.05 * (index % 3);
-  o.spotCount = 4 + 2 * (index % 3);
-  o.spotThetaDeg = 35.0 + 5.0 * (index % 2);
-  o.seed = static_cast<uint32_t>(index);
+  o.Width = size;
+  o.Height = size;
+  o.Cx = kCx * s;
+  o.Cy = kCy * s;
+  o.Radius = kRadius * s;
+  o.RimWidth = 1.5 * s;
+  o.DipCx = kDipCx * s;
+  o.DipCy = kDipCy * s;
+  o.DipRadius = kDipRadius * s;
+  o.TiltAzimuthDeg = 30.0 + 70.0 * (index - 1);
+  o.Tilt = 0.25 + 0.05 * (index % 3);
+  o.SpotCount = 4 + 2 * (index % 3);
+  o.SpotThetaDeg = 35.0 + 5.0 * (index % 2);
+  o.Seed = static_cast<uint32_t>(index);
   return o;
 }
 
@@ -43,22 +43,22 @@ RfaParameters RfaSampleParameters(int size) {
   const double s = size / 256.0;
   const RfaSyntheticScreenOptions o = RfaSampleOptions(1, size);
   RfaParameters p;
-  p.Sx = o.cx;
-  p.Sy = o.cy;
-  p.Sr = o.radius;
+  p.Sx = o.Cx;
+  p.Sy = o.Cy;
+  p.Sr = o.Radius;
   p.SMargin = static_cast<int32_t>(std::lround(5 * s));
-  p.Size_l = 5;
+  p.SizeL = 5;
   p.Ax = size / 2;
   p.Ay = size / 2;
   // "Move to centre" shifts by whole pixels, truncated toward zero; the dip moves with it.
   const double dx = std::trunc(size / 2 - p.Sx);
   const double dy = std::trunc(size / 2 - p.Sy);
-  p.McpDipCx = std::round(o.dipCx + dx);
-  p.McpDipCy = std::round(o.dipCy + dy);
-  p.McpDipR = std::round(o.dipRadius + 2 * s);
+  p.McpDipCx = std::round(o.DipCx + dx);
+  p.McpDipCy = std::round(o.DipCy + dy);
+  p.McpDipR = std::round(o.DipRadius + 2 * s);
   p.MaskCx = size / 2;
   p.MaskCy = size / 2;
-  p.MaskRx = std::round(o.radius - 3 * s);
+  p.MaskRx = std::round(o.Radius - 3 * s);
   p.MaskRy = p.MaskRx;
   return p;
 }

@@ -13,8 +13,8 @@
 #include "numerics/ZrMatrix.h"
 
 struct ZrDisplayRange {
-  float lo = 0;
-  float hi = 1;
+  float Lo = 0;
+  float Hi = 1;
 };
 
 // The finite minimum and maximum; 0..1 for an image without finite pixels, and lo..lo+1 when

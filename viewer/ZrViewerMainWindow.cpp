@@ -34,7 +34,7 @@ void Ask(ZrRefHost& host, ZrHostFunction function, Build build) {
   std::string text;
   request.GetText(text);
   ZrCmdPackUnpack response("r");
-  response.SetText(host.Handle(text).text);
+  response.SetText(host.Handle(text).Text);
   ZrHostReply::Open(response);
 }
 
@@ -61,7 +61,7 @@ ZrViewerMainWindow::ZrViewerMainWindow(ZrRefHost& host, uint16_t port, ZrRefHost
   addDockWidget(Qt::RightDockWidgetArea, keyDock);
   profilePanel_ = new ZrViewerProfilePanel([this]() -> const ZrFloatMatrix* {
     const ZrViewerWindow* window = ActiveWindow();
-    return window == nullptr ? nullptr : &window->Window().image;
+    return window == nullptr ? nullptr : &window->Window().Image;
   });
   auto* profileDock = new QDockWidget("Radial profile", this);
   profileDock->setObjectName("profileDock");
@@ -201,7 +201,7 @@ void ZrViewerMainWindow::SaveFocused(const std::string& path) {
   if (extension != "tif" && extension != "tiff" && extension != "xml") {
     throw ZrError("Save as .tif, .tiff or .xml:" + path);
   }
-  ZrImageWrite(path, window.image);
+  ZrImageWrite(path, window.Image);
 }
 
 void ZrViewerMainWindow::FitToImage(QMdiSubWindow* sub) {
@@ -351,21 +351,21 @@ std::vector<ZrViewerMenuItem> ZrViewerMainWindow::LoadPlugins(const std::string&
   std::map<QString, QMenu*> menus;
   std::map<std::pair<QString, QString>, QMenu*> submenus;
   for (const ZrViewerMenuItem& item : items) {
-    const QString menuTitle = MenuText(item.entry.TitleMenu);
+    const QString menuTitle = MenuText(item.Entry.TitleMenu);
     QMenu*& menu = menus[menuTitle];
     if (menu == nullptr) {
       menu = menuBar()->addMenu(menuTitle);
       pluginMenus_.push_back(menu);
     }
     QMenu* target = menu;
-    if (!item.entry.TitleSubmenu.empty()) {
-      const QString subTitle = MenuText(item.entry.TitleSubmenu);
+    if (!item.Entry.TitleSubmenu.empty()) {
+      const QString subTitle = MenuText(item.Entry.TitleSubmenu);
       QMenu*& submenu = submenus[{menuTitle, subTitle}];
       if (submenu == nullptr) submenu = menu->addMenu(subTitle);
       target = submenu;
     }
-    QAction* action = target->addAction(MenuText(item.entry.Title));
-    action->setToolTip(QString::fromStdString(item.menuFile));
+    QAction* action = target->addAction(MenuText(item.Entry.Title));
+    action->setToolTip(QString::fromStdString(item.MenuFile));
     connect(action, &QAction::triggered, this, [this, item] { StartPlugin(item); });
   }
   return items;
@@ -380,14 +380,14 @@ QProcess* ZrViewerMainWindow::StartPlugin(const ZrViewerMenuItem& item) {
   }
   auto* process = new QProcess(this);
   process->setProcessChannelMode(QProcess::ForwardedChannels);
-  process->setWorkingDirectory(QFileInfo(lastLaunch_.program).absolutePath());
+  process->setWorkingDirectory(QFileInfo(lastLaunch_.Program).absolutePath());
   connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError) {
     ShowError(QString("Cannot start %1: %2").arg(process->program(), process->errorString()));
   });
   connect(process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), process,
           &QObject::deleteLater);
-  process->start(lastLaunch_.program, lastLaunch_.arguments);
-  statusBar()->showMessage("Started " + lastLaunch_.program + " " + lastLaunch_.arguments.join(' '),
+  process->start(lastLaunch_.Program, lastLaunch_.Arguments);
+  statusBar()->showMessage("Started " + lastLaunch_.Program + " " + lastLaunch_.Arguments.join(' '),
                            5000);
   return process;
 }

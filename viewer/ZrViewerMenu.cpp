@@ -33,11 +33,11 @@ std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
 }
 
 ZrViewerLaunch ZrViewerMenuLaunch(const ZrViewerMenuItem& item, uint16_t port) {
-  if (item.entry.Exe.empty()) throw ZrError("Menu entry has no Exe:" + item.menuFile);
-  const QFileInfo menuFile(QString::fromStdString(item.menuFile));
+  if (item.Entry.Exe.empty()) throw ZrError("Menu entry has no Exe:" + item.MenuFile);
+  const QFileInfo menuFile(QString::fromStdString(item.MenuFile));
   ZrViewerLaunch launch;
-  launch.program = menuFile.absoluteDir().filePath(QString::fromStdString(item.entry.Exe));
-  launch.arguments = QProcess::splitCommand(QString::fromStdString(item.entry.Parameter));
-  launch.arguments << "-P" << QString::number(port);
+  launch.Program = menuFile.absoluteDir().filePath(QString::fromStdString(item.Entry.Exe));
+  launch.Arguments = QProcess::splitCommand(QString::fromStdString(item.Entry.Parameter));
+  launch.Arguments << "-P" << QString::number(port);
   return launch;
 }

@@ -12,8 +12,8 @@
 
 // One menu item: the entry as registered and the file it came from.
 struct ZrViewerMenuItem {
-  std::string menuFile;  // absolute path of the registration file
-  ZrMenuEntry entry;
+  std::string MenuFile;  // absolute path of the registration file
+  ZrMenuEntry Entry;
 };
 
 // Reads every "*.menu" file directly in folder (sorted by name; entries in file order) with the
@@ -24,8 +24,8 @@ std::vector<ZrViewerMenuItem> ZrViewerMenuScan(const std::string& folder,
                                                std::vector<std::string>* errors = nullptr);
 
 struct ZrViewerLaunch {
-  QString program;
-  QStringList arguments;
+  QString Program;
+  QStringList Arguments;
 };
 
 // The registered program (the registration file's folder + Exe) with the entry's Parameter

@@ -41,23 +41,23 @@ void ZrViewerKeyPanel::Show(const ZrRefHostWindow* window) {
   log_->clear();
   if (window == nullptr) return;
   auto* doubles = new QTreeWidgetItem(keys_, {"ImageKeyDouble"});
-  for (const auto& [key, value] : window->keyDouble) {
+  for (const auto& [key, value] : window->KeyDouble) {
     new QTreeWidgetItem(doubles, {QString::fromStdString(key), QString::number(value, 'g', 10)});
   }
   auto* strings = new QTreeWidgetItem(keys_, {"ImageKeyString"});
-  for (const auto& [key, value] : window->keyString) {
+  for (const auto& [key, value] : window->KeyString) {
     if (key == "log") continue;  // shown whole below
     new QTreeWidgetItem(strings, {QString::fromStdString(key), QString::fromStdString(value)});
   }
-  if (window->isSeries) {
+  if (window->IsSeries) {
     auto* series = new QTreeWidgetItem(keys_, {"SeriesKeyDouble"});
-    for (const auto& [key, value] : window->series.keyDouble) {
+    for (const auto& [key, value] : window->Series.KeyDouble) {
       new QTreeWidgetItem(series, {QString::fromStdString(key), QString::number(value, 'g', 10)});
     }
   }
   keys_->expandAll();
-  const auto log = window->keyString.find("log");
-  if (log != window->keyString.end()) log_->setPlainText(QString::fromStdString(log->second));
+  const auto log = window->KeyString.find("log");
+  if (log != window->KeyString.end()) log_->setPlainText(QString::fromStdString(log->second));
 }
 
 ZrViewerProfilePanel::ZrViewerProfilePanel(std::function<const ZrFloatMatrix*()> image,

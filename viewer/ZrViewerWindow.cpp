@@ -37,24 +37,24 @@ void ZrImageView::SetZoom(int zoom) {
 }
 
 void ZrImageView::Render() {
-  picture_ = ZrViewerRender(window_.image, lo_, hi_);
+  picture_ = ZrViewerRender(window_.Image, lo_, hi_);
   resize(sizeHint());
   updateGeometry();
   update();
 }
 
 QPointF ZrImageView::ToScreen(double x, double y) const {
-  return QPointF((x - window_.image.ColBegin + 0.5) * zoom_,
-                 (y - window_.image.RowBegin + 0.5) * zoom_);
+  return QPointF((x - window_.Image.ColBegin + 0.5) * zoom_,
+                 (y - window_.Image.RowBegin + 0.5) * zoom_);
 }
 
 QPoint ZrImageView::PixelAt(const QPoint& point) const {
-  return QPoint(window_.image.ColBegin + static_cast<int>(std::floor(point.x() / double(zoom_))),
-                window_.image.RowBegin + static_cast<int>(std::floor(point.y() / double(zoom_))));
+  return QPoint(window_.Image.ColBegin + static_cast<int>(std::floor(point.x() / double(zoom_))),
+                window_.Image.RowBegin + static_cast<int>(std::floor(point.y() / double(zoom_))));
 }
 
 QSize ZrImageView::sizeHint() const {
-  return QSize(window_.image.ColSize * zoom_, window_.image.RowSize * zoom_);
+  return QSize(window_.Image.ColSize * zoom_, window_.Image.RowSize * zoom_);
 }
 
 void ZrImageView::paintEvent(QPaintEvent*) {
@@ -63,7 +63,7 @@ void ZrImageView::paintEvent(QPaintEvent*) {
   painter.drawImage(QRect(0, 0, picture_.width() * zoom_, picture_.height() * zoom_), picture_);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setBrush(Qt::NoBrush);
-  for (const auto& [id, region] : window_.regions) {
+  for (const auto& [id, region] : window_.Regions) {
     (void)id;
     painter.setPen(QPen(QColor(region.color.r, region.color.g, region.color.b), 1.5));
     const QPointF centre = ToScreen(region.cx, region.cy);
@@ -75,17 +75,17 @@ void ZrImageView::paintEvent(QPaintEvent*) {
       painter.drawRect(box);
     }
   }
-  for (const auto& [id, line] : window_.lines) {
+  for (const auto& [id, line] : window_.Lines) {
     (void)id;
-    painter.setPen(QPen(QColor(line.color.r, line.color.g, line.color.b),
-                        std::max(1.0, static_cast<double>(line.width))));
-    painter.drawLine(ToScreen(line.x0, line.y0), ToScreen(line.x1, line.y1));
+    painter.setPen(QPen(QColor(line.Color.r, line.Color.g, line.Color.b),
+                        std::max(1.0, static_cast<double>(line.Width))));
+    painter.drawLine(ToScreen(line.X0, line.Y0), ToScreen(line.X1, line.Y1));
   }
 }
 
 void ZrImageView::mouseMoveEvent(QMouseEvent* event) {
   const QPoint pixel = PixelAt(event->pos());
-  emit CursorMoved(ZrViewerCursorText(window_.image, pixel.x(), pixel.y()));
+  emit CursorMoved(ZrViewerCursorText(window_.Image, pixel.x(), pixel.y()));
 }
 
 void ZrImageView::leaveEvent(QEvent*) {
@@ -158,41 +158,41 @@ ZrViewerWindow::ZrViewerWindow(int32_t id, QWidget* parent) : QWidget(parent), i
 }
 
 QString ZrViewerWindow::Title() const {
-  QString name = QFileInfo(QString::fromStdString(window_.fileName)).fileName();
-  if (window_.isSeries && !window_.series.entries.empty() &&
-      window_.currentIndex < static_cast<int32_t>(window_.series.entries.size())) {
+  QString name = QFileInfo(QString::fromStdString(window_.FileName)).fileName();
+  if (window_.IsSeries && !window_.Series.Entries.empty() &&
+      window_.CurrentIndex < static_cast<int32_t>(window_.Series.Entries.size())) {
     name = QFileInfo(QString::fromStdString(
-                         window_.series.entries[static_cast<size_t>(window_.currentIndex)].file))
+                         window_.Series.Entries[static_cast<size_t>(window_.CurrentIndex)].File))
                .fileName();
   }
   QString title = QString("%1: %2").arg(id_).arg(name.isEmpty() ? "new" : name);
-  return title + QString(" (%1 x %2)").arg(window_.image.ColSize).arg(window_.image.RowSize);
+  return title + QString(" (%1 x %2)").arg(window_.Image.ColSize).arg(window_.Image.RowSize);
 }
 
 void ZrViewerWindow::Refresh(const ZrRefHostWindow& window) {
   window_ = window;
   updating_ = true;
   view_->SetWindow(window_);
-  if (window_.isSeries) {
-    slider_->setRange(0, std::max(0, static_cast<int>(window_.series.entries.size()) - 1));
-    slider_->setValue(window_.currentIndex);
+  if (window_.IsSeries) {
+    slider_->setRange(0, std::max(0, static_cast<int>(window_.Series.Entries.size()) - 1));
+    slider_->setValue(window_.CurrentIndex);
     index_->setText(
-        QString("%1 / %2").arg(window_.currentIndex + 1).arg(window_.series.entries.size()));
+        QString("%1 / %2").arg(window_.CurrentIndex + 1).arg(window_.Series.Entries.size()));
   }
-  slider_->setVisible(window_.isSeries);
-  index_->setVisible(window_.isSeries);
+  slider_->setVisible(window_.IsSeries);
+  index_->setVisible(window_.IsSeries);
   updating_ = false;
   if (auto_->isChecked()) ApplyRange();
   setWindowTitle(Title());
 }
 
 void ZrViewerWindow::ApplyRange() {
-  const ZrDisplayRange range = ZrViewerAutoRange(window_.image);
+  const ZrDisplayRange range = ZrViewerAutoRange(window_.Image);
   updating_ = true;
-  lo_->setValue(range.lo);
-  hi_->setValue(range.hi);
+  lo_->setValue(range.Lo);
+  hi_->setValue(range.Hi);
   updating_ = false;
-  view_->SetRange(range.lo, range.hi);
+  view_->SetRange(range.Lo, range.Hi);
 }
 
 void ZrViewerWindow::SetRange(float lo, float hi) {

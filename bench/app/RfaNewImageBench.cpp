@@ -38,24 +38,24 @@ RfaParameters Parameters() {
 
 // One host, one connected main window and the source image, shared by the benchmarks.
 struct Setup {
-  ZrRefHost host;
-  ZrRefHostThread server{host};
-  std::unique_ptr<MainWindow> window;
-  ZrFloatMatrix source = Screen(1);
-  int32_t sourceId = -1;
-  int32_t otherId = -1;  // the same screen geometry, other pixel values
+  ZrRefHost Host;
+  ZrRefHostThread Server{Host};
+  std::unique_ptr<MainWindow> Window;
+  ZrFloatMatrix Source = Screen(1);
+  int32_t SourceId = -1;
+  int32_t OtherId = -1;  // the same screen geometry, other pixel values
 
   Setup() {
     RfaSetSettingsFileOverride("zr_app_bench.ini");
-    if (!server.Start(0)) std::abort();
-    window = std::make_unique<MainWindow>();
+    if (!Server.Start(0)) std::abort();
+    Window = std::make_unique<MainWindow>();
     QTest::qWait(30);
-    window->Host().SetPort(server.Port());
-    window->Host().SubConnect();
+    Window->Host().SetPort(Server.Port());
+    Window->Host().SubConnect();
     RfaParameters::Instance() = Parameters();
-    window->FillPanel();
-    sourceId = host.AddImageWindow(source, "screen.rawf");
-    otherId = host.AddImageWindow(Screen(2), "next.rawf");
+    Window->FillPanel();
+    SourceId = Host.AddImageWindow(Source, "screen.rawf");
+    OtherId = Host.AddImageWindow(Screen(2), "next.rawf");
   }
 };
 
@@ -65,8 +65,8 @@ Setup& Shared() {
 }
 
 void Click(Setup& s, int32_t windowId) {
-  s.host.SetFocus(windowId);
-  QTest::mouseClick(s.window->Form()->pushButton_8, Qt::LeftButton);
+  s.Host.SetFocus(windowId);
+  QTest::mouseClick(s.Window->Form()->pushButton_8, Qt::LeftButton);
 }
 
 // Argument: 1 for the first image of its geometry (the fit's caches emptied before the click),
@@ -74,7 +74,7 @@ void Click(Setup& s, int32_t windowId) {
 void BM_NewImageClickToResult(benchmark::State& state) {
   Setup& s = Shared();
   const bool first = state.range(0) != 0;
-  Click(s, s.otherId);  // the fit's caches hold this geometry
+  Click(s, s.OtherId);  // the fit's caches hold this geometry
   bool other = false;
   for (auto _ : state) {
     if (first) {
@@ -82,10 +82,10 @@ void BM_NewImageClickToResult(benchmark::State& state) {
       RfaClearFitCaches();
       state.ResumeTiming();
     }
-    Click(s, other ? s.otherId : s.sourceId);
+    Click(s, other ? s.OtherId : s.SourceId);
     other = !other;
   }
-  state.counters["windows"] = static_cast<double>(s.host.WindowIds().size());
+  state.counters["windows"] = static_cast<double>(s.Host.WindowIds().size());
 }
 BENCHMARK(BM_NewImageClickToResult)
     ->ArgName("first_of_geometry")
@@ -101,26 +101,26 @@ void BM_FetchImageAndKeys(benchmark::State& state) {
   Setup& s = Shared();
   for (auto _ : state) {
     RfaImageRecord record;
-    RfaFetchImageRecord(s.window->Host(), s.sourceId, record);
-    benchmark::DoNotOptimize(record.image.Data);
+    RfaFetchImageRecord(s.Window->Host(), s.SourceId, record);
+    benchmark::DoNotOptimize(record.Image.Data);
   }
 }
 BENCHMARK(BM_FetchImageAndKeys)->Unit(benchmark::kMillisecond);
 
 void BM_SendImageAndKeys(benchmark::State& state) {
   Setup& s = Shared();
-  const int32_t id = s.window->Host().ImageNewWindow();
+  const int32_t id = s.Window->Host().ImageNewWindow();
   std::map<std::string, double> doubles{{"MoveToCenter/Sx", 520}};
   std::map<std::string, std::string> texts{{"log", "<app></app>"}};
-  for (auto _ : state) RfaSendImageRecord(s.window->Host(), id, s.source, doubles, texts);
+  for (auto _ : state) RfaSendImageRecord(s.Window->Host(), id, s.Source, doubles, texts);
 }
 BENCHMARK(BM_SendImageAndKeys)->Unit(benchmark::kMillisecond);
 
 void BM_NewWindowAndUpdate(benchmark::State& state) {
   Setup& s = Shared();
   for (auto _ : state) {
-    benchmark::DoNotOptimize(s.window->Host().ImageNewWindow());
-    s.window->Host().UpdateAll();
+    benchmark::DoNotOptimize(s.Window->Host().ImageNewWindow());
+    s.Window->Host().UpdateAll();
   }
 }
 BENCHMARK(BM_NewWindowAndUpdate)->Unit(benchmark::kMillisecond);
@@ -129,7 +129,7 @@ void BM_MoveToCenter(benchmark::State& state) {
   const Setup& s = Shared();
   const RfaParameters p = Parameters();
   for (auto _ : state) {
-    ZrFloatMatrix image = s.source;
+    ZrFloatMatrix image = s.Source;
     RfaMoveToCenter(image, p.Sx, p.Sy);
     benchmark::DoNotOptimize(image.Data);
   }
@@ -144,8 +144,8 @@ void BM_SphericalHarmonicsBackgroundAndDivide(benchmark::State& state) {
   o.Reuse = state.range(0) != 0;
   for (auto _ : state) {
     ZrFloatMatrix background;
-    RfaSphericalHarmonicsBackground(background, p, s.source, o);
-    benchmark::DoNotOptimize(RfaDivideByBackground(s.source, background).Data);
+    RfaSphericalHarmonicsBackground(background, p, s.Source, o);
+    benchmark::DoNotOptimize(RfaDivideByBackground(s.Source, background).Data);
   }
 }
 BENCHMARK(BM_SphericalHarmonicsBackgroundAndDivide)
@@ -158,8 +158,8 @@ BENCHMARK(BM_SphericalHarmonicsBackgroundAndDivide)
 void BM_AzimuthalBackgroundAndDivide(benchmark::State& state) {
   const Setup& s = Shared();
   for (auto _ : state) {
-    const ZrFloatMatrix background = RfaAzimuthalAverageBackground(s.source, 512.0f, 512.0f);
-    benchmark::DoNotOptimize(RfaDivideByBackground(s.source, background).Data);
+    const ZrFloatMatrix background = RfaAzimuthalAverageBackground(s.Source, 512.0f, 512.0f);
+    benchmark::DoNotOptimize(RfaDivideByBackground(s.Source, background).Data);
   }
 }
 BENCHMARK(BM_AzimuthalBackgroundAndDivide)->Unit(benchmark::kMillisecond);
@@ -168,7 +168,7 @@ void BM_Masks(benchmark::State& state) {
   const Setup& s = Shared();
   const RfaParameters p = Parameters();
   for (auto _ : state) {
-    ZrFloatMatrix image = s.source;
+    ZrFloatMatrix image = s.Source;
     RfaMaskMcpDip(image, p.McpDipCx, p.McpDipCy, p.McpDipR);
     RfaMaskOutside(image, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
     benchmark::DoNotOptimize(image.Data);

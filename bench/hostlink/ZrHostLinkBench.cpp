@@ -21,38 +21,38 @@ ZrFloatMatrix TestImage() {
 }
 
 struct Link {
-  std::unique_ptr<ZrPluginFuncVeldra> client;
-  int32_t window = -1;
+  std::unique_ptr<ZrPluginFuncVeldra> Client;
+  int32_t Window = -1;
 };
 
 struct ThreadLink : Link {
-  ZrRefHost host;
-  ZrRefHostThread server{host};
+  ZrRefHost Host;
+  ZrRefHostThread Server{Host};
 
   ThreadLink() {
-    if (!server.Start(0)) throw ZrError("reference host does not listen");
-    client = std::make_unique<ZrPluginFuncVeldra>("localhost", server.Port());
-    client->SubConnect();
-    window = host.AddImageWindow(TestImage());
+    if (!Server.Start(0)) throw ZrError("reference host does not listen");
+    Client = std::make_unique<ZrPluginFuncVeldra>("localhost", Server.Port());
+    Client->SubConnect();
+    Window = Host.AddImageWindow(TestImage());
   }
 };
 
 struct ProcessLink : Link {
-  QProcess program;
+  QProcess Program;
 
   ProcessLink() {
     std::string line;
     const int32_t port =
-        ZrStartRefHost(program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
+        ZrStartRefHost(Program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
     if (port <= 0) throw ZrError("veldra-refhost did not start: " + line);
-    client = std::make_unique<ZrPluginFuncVeldra>("localhost", port);
-    client->SubConnect();
-    window = client->ImageNewWindow();
-    client->ImageSet(window, TestImage());
+    Client = std::make_unique<ZrPluginFuncVeldra>("localhost", port);
+    Client->SubConnect();
+    Window = Client->ImageNewWindow();
+    Client->ImageSet(Window, TestImage());
   }
   ~ProcessLink() {
-    program.kill();
-    program.waitForFinished(5000);
+    Program.kill();
+    Program.waitForFinished(5000);
   }
 };
 
@@ -72,7 +72,7 @@ void HostPlaces(benchmark::internal::Benchmark* b) {
 
 void BM_SmallCallRoundTrip(benchmark::State& state) {
   Link& link = TheLink(state);
-  for (auto _ : state) benchmark::DoNotOptimize(link.client->WindowGetFocusedID());
+  for (auto _ : state) benchmark::DoNotOptimize(link.Client->WindowGetFocusedID());
 }
 BENCHMARK(BM_SmallCallRoundTrip)
     ->Apply(HostPlaces)
@@ -84,7 +84,7 @@ void BM_ImageGet2048(benchmark::State& state) {
   Link& link = TheLink(state);
   ZrFloatMatrix image;
   for (auto _ : state) {
-    link.client->ImageGetBySharedMemory(link.window, image);
+    link.Client->ImageGetBySharedMemory(link.Window, image);
     benchmark::DoNotOptimize(image.Data);
   }
   state.SetBytesProcessed(state.iterations() * 2048LL * 2048 * 4);
@@ -99,7 +99,7 @@ void BM_ImageSet2048(benchmark::State& state) {
   Link& link = TheLink(state);
   ZrFloatMatrix image(2048, 2048);
   image.Fill(1.5f);
-  for (auto _ : state) link.client->ImageSet(link.window, image);
+  for (auto _ : state) link.Client->ImageSet(link.Window, image);
   state.SetBytesProcessed(state.iterations() * 2048LL * 2048 * 4);
 }
 BENCHMARK(BM_ImageSet2048)

@@ -61,7 +61,7 @@ RfaParameters Parameters(double screenRadius, int32_t degree) {
   RfaParameters p;
   p.Sr = screenRadius;
   p.SMargin = 10;
-  p.Size_l = degree;
+  p.SizeL = degree;
   return p;
 }
 

@@ -34,7 +34,7 @@ void BM_AdjustScreen(benchmark::State& state) {
   const ZrFloatMatrix& screen = Screen(1024);
   for (auto _ : state) {
     RfaScreenAdjustResult r = RfaAdjustScreen(screen, 0.1, static_cast<int32_t>(state.range(0)));
-    benchmark::DoNotOptimize(r.cx);
+    benchmark::DoNotOptimize(r.Cx);
   }
 }
 BENCHMARK(BM_AdjustScreen)->Arg(10)->Arg(4)->Unit(benchmark::kMillisecond);
@@ -100,7 +100,7 @@ void BM_SphericalHarmonicsBackground(benchmark::State& state) {
   RfaParameters p;
   p.Sr = 440.0 * size / 1024.0;
   p.SMargin = 10;
-  p.Size_l = 5;
+  p.SizeL = 5;
   ZrFloatMatrix bg;
   for (auto _ : state) {
     RfaSphericalHarmonicsBackground(bg, p, screen);

@@ -25,15 +25,15 @@ constexpr int32_t kSeries = 12;
 // (1.5 degrees, about 1.7 pixels), centred at (cx, cy); noise only when asked for.
 ZrFloatMatrix Screen(double cx, double cy, double rimWidth, double noise, uint32_t seed) {
   RfaSyntheticScreenOptions o;
-  o.width = o.height = kSize;
-  o.cx = cx;
-  o.cy = cy;
-  o.radius = kRadius;
-  o.rimWidth = rimWidth;
-  o.spotWidthDeg = 1.5;
-  o.dipDepth = 0.0;  // a dip fixed on the screen would move with it: left out of the comparison
-  o.noise = noise;
-  o.seed = seed;
+  o.Width = o.Height = kSize;
+  o.Cx = cx;
+  o.Cy = cy;
+  o.Radius = kRadius;
+  o.RimWidth = rimWidth;
+  o.SpotWidthDeg = 1.5;
+  o.DipDepth = 0.0;  // a dip fixed on the screen would move with it: left out of the comparison
+  o.Noise = noise;
+  o.Seed = seed;
   return RfaMakeSyntheticScreen(o);
 }
 

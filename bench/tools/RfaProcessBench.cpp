@@ -19,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Batch {
-  std::vector<RfaProcessJob> jobs;
-  RfaParameters params;
+  std::vector<RfaProcessJob> Jobs;
+  RfaParameters Params;
 };
 
 // The inputs are made once; every run writes its outputs into a folder of its own.
@@ -32,10 +32,10 @@ Batch& SharedBatch() {
     fs::remove_all(dir);
     RfaMakeSamples((dir / "in").string(), 8, 512);
     RfaProcessOptions o;
-    o.parameterFile = (dir / "in" / "default.rfa_bg").string();
-    b.params = RfaLoadParameters(o);
-    b.params.Size_l = 5;
-    b.jobs = RfaCollectJobs({(dir / "in").string()}, (dir / "out").string());
+    o.ParameterFile = (dir / "in" / "default.rfa_bg").string();
+    b.Params = RfaLoadParameters(o);
+    b.Params.SizeL = 5;
+    b.Jobs = RfaCollectJobs({(dir / "in").string()}, (dir / "out").string());
     fs::create_directories(dir / "out");
     return b;
   }();
@@ -47,10 +47,10 @@ void BM_RfaProcessEightImages(benchmark::State& state) {
   const int threads = static_cast<int>(state.range(0));
   for (auto _ : state) {
     const std::vector<std::string> failures =
-        RfaRunJobs(batch.jobs, batch.params, threads, {}).failures;
+        RfaRunJobs(batch.Jobs, batch.Params, threads, {}).Failures;
     if (!failures.empty()) state.SkipWithError(failures.front().c_str());
   }
-  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(batch.jobs.size()));
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(batch.Jobs.size()));
 }
 BENCHMARK(BM_RfaProcessEightImages)
     ->ArgName("jobs")

@@ -14,9 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   try {
     if (data[0] & 1) {
       ZrImagePage page;
-      page.index = (data[0] >> 2) & 3;
+      page.Index = (data[0] >> 2) & 3;
       const ZrFloatMatrix image = ZrDecodeTiff(bytes, "fuzz.tif", &page);
-      if (page.index >= page.count) std::abort();  // a page it lacks is refused
+      if (page.Index >= page.Count) std::abort();  // a page it lacks is refused
       const ZrTiffText text = ZrDecodeTiffText(bytes, "fuzz.tif");
       // What was read, tags included, must survive our own writer and reader unchanged.
       if (image.Count() > 0) {

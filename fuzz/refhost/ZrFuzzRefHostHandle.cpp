@@ -77,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         request.find("SeriesSaveRenew") != std::string::npos) {
       continue;
     }
-    CheckAnswer(host.Handle(request, 1 + client++ % 2).text);
+    CheckAnswer(host.Handle(request, 1 + client++ % 2).Text);
   }
   return 0;
 }

@@ -117,25 +117,25 @@ TEST_F(MainWindowTest, FractionalMaskValuesShowRoundedAndAreReadBackRounded) {
 
 TEST_F(MainWindowTest, StartupLoadsTheSettingsFileAndQuietlySkipsABadOne) {
   struct Case {
-    const char* content;  // nullptr: no file
-    double sx;
-    bool bgAz;
+    const char* Content;  // nullptr: no file
+    double Sx;
+    bool BgAz;
   };
   const Case cases[] = {{"<ini><Sx_>77.5</Sx_><IsBgAz_>false</IsBgAz_></ini>", 77.5, false},
                         {nullptr, 100, true},
                         {"<ini><Sx_", 100, true},
                         {"", 100, true}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.content != nullptr ? c.content : "no file");
+    SCOPED_TRACE(c.Content != nullptr ? c.Content : "no file");
     QFile::remove(Path("settings.ini"));
-    ASSERT_TRUE(c.content == nullptr || WriteAll(Path("settings.ini"), c.content));
+    ASSERT_TRUE(c.Content == nullptr || WriteAll(Path("settings.ini"), c.Content));
     Params() = RfaParameters();
     RfaModalBoxAnswerer answerer;
     MainWindow window;
     RunStartup();
     EXPECT_EQ(answerer.Seen(), "");
-    EXPECT_DOUBLE_EQ(window.Form()->dspSx->value(), c.sx);
-    EXPECT_EQ(window.Form()->cbBgAz->isChecked(), c.bgAz);
+    EXPECT_DOUBLE_EQ(window.Form()->dspSx->value(), c.Sx);
+    EXPECT_EQ(window.Form()->cbBgAz->isChecked(), c.BgAz);
     // Everything else shows the parameter defaults, not the form's own values.
     EXPECT_DOUBLE_EQ(window.Form()->dspSy->value(), 100.0);
     EXPECT_DOUBLE_EQ(window.Form()->dsbDipCx->value(), 166.0);
@@ -171,7 +171,7 @@ TEST_F(MainWindowTest, EveryPanelChangeRewritesTheSettingsFile) {
 TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
   ASSERT_TRUE(WriteAll("filepath.ini", "/some/where"));
   RfaParameters stored;
-  stored.Size_l = 8;
+  stored.SizeL = 8;
   RfaSaveParameterFile(stored, Path("p.rfa_bg"));
   DialogCall load;
   RfaSetOpenDialog(
@@ -181,9 +181,9 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
       });
   MainWindow window;
   window.Form()->actionLoad_parameters->trigger();
-  EXPECT_EQ(load.caption, "Load paramtrs");
-  EXPECT_EQ(load.startPath, "/some/where");
-  EXPECT_EQ(load.filter, "parameter (*.rfa_bg);;All Files (*.*)");
+  EXPECT_EQ(load.Caption, "Load paramtrs");
+  EXPECT_EQ(load.StartPath, "/some/where");
+  EXPECT_EQ(load.Filter, "parameter (*.rfa_bg);;All Files (*.*)");
   EXPECT_EQ(window.Form()->spSizel->value(), 8);
   const QString directory = QFileInfo(Path("p.rfa_bg")).path();
   EXPECT_EQ(ReadAll("filepath.ini"), directory.toUtf8());
@@ -193,13 +193,13 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
   DialogCall save;
   AnswerSaveDialog(save, Path("saved.rfa_bg"));
   window.Form()->actionSave_Parameters->trigger();
-  EXPECT_EQ(save.caption, "Save paramtrs");
-  EXPECT_EQ(save.startPath, directory + "/paremeter.rfa_bg");
-  EXPECT_EQ(save.filter, "parameter (*.rfa_bg)");
+  EXPECT_EQ(save.Caption, "Save paramtrs");
+  EXPECT_EQ(save.StartPath, directory + "/paremeter.rfa_bg");
+  EXPECT_EQ(save.Filter, "parameter (*.rfa_bg)");
   RfaParameters saved;
   RfaLoadParameterFile(saved, Path("saved.rfa_bg"));
   EXPECT_EQ(saved.Ax, 33.5);
-  EXPECT_EQ(saved.Size_l, 8);
+  EXPECT_EQ(saved.SizeL, 8);
 
   // A file that cannot be read is shown in the error box.
   RfaSetOpenDialog([&](QWidget*, const QString&, const QString&, const QString&) {
@@ -212,13 +212,13 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
   window.show();
   QTest::mouseClick(window.Form()->pushButton_3, Qt::LeftButton);  // "Cancel"
   EXPECT_FALSE(window.isVisible());
-  EXPECT_TRUE(Params().closing);
+  EXPECT_TRUE(Params().Closing);
 }
 
 TEST(RfaButtonFrame, ShowsTheFailureAndReEnablesTheButton) {
   struct Case {
-    std::function<void()> action;
-    const char* shown;  // "": no box
+    std::function<void()> Action;
+    const char* Shown;  // "": no box
   };
   const Case cases[] = {
       {[] {}, ""},
@@ -227,17 +227,17 @@ TEST(RfaButtonFrame, ShowsTheFailureAndReEnablesTheButton) {
       {[] { throw std::runtime_error(""); }, "ERROR: Undefined error:Undefined error"},
       {[] { throw 42; }, "ERROR: Undefined error:Undefined error"}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.shown);
+    SCOPED_TRACE(c.Shown);
     QPushButton button;
     bool disabledWhileRunning = false;
     RfaModalBoxAnswerer answerer;
     RfaRunButtonFrame(nullptr, &button, [&] {
       disabledWhileRunning = !button.isEnabled();
-      c.action();
+      c.Action();
     });
     EXPECT_TRUE(disabledWhileRunning);
     EXPECT_TRUE(button.isEnabled());
-    EXPECT_EQ(answerer.Seen(), c.shown);
+    EXPECT_EQ(answerer.Seen(), c.Shown);
   }
   RfaModalBoxAnswerer answerer;  // without a button it still catches
   RfaRunButtonFrame(nullptr, nullptr, [] { throw ZrError("x"); });

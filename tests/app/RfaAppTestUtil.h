@@ -31,7 +31,7 @@ inline bool WriteAll(const QString& path, const QByteArray& bytes) {
 
 // Arguments that a replaced file dialog received.
 struct DialogCall {
-  QString caption, startPath, filter;
+  QString Caption, StartPath, Filter;
 };
 
 // Answers every application-modal message box that appears while it lives: records it as

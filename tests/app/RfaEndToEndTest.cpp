@@ -32,7 +32,7 @@ namespace {
 // A small screen, off-centre, with its dip; small enough to keep every click fast.
 ZrFloatMatrix TestScreen(uint32_t seed = 7) {
   RfaSyntheticScreenOptions o = RfaScreenOptions(96, 96, 50, 46, 40, 62, 40, 4, seed);
-  o.noise = 0.02;
+  o.Noise = 0.02;
   return RfaMakeSyntheticScreen(o);
 }
 
@@ -95,10 +95,10 @@ class RfaEndToEndTest : public ::testing::Test, public RfaWorkDirFixture, public
 // The chain run directly: what "New Image" must deliver for a source with the keys in r.
 RfaImageRecord ExpectedChain(const ZrFloatMatrix& source, const RfaParameters& p,
                              RfaImageRecord r = {}) {
-  r.image = source;
-  RfaAddLogEntry(r.texts, p, "ApplyCheckedOperations");
-  RfaKeyWriter keys(r.doubles, r.texts);
-  RfaApplyCheckedOperations(r.image, p, keys);
+  r.Image = source;
+  RfaAddLogEntry(r.Texts, p, "ApplyCheckedOperations");
+  RfaKeyWriter keys(r.Doubles, r.Texts);
+  RfaApplyCheckedOperations(r.Image, p, keys);
   return r;
 }
 
@@ -108,10 +108,10 @@ TEST_F(RfaEndToEndTest, NewImageAppliesTheCheckedOperations) {
   const ZrFloatMatrix source = TestScreen();
   const int32_t sourceId = AddSource(source);
   RfaImageRecord sourceKeys;
-  sourceKeys.doubles = {{"exposure", 2.5}};
-  sourceKeys.texts = {{"sample", "Si(111)"}};
-  window_->Host().ImageKeyDoubleSet(sourceId, sourceKeys.doubles);
-  window_->Host().ImageKeyStringSet(sourceId, sourceKeys.texts);
+  sourceKeys.Doubles = {{"exposure", 2.5}};
+  sourceKeys.Texts = {{"sample", "Si(111)"}};
+  window_->Host().ImageKeyDoubleSet(sourceId, sourceKeys.Doubles);
+  window_->Host().ImageKeyStringSet(sourceId, sourceKeys.Texts);
   for (const bool checked : {true, false}) {
     SCOPED_TRACE(checked);
     RfaParameters p = TestParameters();
@@ -124,13 +124,13 @@ TEST_F(RfaEndToEndTest, NewImageAppliesTheCheckedOperations) {
     ASSERT_EQ(made.size(), 1u);
     const ZrRefHostWindow result = Window(made[0]);
     const RfaImageRecord expected = ExpectedChain(source, p, sourceKeys);
-    EXPECT_TRUE(ZrSameBits(result.image, expected.image));
-    EXPECT_EQ(ZrSameBits(result.image, source), !checked);
-    EXPECT_EQ(result.keyDouble, expected.doubles);
-    EXPECT_EQ(result.keyString, expected.texts);
-    EXPECT_EQ(result.keyString.count("log"), 1u);
-    EXPECT_EQ(result.keyDouble.count("MaskMcpDip/CenterY"), checked ? 1u : 0u);
-    EXPECT_TRUE(ZrSameBits(Window(sourceId).image, source));
+    EXPECT_TRUE(ZrSameBits(result.Image, expected.Image));
+    EXPECT_EQ(ZrSameBits(result.Image, source), !checked);
+    EXPECT_EQ(result.KeyDouble, expected.Doubles);
+    EXPECT_EQ(result.KeyString, expected.Texts);
+    EXPECT_EQ(result.KeyString.count("log"), 1u);
+    EXPECT_EQ(result.KeyDouble.count("MaskMcpDip/CenterY"), checked ? 1u : 0u);
+    EXPECT_TRUE(ZrSameBits(Window(sourceId).Image, source));
     EXPECT_TRUE(window_->Form()->pushButton_8->isEnabled());
   }
 }
@@ -155,11 +155,11 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageAndYesTheWholeSeries) {
     RfaModalBoxAnswerer answerer({QMessageBox::No});
     const auto made = Click("pushButton_8");
     EXPECT_EQ(answerer.Seen(), "Information: Process All images?");
-    EXPECT_TRUE(call.caption.isEmpty());  // no output dialog
+    EXPECT_TRUE(call.Caption.isEmpty());  // no output dialog
     ASSERT_EQ(made.size(), 1u);
     const RfaImageRecord expected = ExpectedChain(TestScreen(10), RfaParameters::Instance());
-    EXPECT_TRUE(ZrSameBits(Window(made[0]).image, expected.image));
-    EXPECT_TRUE(Window(series).savedFiles[0].empty());
+    EXPECT_TRUE(ZrSameBits(Window(made[0]).Image, expected.Image));
+    EXPECT_TRUE(Window(series).SavedFiles[0].empty());
   }
   host_.SetFocus(series);
   {  // Cancelling the output dialog leaves the series alone.
@@ -171,9 +171,9 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageAndYesTheWholeSeries) {
       EXPECT_EQ(function.find("SeriesImageIndexSet"), std::string::npos);
     }
   }
-  EXPECT_EQ(call.caption, "Please move to output folder");
-  EXPECT_EQ(call.startPath, "default/_index.xmlsrs");
-  EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
+  EXPECT_EQ(call.Caption, "Please move to output folder");
+  EXPECT_EQ(call.StartPath, "default/_index.xmlsrs");
+  EXPECT_EQ(call.Filter, "index (*.xmlsrs *.*)");
   AnswerSaveDialog(call, Path("out/_index.xmlsrs"));
   host_.ClearRequests();
   RfaModalBoxAnswerer answerer({QMessageBox::Yes});
@@ -197,15 +197,15 @@ TEST_F(RfaEndToEndTest, SeriesNoProcessesTheShownImageAndYesTheWholeSeries) {
   const ZrRefHostWindow w = Window(series);
   for (int i = 0; i < 3; ++i) {
     const QString saved = Path(QString("out/s%1.rawf").arg(i));
-    EXPECT_EQ(QFileInfo(QString::fromStdString(w.savedFiles[static_cast<size_t>(i)])),
+    EXPECT_EQ(QFileInfo(QString::fromStdString(w.SavedFiles[static_cast<size_t>(i)])),
               QFileInfo(saved));
     const RfaImageRecord expected =
         ExpectedChain(TestScreen(static_cast<uint32_t>(10 + i)), RfaParameters::Instance());
-    EXPECT_TRUE(ZrSameBits(ZrImageRead(saved.toStdString()), expected.image)) << i;
+    EXPECT_TRUE(ZrSameBits(ZrImageRead(saved.toStdString()), expected.Image)) << i;
   }
   const ZrSeriesIndex index = ZrSeriesIndexRead(Path("out/_index.xmlsrs").toStdString());
-  ASSERT_EQ(index.entries.size(), 3u);
-  EXPECT_EQ(index.entries[2].file, "s2.rawf");
+  ASSERT_EQ(index.Entries.size(), 3u);
+  EXPECT_EQ(index.Entries[2].File, "s2.rawf");
 }
 
 // A batch that stops part-way, cancelled or at an image that cannot be loaded, keeps the
@@ -227,9 +227,9 @@ TEST_F(RfaEndToEndTest, BatchStoppedPartWayKeepsEarlierImagesSaved) {
     Click("pushButton_8");
     EXPECT_EQ(answerer.Seen(), "Information: Process All images? | " + std::string(shown));
     const ZrRefHostWindow w = Window(series);
-    EXPECT_FALSE(w.savedFiles[0].empty());
+    EXPECT_FALSE(w.SavedFiles[0].empty());
     EXPECT_TRUE(QFile::remove(Path("out/s0.rawf"))) << shown;
-    EXPECT_TRUE(w.savedFiles.back().empty());
+    EXPECT_TRUE(w.SavedFiles.back().empty());
     EXPECT_FALSE(QFileInfo::exists(Path("out/_index.xmlsrs")));
     cancel = false;  // next: the second image's file is gone
     QFile::remove(Path("series/s1.rawf"));
@@ -241,10 +241,10 @@ TEST_F(RfaEndToEndTest, BatchStoppedPartWayKeepsEarlierImagesSaved) {
 using RfaStepFn = std::vector<ZrFloatMatrix> (*)(ZrFloatMatrix, const RfaParameters&);
 
 struct StepCase {
-  const char* name;
-  const char* button;
-  RfaStepFn expected;  // the images the step must create, computed directly from the source
-  const char* group;   // a key of the group the step records
+  const char* Name;
+  const char* Button;
+  RfaStepFn Expected;  // the images the step must create, computed directly from the source
+  const char* Group;   // a key of the group the step records
 };
 
 std::vector<ZrFloatMatrix> MoveExpected(ZrFloatMatrix m, const RfaParameters& p) {
@@ -281,19 +281,19 @@ TEST_P(RfaStepButtonTest, CreatesItsWindowsWithSourceKeysAndItsGroup) {
   const int32_t sourceId = AddSource(source);
   window_->Host().ImageKeyDoubleSet(sourceId, {{"exposure", 2.5}});
   RfaModalBoxAnswerer answerer;
-  const auto made = Click(GetParam().button);
+  const auto made = Click(GetParam().Button);
   EXPECT_EQ(answerer.Seen(), "");
   const std::vector<ZrFloatMatrix> expected =
-      GetParam().expected(source, RfaParameters::Instance());
+      GetParam().Expected(source, RfaParameters::Instance());
   ASSERT_EQ(made.size(), expected.size());
   for (size_t i = 0; i < made.size(); ++i) {
     const ZrRefHostWindow w = Window(made[i]);
-    EXPECT_TRUE(ZrSameBits(w.image, expected[i])) << i;
-    EXPECT_EQ(w.keyDouble.at("exposure"), 2.5);
-    EXPECT_EQ(w.keyDouble.count(GetParam().group) + w.keyString.count(GetParam().group), 1u)
-        << GetParam().group;
+    EXPECT_TRUE(ZrSameBits(w.Image, expected[i])) << i;
+    EXPECT_EQ(w.KeyDouble.at("exposure"), 2.5);
+    EXPECT_EQ(w.KeyDouble.count(GetParam().Group) + w.KeyString.count(GetParam().Group), 1u)
+        << GetParam().Group;
   }
-  EXPECT_TRUE(ZrSameBits(Window(sourceId).image, source));
+  EXPECT_TRUE(ZrSameBits(Window(sourceId).Image, source));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -311,7 +311,7 @@ TEST_F(RfaEndToEndTest, MoveToCenterOutlinesScreenAndFitDiscAtTheImageCentre) {
   const auto made = Click("pushButton_7");
   ASSERT_EQ(made.size(), 1u);
   std::vector<float> widths;
-  for (const auto& region : Window(made[0]).regions) {
+  for (const auto& region : Window(made[0]).Regions) {
     EXPECT_EQ(region.second.regionType, "ELLIPSE");
     EXPECT_EQ(region.second.cx, 48.0f);
     EXPECT_EQ(region.second.cy, 48.0f);
@@ -334,8 +334,8 @@ TEST_F(RfaEndToEndTest, DrawButtonsReplaceTheRegionsByOneEllipse) {
     window_->Host().RegionAdd(id, old);
     Click(button);
     const ZrRefHostWindow w = Window(id);
-    ASSERT_EQ(w.regions.size(), 1u) << button;
-    const ZrRegion& r = w.regions.begin()->second;
+    ASSERT_EQ(w.Regions.size(), 1u) << button;
+    const ZrRegion& r = w.Regions.begin()->second;
     EXPECT_EQ(r.regionType, "ELLIPSE");
     EXPECT_EQ((std::vector<float>{r.cx, r.cy, r.w, r.h}), expected) << button;
   }
@@ -377,17 +377,17 @@ TEST_F(RfaEndToEndTest, AdjustScreenFindsTheScreenAndShowsTheClippedImage) {
   EXPECT_EQ(answerer.Seen(), "");
   const RfaScreenAdjustResult direct = RfaAdjustScreen(screen, 0.1, p.AdjSize);
   // The panel shows what the search found (to its one decimal).
-  EXPECT_NEAR(window_->Form()->dspSx->value(), direct.cx, 0.05);
-  EXPECT_NEAR(window_->Form()->dspSy->value(), direct.cy, 0.05);
-  EXPECT_NEAR(window_->Form()->dspSr->value(), direct.r, 0.05);
-  EXPECT_NEAR(direct.cx, 70.5, 0.5);
-  EXPECT_NEAR(direct.cy, 60.0, 0.5);
+  EXPECT_NEAR(window_->Form()->dspSx->value(), direct.Cx, 0.05);
+  EXPECT_NEAR(window_->Form()->dspSy->value(), direct.Cy, 0.05);
+  EXPECT_NEAR(window_->Form()->dspSr->value(), direct.R, 0.05);
+  EXPECT_NEAR(direct.Cx, 70.5, 0.5);
+  EXPECT_NEAR(direct.Cy, 60.0, 0.5);
   const ZrRefHostWindow w = Window(id);
-  ASSERT_EQ(w.regions.size(), 1u);
-  EXPECT_NEAR(w.regions.begin()->second.w, 2 * direct.r, 1e-3);
+  ASSERT_EQ(w.Regions.size(), 1u);
+  EXPECT_NEAR(w.Regions.begin()->second.w, 2 * direct.R, 1e-3);
   ASSERT_EQ(made.size(), 1u);
-  EXPECT_TRUE(ZrSameBits(Window(made[0]).image, direct.clipped));
-  EXPECT_EQ(Window(made[0]).regions.size(), 1u);
+  EXPECT_TRUE(ZrSameBits(Window(made[0]).Image, direct.Clipped));
+  EXPECT_EQ(Window(made[0]).Regions.size(), 1u);
 }
 
 }  // namespace

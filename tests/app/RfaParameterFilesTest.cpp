@@ -53,11 +53,11 @@ TEST_F(RfaParameterFilesTest, FilePathIniHoldsTheLastDirectoryAsOneUnterminatedL
 
 TEST_F(RfaParameterFilesTest, SaveDialogStartsWhereItShouldAndRemembersTheChoice) {
   struct Case {
-    const char* remembered;  // content of "filepath.ini"; nullptr: no file
-    const char* defaultName;
-    const char* chosen;  // the dialog's answer; "" when cancelled
-    const char* start;   // where the dialog must start
-    const char* after;   // "filepath.ini" afterwards
+    const char* Remembered;  // content of "filepath.ini"; nullptr: no file
+    const char* DefaultName;
+    const char* Chosen;  // the dialog's answer; "" when cancelled
+    const char* Start;   // where the dialog must start
+    const char* After;   // "filepath.ini" afterwards
   };
   const Case cases[] = {// Cancelling writes nothing.
                         {nullptr, "paremeter.rfa_bg", "", "default/paremeter.rfa_bg", "<missing>"},
@@ -66,17 +66,17 @@ TEST_F(RfaParameterFilesTest, SaveDialogStartsWhereItShouldAndRemembersTheChoice
                         // An explicit directory in the default name wins.
                         {"/ignored", "C:\\out\\p.rfa_bg", "", "C:\\out/p.rfa_bg", "/ignored"}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.defaultName);
+    SCOPED_TRACE(c.DefaultName);
     QFile::remove("filepath.ini");
-    ASSERT_TRUE(c.remembered == nullptr || WriteAll("filepath.ini", c.remembered));
+    ASSERT_TRUE(c.Remembered == nullptr || WriteAll("filepath.ini", c.Remembered));
     DialogCall call;
-    AnswerSaveDialog(call, c.chosen);
-    EXPECT_EQ(GetSaveFileName(nullptr, c.defaultName, "index (*.xmlsrs *.*)", "Save here"),
-              QString(c.chosen));
-    EXPECT_EQ(call.caption, "Save here");
-    EXPECT_EQ(call.startPath, c.start);
-    EXPECT_EQ(call.filter, "index (*.xmlsrs *.*)");
-    EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(c.after));
+    AnswerSaveDialog(call, c.Chosen);
+    EXPECT_EQ(GetSaveFileName(nullptr, c.DefaultName, "index (*.xmlsrs *.*)", "Save here"),
+              QString(c.Chosen));
+    EXPECT_EQ(call.Caption, "Save here");
+    EXPECT_EQ(call.StartPath, c.Start);
+    EXPECT_EQ(call.Filter, "index (*.xmlsrs *.*)");
+    EXPECT_EQ(ReadAll("filepath.ini"), QByteArray(c.After));
   }
 }
 

@@ -17,7 +17,7 @@ inline RfaParameters RfaGeometry(double sx, double sy, double sr, int32_t margin
   p.Sy = sy;
   p.Sr = sr;
   p.SMargin = margin;
-  p.Size_l = degree;
+  p.SizeL = degree;
   p.Ax = ax;
   p.Ay = ay;
   p.McpDipCx = dipCx;
@@ -38,7 +38,7 @@ inline RfaParameters RfaDistinctParameters() {
                                 110, 111, 112);
   p.MappingIsGnomonic = true;
   p.MappingIsAz = true;
-  p.MappingAzThetaMax_deg = 85.5L;
+  p.MappingAzThetaMaxDeg = 85.5L;
   p.AdjThres = 0.25L;
   p.AdjSize = 4;
   p.UseAllSphere = true;

@@ -21,22 +21,22 @@ inline RfaSyntheticScreenOptions RfaScreenOptions(int32_t width, int32_t height,
                                                   double dipCy, double dipRadius,
                                                   uint32_t seed = 1) {
   RfaSyntheticScreenOptions o;
-  o.width = width;
-  o.height = height;
-  o.cx = cx;
-  o.cy = cy;
-  o.radius = radius;
-  o.dipCx = dipCx;
-  o.dipCy = dipCy;
-  o.dipRadius = dipRadius;
-  o.seed = seed;
+  o.Width = width;
+  o.Height = height;
+  o.Cx = cx;
+  o.Cy = cy;
+  o.Radius = radius;
+  o.DipCx = dipCx;
+  o.DipCy = dipCy;
+  o.DipRadius = dipRadius;
+  o.Seed = seed;
   return o;
 }
 
 // The same screen reduced to its smooth background: no fine structure, no dip, no noise.
 inline RfaSyntheticScreenOptions RfaSmoothScreen(RfaSyntheticScreenOptions o) {
-  o.fineAmplitude = 0.0;
-  o.dipDepth = 0.0;
-  o.noise = 0.0;
+  o.FineAmplitude = 0.0;
+  o.DipDepth = 0.0;
+  o.Noise = 0.0;
   return o;
 }

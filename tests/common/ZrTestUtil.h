@@ -27,7 +27,7 @@ std::string ZrErrorText(F&& f) {
 struct ZrCaseName {
   template <class Case>
   std::string operator()(const ::testing::TestParamInfo<Case>& row) const {
-    return std::string(row.param.name);
+    return std::string(row.param.Name);
   }
 };
 

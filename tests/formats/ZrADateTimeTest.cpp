@@ -18,8 +18,8 @@ ZrADateTime At(int y, int m, int d, int h = 0, int mi = 0, int s = 0) {
 
 TEST(ZrADateTime, SettersRejectOutOfRangeFieldsAndFollowTheGregorianLeapRule) {
   struct {
-    int y, m, d, h, mi, s;
-    const char* message;
+    int Y, M, D, H, Mi, S;
+    const char* Message;
   } const cases[] = {
       {2024, 0, 1, 0, 0, 0, "illigal month value"}, {2024, 13, 1, 0, 0, 0, "illigal month value"},
       {2024, 4, 31, 0, 0, 0, "illigal date value"}, {2024, 4, 0, 0, 0, 0, "illigal date value"},
@@ -31,11 +31,11 @@ TEST(ZrADateTime, SettersRejectOutOfRangeFieldsAndFollowTheGregorianLeapRule) {
     ZrADateTime t;
     EXPECT_ZR_ERROR(
         {
-          t.SetDate(c.y, c.m, c.d);
-          t.SetTime(c.h, c.mi, c.s);
+          t.SetDate(c.Y, c.M, c.D);
+          t.SetTime(c.H, c.Mi, c.S);
         },
-        c.message)
-        << c.y << "/" << c.m << "/" << c.d << " " << c.h << ":" << c.mi << ":" << c.s;
+        c.Message)
+        << c.Y << "/" << c.M << "/" << c.D << " " << c.H << ":" << c.Mi << ":" << c.S;
   }
   // A failed setter keeps the fields set before it.
   ZrADateTime t = At(2020, 5, 6);
@@ -73,10 +73,10 @@ TEST(ZrADateTime, Parsing) {
 }
 
 struct AddCase {
-  const char* start;
-  char unit;  // d days, M months, h hours, m minutes
-  long double amount;
-  const char* expected;
+  const char* Start;
+  char Unit;  // d days, M months, h hours, m minutes
+  long double Amount;
+  const char* Expected;
 };
 
 class ZrADateTimeAdd : public ::testing::TestWithParam<AddCase> {};
@@ -84,12 +84,12 @@ class ZrADateTimeAdd : public ::testing::TestWithParam<AddCase> {};
 TEST_P(ZrADateTimeAdd, Carries) {
   const AddCase& c = GetParam();
   ZrADateTime t;
-  t.ParseDateTime(c.start);
-  if (c.unit == 'd') t.AddDays(static_cast<int32_t>(c.amount));
-  if (c.unit == 'M') t.AddMonths(static_cast<int32_t>(c.amount));
-  if (c.unit == 'h') t.AddHours(c.amount);
-  if (c.unit == 'm') t.AddMinutes(c.amount);
-  EXPECT_EQ(t.DateTimeString(), c.expected);
+  t.ParseDateTime(c.Start);
+  if (c.Unit == 'd') t.AddDays(static_cast<int32_t>(c.Amount));
+  if (c.Unit == 'M') t.AddMonths(static_cast<int32_t>(c.Amount));
+  if (c.Unit == 'h') t.AddHours(c.Amount);
+  if (c.Unit == 'm') t.AddMinutes(c.Amount);
+  EXPECT_EQ(t.DateTimeString(), c.Expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -37,10 +37,10 @@ T ThroughText(T v) {
 // ">a" opens a (found), "<a" closes a, "a=v" reads string a as v, "*a,b" lists the unread
 // children as a and b, and a leading "!" expects a miss (the default comes back for a value).
 struct ReadCase {
-  const char* name;
-  std::string text;
-  std::string error;
-  std::vector<std::string> steps;
+  const char* Name;
+  std::string Text;
+  std::string Error;
+  std::vector<std::string> Steps;
 };
 
 class ZrBarnXmlReading : public ::testing::TestWithParam<ReadCase> {};
@@ -48,8 +48,8 @@ class ZrBarnXmlReading : public ::testing::TestWithParam<ReadCase> {};
 TEST_P(ZrBarnXmlReading, QuirksAndMessages) {
   const ReadCase& c = GetParam();
   ZrBarnXml xml("r");
-  EXPECT_ZR_ERROR(xml.SetText(c.text), c.error);
-  for (const std::string& step : c.steps) {
+  EXPECT_ZR_ERROR(xml.SetText(c.Text), c.Error);
+  for (const std::string& step : c.Steps) {
     SCOPED_TRACE(step);
     const bool found = step[0] != '!';
     const std::string op = step.substr(found ? 0 : 1);
@@ -138,18 +138,18 @@ TEST(ZrBarnXml, ModeCloseAndStatusMessages) {
 
 // Escaping, and unescaping that repeats each step until nothing is left to replace.
 struct EscapeCase {
-  const char* raw;
-  const char* escaped;
-  bool escapesToIt;  // Escape(raw) gives `escaped` too
+  const char* Raw;
+  const char* Escaped;
+  bool EscapesToIt;  // Escape(raw) gives `escaped` too
 };
 
 class ZrBarnXmlEscape : public ::testing::TestWithParam<EscapeCase> {};
 
 TEST_P(ZrBarnXmlEscape, EscapeAndOverUnescape) {
-  if (GetParam().escapesToIt) {
-    EXPECT_EQ(ZrBarnXml::Escape(GetParam().raw), GetParam().escaped);
+  if (GetParam().EscapesToIt) {
+    EXPECT_EQ(ZrBarnXml::Escape(GetParam().Raw), GetParam().Escaped);
   }
-  EXPECT_EQ(ZrBarnXml::Unescape(GetParam().escaped), GetParam().raw);
+  EXPECT_EQ(ZrBarnXml::Unescape(GetParam().Escaped), GetParam().Raw);
 }
 
 INSTANTIATE_TEST_SUITE_P(

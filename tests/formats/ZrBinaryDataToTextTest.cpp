@@ -12,9 +12,9 @@
 namespace {
 
 struct Form {
-  const char* name;
-  bool useBase64Alphabet;
-  bool standard;
+  const char* Name;
+  bool UseBase64Alphabet;
+  bool Standard;
 };
 
 const Form kBinary{"binary", false, false};
@@ -24,14 +24,14 @@ const Form kBase64b{"base64b", true, true};
 std::string Encoded(const std::vector<unsigned char>& bytes, const Form& form) {
   std::string text;
   ZrBinaryDataToText().Encode(bytes.data(), static_cast<uint32_t>(bytes.size()), text,
-                              form.useBase64Alphabet, form.standard);
+                              form.UseBase64Alphabet, form.Standard);
   return text;
 }
 
 std::vector<unsigned char> Decoded(const std::string& text, const Form& form) {
   std::unique_ptr<unsigned char[]> bytes;
   uint32_t count = 12345;
-  ZrBinaryDataToText().Decode(text, bytes, count, form.useBase64Alphabet, form.standard);
+  ZrBinaryDataToText().Decode(text, bytes, count, form.UseBase64Alphabet, form.Standard);
   return std::vector<unsigned char>(bytes.get(), bytes.get() + count);
 }
 
@@ -73,19 +73,19 @@ TEST(ZrBinaryDataToText, EveryLengthComesBackExactlyInEveryForm) {
       const std::vector<unsigned char> bytes = RandomBytes(n, rng);
       const std::string text = Encoded(bytes, form);
       const int64_t groups = (static_cast<int64_t>(n) - 1) / 3 + 1;
-      EXPECT_EQ(static_cast<int64_t>(text.size()), (form.standard ? 0 : 8) + 4 * groups);
-      if (form.standard && n == 0) continue;  // AA== reads back as one byte
-      EXPECT_EQ(Decoded(text, form), bytes) << form.name << " " << n;
+      EXPECT_EQ(static_cast<int64_t>(text.size()), (form.Standard ? 0 : 8) + 4 * groups);
+      if (form.Standard && n == 0) continue;  // AA== reads back as one byte
+      EXPECT_EQ(Decoded(text, form), bytes) << form.Name << " " << n;
     }
   }
 }
 
 // Decoding: the error text, or for none the bytes read.
 struct DecodeCase {
-  const char* text;
-  Form form;
-  const char* message;
-  std::vector<unsigned char> bytes;
+  const char* Text;
+  Form Encoding;
+  const char* Message;
+  std::vector<unsigned char> Bytes;
 };
 
 class ZrBinaryDataToTextDecode : public ::testing::TestWithParam<DecodeCase> {};
@@ -93,8 +93,8 @@ class ZrBinaryDataToTextDecode : public ::testing::TestWithParam<DecodeCase> {};
 TEST_P(ZrBinaryDataToTextDecode, MessagesAndPadding) {
   const DecodeCase& c = GetParam();
   std::vector<unsigned char> bytes;
-  EXPECT_ZR_ERROR(bytes = Decoded(c.text, c.form), c.message);
-  EXPECT_EQ(bytes, c.bytes);
+  EXPECT_ZR_ERROR(bytes = Decoded(c.Text, c.Encoding), c.Message);
+  EXPECT_EQ(bytes, c.Bytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -14,22 +14,22 @@ namespace {
 
 struct KeyRecordDocument {
   struct Value {
-    std::map<std::string, double> doubles;
-    std::map<std::string, std::string> texts;
+    std::map<std::string, double> Doubles;
+    std::map<std::string, std::string> Texts;
   };
   static Value Sample() { return {{{"Sx", 0.1}, {"n", -3}}, {{"e", ""}, {"log", "<a> & \"x\""}}}; }
-  static std::string Text(const Value& v) { return ZrKeyRecordText(v.doubles, v.texts); }
+  static std::string Text(const Value& v) { return ZrKeyRecordText(v.Doubles, v.Texts); }
   static Value Parse(const std::string& text) {
     Value v;
-    ZrKeyRecordParse(text, "x.keys.xml", v.doubles, v.texts);
+    ZrKeyRecordParse(text, "x.keys.xml", v.Doubles, v.Texts);
     return v;
   }
   static void Write(const std::string& path, const Value& v) {
-    ZrKeyRecordWrite(path, v.doubles, v.texts);
+    ZrKeyRecordWrite(path, v.Doubles, v.Texts);
   }
   static Value Read(const std::string& path) {
     Value v;
-    ZrKeyRecordRead(path, v.doubles, v.texts);
+    ZrKeyRecordRead(path, v.Doubles, v.Texts);
     return v;
   }
   static std::string MissingFile(const std::string& path) {
@@ -46,10 +46,10 @@ struct SeriesIndexDocument {
   using Value = ZrSeriesIndex;
   static Value Sample() {
     ZrSeriesIndex index;
-    index.keyDouble = {{"energy", 95.5}};
-    index.keyString = {{"sample", "Cu(111) <clean>"}};
+    index.KeyDouble = {{"energy", 95.5}};
+    index.KeyString = {{"sample", "Cu(111) <clean>"}};
     for (int i = 0; i < 2; ++i) {
-      index.entries.push_back({"../in/img" + std::to_string(i) + ".rawf", {{"t", i}}, {}});
+      index.Entries.push_back({"../in/img" + std::to_string(i) + ".rawf", {{"t", i}}, {}});
     }
     return index;
   }
@@ -71,26 +71,26 @@ struct SeriesIndexDocument {
 
 struct MenuFileDocument {
   struct Value {
-    std::vector<ZrMenuEntry> entries;
-    std::vector<std::string> extensions;
+    std::vector<ZrMenuEntry> Entries;
+    std::vector<std::string> Extensions;
   };
   static Value Sample() {
     return {{{"RFA: Background: Spherical Harmonics", "", "PEH", "rfa.prog", "-O"},
              {"Second <&>", "Sub", "Menu", "rfa.prog", "-X \"y\""}},
             {"tif", "rawf"}};
   }
-  static std::string Text(const Value& v) { return ZrMenuFileText(v.entries, v.extensions); }
+  static std::string Text(const Value& v) { return ZrMenuFileText(v.Entries, v.Extensions); }
   static Value Parse(const std::string& text) {
     Value v;
-    ZrMenuFileParse(text, v.entries, v.extensions);
+    ZrMenuFileParse(text, v.Entries, v.Extensions);
     return v;
   }
   static void Write(const std::string& path, const Value& v) {
-    ZrMenuFileWrite(path, v.entries, v.extensions);
+    ZrMenuFileWrite(path, v.Entries, v.Extensions);
   }
   static Value Read(const std::string& path) {
     Value v;
-    ZrMenuFileRead(path, v.entries, v.extensions);
+    ZrMenuFileRead(path, v.Entries, v.Extensions);
     return v;
   }
   static std::string MissingFile(const std::string& path) { return path + ": Cannot File Open"; }

@@ -31,10 +31,10 @@ class ZrFileBytesTest : public ::testing::Test {
 };
 
 struct WriteFailure {
-  const char* name;
-  const char* path;
-  const char* prefix;
-  const char* message;  // "@" stands for the full path
+  const char* Name;
+  const char* Path;
+  const char* Prefix;
+  const char* Message;  // "@" stands for the full path
 };
 
 class ZrWriteFailure : public ZrFileBytesTest,
@@ -44,10 +44,10 @@ class ZrWriteFailure : public ZrFileBytesTest,
 TEST_P(ZrWriteFailure, NamesTheFileAndLeavesNothing) {
   ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Path("folder/inner"))));
   const std::vector<std::string> before = Entries();
-  const std::string path = Path(GetParam().path);
+  const std::string path = Path(GetParam().Path);
   EXPECT_ZR_ERROR(
-      ZrWriteFileAtomic(path, "bytes", GetParam().prefix),
-      QString(GetParam().message).replace("@", QString::fromStdString(path)).toStdString());
+      ZrWriteFileAtomic(path, "bytes", GetParam().Prefix),
+      QString(GetParam().Message).replace("@", QString::fromStdString(path)).toStdString());
   EXPECT_EQ(Entries(), before);
 }
 

@@ -184,14 +184,14 @@ TEST(ZrMatrixXml, OlderAndAlternativeNamesAndDataElementsInOrder) {
 }
 
 struct ErrorCase {
-  std::string text;
-  std::string message;
+  std::string Text;
+  std::string Message;
 };
 
 class ZrMatrixXmlErrors : public ::testing::TestWithParam<ErrorCase> {};
 
 TEST_P(ZrMatrixXmlErrors, Messages) {
-  auto r = Read(GetParam().text);
+  auto r = Read(GetParam().Text);
   ZrFloatMatrix f;
   ZrLComplexMatrix c;
   EXPECT_ZR_ERROR(
@@ -199,7 +199,7 @@ TEST_P(ZrMatrixXmlErrors, Messages) {
         r->Value("m", f, "");
         r->Value("c", c, "");
       },
-      GetParam().message);
+      GetParam().Message);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -8,9 +8,9 @@
 namespace {
 
 struct AnswerEndCase {
-  const char* name;
-  std::string text;
-  bool complete;
+  const char* Name;
+  std::string Text;
+  bool Complete;
 };
 
 class ZrAnswerEnd : public ::testing::TestWithParam<AnswerEndCase> {};
@@ -18,7 +18,7 @@ class ZrAnswerEnd : public ::testing::TestWithParam<AnswerEndCase> {};
 }  // namespace
 
 TEST_P(ZrAnswerEnd, CompleteWhenTheRootTagEndsOneCharacterBeforeTheEnd) {
-  EXPECT_EQ(ZrAnswerComplete(GetParam().text), GetParam().complete) << GetParam().text;
+  EXPECT_EQ(ZrAnswerComplete(GetParam().Text), GetParam().Complete) << GetParam().Text;
 }
 
 INSTANTIATE_TEST_SUITE_P(

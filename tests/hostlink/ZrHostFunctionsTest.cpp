@@ -10,10 +10,10 @@ TEST(ZrHostFunctions, NumbersOneTo109Without36FoundByNumberAndByName) {
   std::vector<int32_t> gaps;
   int32_t last = 0;
   for (const ZrHostFunctionRow& row : kZrHostFunctionRows) {
-    for (int32_t n = last + 1; n < row.number; ++n) gaps.push_back(n);
-    last = row.number;
-    EXPECT_EQ(ZrHostFunctionFind(row.number), &row) << row.name;
-    EXPECT_EQ(ZrHostFunctionFind(std::string(row.name)), &row) << row.name;
+    for (int32_t n = last + 1; n < row.Number; ++n) gaps.push_back(n);
+    last = row.Number;
+    EXPECT_EQ(ZrHostFunctionFind(row.Number), &row) << row.Name;
+    EXPECT_EQ(ZrHostFunctionFind(std::string(row.Name)), &row) << row.Name;
   }
   EXPECT_EQ(std::size(kZrHostFunctionRows), 108u);
   EXPECT_EQ(last, 109);

@@ -47,7 +47,7 @@ TEST_F(ZrExchange, RequestTextsGoOutByteForByteAndAnErrorCodeIsTheMessage) {
   Start([](const std::string& request) {
     ZrScriptedAnswer answer{kOk};
     if (request.find("<cmd>GetIsLoaded</cmd>") != std::string::npos) {
-      answer.text =
+      answer.Text =
           "<air><i0><ReturnCode>Host is &lt;busy&gt; &amp; tired</ReturnCode>\n"
           "<isLoaded>true</isLoaded>\n</i0>\n</air>\n";
     }
@@ -72,10 +72,10 @@ TEST_F(ZrExchange, RequestTextsGoOutByteForByteAndAnErrorCodeIsTheMessage) {
 
 TEST_F(ZrExchange, AnswerSplitIntoManySmallWritesIsJoined) {
   ZrScriptedAnswer answer;
-  answer.text =
+  answer.Text =
       "<air><i0><ReturnCode>ok</ReturnCode>\n<ImageKeyString><i0><key>a</key>\n<val>b</val>\n"
       "</i0>\n</ImageKeyString>\n</i0>\n</air>\n";
-  answer.splitBytes = 3;
+  answer.SplitBytes = 3;
   Start(Always(answer));
   std::map<std::string, std::string> keys;
   client_->ImageKeyStringGet(1, keys);
@@ -95,7 +95,7 @@ TEST_F(ZrExchange, AnswerEndingExactlyInRootTagIsOnlyTakenAfterAllSendAttempts) 
 
 TEST_F(ZrExchange, LostConnectionIsReportedAndStays) {
   ZrScriptedAnswer answer{WindowAnswer(1)};
-  answer.closeMidAnswer = true;
+  answer.CloseMidAnswer = true;
   Start(Always(answer));
   testing::internal::CaptureStdout();
   EXPECT_ZR_ERROR(client_->WindowGetFocusedID(), "Socket is not active");
@@ -107,7 +107,7 @@ TEST_F(ZrExchange, LostConnectionIsReportedAndStays) {
 
 TEST_F(ZrExchange, SecondCallOrCancelFromAnEventDuringTheWait) {
   ZrScriptedAnswer answer{WindowAnswer(4)};
-  answer.delayMs = 300;
+  answer.DelayMs = 300;
   Start(Always(answer));
   std::string refused = "<no call>";
   QTimer::singleShot(50, [&] { refused = ZrErrorText([&] { client_->ImageNewWindow(); }); });

@@ -10,13 +10,13 @@
 namespace {
 
 struct CmdlineCase {
-  std::vector<std::string> words;  // argv[1...]; argv[0] is always "/opt/x/prog"
-  int32_t port;
-  std::string localName;
+  std::vector<std::string> Words;  // argv[1...]; argv[0] is always "/opt/x/prog"
+  int32_t Port;
+  std::string LocalName;
 };
 
 void PrintTo(const CmdlineCase& c, std::ostream* os) {
-  for (const auto& w : c.words) *os << "[" << w << "]";
+  for (const auto& w : c.Words) *os << "[" << w << "]";
 }
 
 class ZrInitSetCmdline : public ::testing::TestWithParam<CmdlineCase> {};
@@ -26,14 +26,14 @@ class ZrInitSetCmdline : public ::testing::TestWithParam<CmdlineCase> {};
 TEST_P(ZrInitSetCmdline, ScansEveryWordButTheLastAsAnOptionName) {
   const CmdlineCase& c = GetParam();
   std::vector<std::string> storage = {"/opt/x/prog"};
-  storage.insert(storage.end(), c.words.begin(), c.words.end());
+  storage.insert(storage.end(), c.Words.begin(), c.Words.end());
   std::vector<char*> argv;
   for (auto& s : storage) argv.push_back(&s[0]);
   ZrPluginFuncVeldra host;
   host.InitSetCmdline(static_cast<int>(argv.size()), argv.data());
   EXPECT_EQ(host.ProgramPath(), "/opt/x/prog");
-  EXPECT_EQ(host.Port(), c.port);
-  EXPECT_EQ(host.LocalServerName(), c.localName);
+  EXPECT_EQ(host.Port(), c.Port);
+  EXPECT_EQ(host.LocalServerName(), c.LocalName);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -59,14 +59,14 @@ TEST(ZrInitSetCmdlineArgs, NoArgumentsAtAllKeepsEverything) {
 }
 
 struct MenuNameCase {
-  std::string path, menu, exe;
+  std::string Path, Menu, Exe;
 };
 
 class ZrMenuFileName : public ::testing::TestWithParam<MenuNameCase> {};
 
 TEST_P(ZrMenuFileName, ExtensionOfTheFileNameIsReplaced) {
-  EXPECT_EQ(ZrPluginFuncVeldra::MenuFileName(GetParam().path), GetParam().menu);
-  EXPECT_EQ(ZrPluginFuncVeldra::ExeName(GetParam().path), GetParam().exe);
+  EXPECT_EQ(ZrPluginFuncVeldra::MenuFileName(GetParam().Path), GetParam().Menu);
+  EXPECT_EQ(ZrPluginFuncVeldra::ExeName(GetParam().Path), GetParam().Exe);
 }
 
 INSTANTIATE_TEST_SUITE_P(

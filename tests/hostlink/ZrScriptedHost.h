@@ -16,10 +16,10 @@
 #include <vector>
 
 struct ZrScriptedAnswer {
-  std::string text;
-  int splitBytes = 0;           // > 0: sent in writes of this many bytes, 2 ms apart
-  int delayMs = 0;              // waited before answering
-  bool closeMidAnswer = false;  // half of the text goes out, then the connection is closed
+  std::string Text;
+  int SplitBytes = 0;           // > 0: sent in writes of this many bytes, 2 ms apart
+  int DelayMs = 0;              // waited before answering
+  bool CloseMidAnswer = false;  // half of the text goes out, then the connection is closed
 };
 
 class ZrScriptedHost : public QThread {
@@ -75,15 +75,15 @@ class ZrScriptedHost : public QThread {
         requests_.push_back(request);
       }
       const ZrScriptedAnswer answer = script_(request);
-      QThread::msleep(static_cast<unsigned long>(answer.delayMs));
-      const size_t size = answer.closeMidAnswer ? answer.text.size() / 2 : answer.text.size();
-      const size_t step = answer.splitBytes > 0 ? static_cast<size_t>(answer.splitBytes) : size;
+      QThread::msleep(static_cast<unsigned long>(answer.DelayMs));
+      const size_t size = answer.CloseMidAnswer ? answer.Text.size() / 2 : answer.Text.size();
+      const size_t step = answer.SplitBytes > 0 ? static_cast<size_t>(answer.SplitBytes) : size;
       for (size_t at = 0; at < size; at += step) {
-        socket->write(answer.text.data() + at, static_cast<qint64>(std::min(step, size - at)));
+        socket->write(answer.Text.data() + at, static_cast<qint64>(std::min(step, size - at)));
         socket->flush();
-        if (answer.splitBytes > 0) QThread::msleep(2);
+        if (answer.SplitBytes > 0) QThread::msleep(2);
       }
-      if (answer.closeMidAnswer) {
+      if (answer.CloseMidAnswer) {
         socket->disconnectFromHost();
         return;
       }

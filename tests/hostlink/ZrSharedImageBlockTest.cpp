@@ -21,9 +21,9 @@ std::vector<char> Block(int32_t cols, int32_t rows, int32_t colBegin, int32_t ro
 }
 
 struct GuardCase {
-  int32_t cols, rows;
-  size_t bytes;
-  std::string error;
+  int32_t Cols, Rows;
+  size_t Bytes;
+  std::string Error;
 };
 
 class ZrSharedImageBlockGuard : public ::testing::TestWithParam<GuardCase> {};
@@ -32,10 +32,10 @@ class ZrSharedImageBlockGuard : public ::testing::TestWithParam<GuardCase> {};
 
 TEST_P(ZrSharedImageBlockGuard, RejectsBlocksThatCannotHoldTheirImage) {
   const GuardCase& c = GetParam();
-  std::vector<char> block = Block(c.cols, c.rows, 0, 0, c.bytes);
+  std::vector<char> block = Block(c.Cols, c.Rows, 0, 0, c.Bytes);
   ZrFloatMatrix image(2, 2);
   EXPECT_ZR_ERROR(
-      ZrSharedImageBlock::Decode(block.data(), static_cast<int64_t>(block.size()), image), c.error);
+      ZrSharedImageBlock::Decode(block.data(), static_cast<int64_t>(block.size()), image), c.Error);
   EXPECT_EQ(image.ColSize, 2);  // untouched on failure
 }
 

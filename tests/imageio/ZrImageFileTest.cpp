@@ -129,16 +129,16 @@ void WriteIntegerTiff(const std::string& path, const char* order, const std::vec
 }
 
 struct RoundTripCase {
-  const char* extension;
-  bool keepsBegins;  // raw float and matrix XML keep begins and can hold an empty image
+  const char* Extension;
+  bool KeepsBegins;  // raw float and matrix XML keep begins and can hold an empty image
 };
 
 class ImageRoundTrip : public ImageFileTest, public ::testing::WithParamInterface<RoundTripCase> {};
 
 TEST_P(ImageRoundTrip, KeepsEveryBit) {
   const RoundTripCase c = GetParam();
-  const std::string path = Path(std::string("img") + c.extension);
-  if (c.keepsBegins) {
+  const std::string path = Path(std::string("img") + c.Extension);
+  if (c.KeepsBegins) {
     ZrFloatMatrix empty;
     empty.SetBegin(-2, 3);
     ZrImageWrite(path, empty);
@@ -153,11 +153,11 @@ TEST_P(ImageRoundTrip, KeepsEveryBit) {
     ZrImageWrite(path, image);
     const ZrFloatMatrix back = ZrImageRead(path);
     EXPECT_TRUE(SameBits(image, back)) << shape[0] << "x" << shape[1];
-    EXPECT_EQ(back.ColBegin, c.keepsBegins ? image.ColBegin : 0);
-    EXPECT_EQ(back.RowBegin, c.keepsBegins ? image.RowBegin : 0);
+    EXPECT_EQ(back.ColBegin, c.KeepsBegins ? image.ColBegin : 0);
+    EXPECT_EQ(back.RowBegin, c.KeepsBegins ? image.RowBegin : 0);
   }
   // Only the finished file is left: no temporaries beside it.
-  EXPECT_EQ(Entries(), std::vector<std::string>{std::string("img") + c.extension});
+  EXPECT_EQ(Entries(), std::vector<std::string>{std::string("img") + c.Extension});
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, ImageRoundTrip,
@@ -212,17 +212,17 @@ TEST_F(ImageFileTest, ReadsIntegerTiffsInBothByteOrdersAndTheChosenPage) {
   }
   // A chosen page, and the page count of every file.
   ZrImagePage page;
-  page.index = 1;
+  page.Index = 1;
   EXPECT_EQ(Pixels(ZrImageRead(Path("g16be.tif"), &page)), std::vector<float>(25, 7.0f));
-  EXPECT_EQ(page.count, 2);
-  page.index = 2;
+  EXPECT_EQ(page.Count, 2);
+  page.Index = 2;
   EXPECT_ZR_ERROR(ZrImageRead(Path("g8.tif"), &page),
                   Path("g8.tif") + ": holds 2 pages; there is no page 3");
-  page.index = 0;
+  page.Index = 0;
   ZrImageRead(Path("g16le.tif"), &page);
-  EXPECT_EQ(page.count, 1);
+  EXPECT_EQ(page.Count, 1);
   ZrImageWrite(Path("r.rawf"), MakeTestImage(2, 2, 0, 0));
-  page.index = 1;
+  page.Index = 1;
   EXPECT_ZR_ERROR(ZrImageRead(Path("r.rawf"), &page),
                   Path("r.rawf") + ": holds 1 page; there is no page 2");
 }
@@ -340,18 +340,18 @@ std::string RawHeader(int32_t cols, int32_t rows) {
 }
 
 struct MalformedCase {
-  const char* label;
-  const char* fileName;
-  std::string bytes;
-  const char* message;  // after "<path>: "
+  const char* Label;
+  const char* FileName;
+  std::string Bytes;
+  const char* Message;  // after "<path>: "
 };
 
 class MalformedImage : public ImageFileTest, public ::testing::WithParamInterface<MalformedCase> {};
 
 TEST_P(MalformedImage, GivesClearErrorNamingTheFile) {
   const MalformedCase& c = GetParam();
-  ASSERT_TRUE(ZrTestWriteFile(Path(c.fileName), c.bytes));
-  EXPECT_ZR_ERROR(ZrImageRead(Path(c.fileName)), Path(c.fileName) + ": " + c.message);
+  ASSERT_TRUE(ZrTestWriteFile(Path(c.FileName), c.Bytes));
+  EXPECT_ZR_ERROR(ZrImageRead(Path(c.FileName)), Path(c.FileName) + ": " + c.Message);
 }
 
 const std::string kFloat4(16, '\0');
@@ -414,6 +414,6 @@ const MalformedCase kMalformed[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Table, MalformedImage, ::testing::ValuesIn(kMalformed),
-                         [](const auto& row) { return std::string(row.param.label); });
+                         [](const auto& row) { return std::string(row.param.Label); });
 
 }  // namespace

@@ -45,19 +45,19 @@ std::vector<float> Pixels(const ZrFloatMatrix& m) {
 }
 
 struct NpyCase {
-  const char* name;
-  std::string file;
-  std::vector<float> pixels;  // row after row
+  const char* Name;
+  std::string File;
+  std::vector<float> Pixels;  // row after row
 };
 
 class NpyRead : public ::testing::TestWithParam<NpyCase> {};
 
 TEST_P(NpyRead, ConvertsEveryElementTypeAndOrder) {
   const NpyCase& c = GetParam();
-  const ZrFloatMatrix image = ZrDecodeNpy(c.file, "a.npy");
+  const ZrFloatMatrix image = ZrDecodeNpy(c.File, "a.npy");
   EXPECT_EQ(image.ColSize, 3);
   EXPECT_EQ(image.RowSize, 2);
-  EXPECT_EQ(Pixels(image), c.pixels);
+  EXPECT_EQ(Pixels(image), c.Pixels);
 }
 
 const std::vector<float> kCounting = {0, 1, 2, 3, 4, 5};

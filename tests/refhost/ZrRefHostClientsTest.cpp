@@ -21,9 +21,9 @@ namespace {
 
 // The program with its standard error kept, and a client of the test's own.
 struct HostProgram {
-  QProcess program;
-  int32_t port = -1;
-  std::string errors;
+  QProcess Program;
+  int32_t Port = -1;
+  std::string ErrorText;
 
   HostProgram() {
     // In a sanitizer build the host's allocator would hold freed memory in quarantine; it is
@@ -33,32 +33,32 @@ struct HostProgram {
     environment.insert("ASAN_OPTIONS",
                        asan + (asan.isEmpty() ? "" : ":") +
                            "quarantine_size_mb=0:allocator_release_to_os_interval_ms=10");
-    program.setProcessEnvironment(environment);
+    Program.setProcessEnvironment(environment);
     std::string line;
-    port =
-        ZrStartRefHost(program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
-    EXPECT_GT(port, 0) << line;
+    Port =
+        ZrStartRefHost(Program, ZR_REFHOST_EXE, {"--port", "0", "--local-name", ""}, 10000, line);
+    EXPECT_GT(Port, 0) << line;
   }
   // Ended by SIGTERM, so that the host releases its shared-memory blocks.
   ~HostProgram() {
-    program.terminate();
-    if (!program.waitForFinished(5000)) program.kill();
-    program.waitForFinished(5000);
+    Program.terminate();
+    if (!Program.waitForFinished(5000)) Program.kill();
+    Program.waitForFinished(5000);
   }
   std::unique_ptr<ZrPluginFuncVeldra> Client() {
-    auto client = std::make_unique<ZrPluginFuncVeldra>("localhost", port);
+    auto client = std::make_unique<ZrPluginFuncVeldra>("localhost", Port);
     client->SetPollCount(1000);
     client->SubConnect();
     return client;
   }
   const std::string& Errors() {
     QCoreApplication::processEvents();
-    errors += program.readAllStandardError().toStdString();
-    return errors;
+    ErrorText += Program.readAllStandardError().toStdString();
+    return ErrorText;
   }
   // Resident memory from the kernel's record of the process, in bytes.
   int64_t Resident() const {
-    QFile status(QString("/proc/%1/status").arg(program.processId()));
+    QFile status(QString("/proc/%1/status").arg(Program.processId()));
     if (!status.open(QIODevice::ReadOnly)) return -1;
     for (const QByteArray& line : status.readAll().split('\n')) {
       if (line.startsWith("VmRSS:")) return line.mid(6).trimmed().split(' ')[0].toLongLong() * 1024;
@@ -78,14 +78,14 @@ int64_t EnvCount(const char* name, int64_t fallback) {
 // could read the window another client fetched after it.
 TEST(ZrRefHostClients, ConcurrentFetchesOfSameSizeReturnOnlyTheirOwnPixels) {
   HostProgram host;
-  ASSERT_GT(host.port, 0);
+  ASSERT_GT(host.Port, 0);
   const int clients = 3;
   const int64_t perClient = EnvCount("ZR_REFHOST_FETCHES", 1000);
   std::vector<std::unique_ptr<QProcess>> children;
   for (int i = 0; i < clients; ++i) {
     children.push_back(std::make_unique<QProcess>());
     children.back()->start(ZR_REFHOST_TEST_CLIENT,
-                           {"fetch", QString::number(host.port), QString::number(perClient)});
+                           {"fetch", QString::number(host.Port), QString::number(perClient)});
   }
   for (auto& child : children) {
     for (QByteArray line; line != "ready\n"; line = child->readLine()) {
@@ -120,7 +120,7 @@ TEST(ZrRefHostClients, ConcurrentFetchesOfSameSizeReturnOnlyTheirOwnPixels) {
 // answer while the host waited for its socket to drain.
 TEST(ZrRefHostClients, ClientThatStopsReadingDelaysNoOneAndIsDisconnected) {
   HostProgram host;
-  ASSERT_GT(host.port, 0);
+  ASSERT_GT(host.Port, 0);
   auto client = host.Client();
   const int32_t window = client->ImageNewWindow();
   ZrFloatMatrix image(512, 512);
@@ -129,7 +129,7 @@ TEST(ZrRefHostClients, ClientThatStopsReadingDelaysNoOneAndIsDisconnected) {
 
   QProcess flood;
   flood.start(ZR_REFHOST_TEST_CLIENT,
-              {"flood", QString::number(host.port), QString::number(window), "40"});
+              {"flood", QString::number(host.Port), QString::number(window), "40"});
   ASSERT_TRUE(flood.waitForReadyRead(10000)) << flood.readAllStandardError().toStdString();
   int64_t worstMs = 0, calls = 0;
   QElapsedTimer total;
@@ -149,14 +149,14 @@ TEST(ZrRefHostClients, ClientThatStopsReadingDelaysNoOneAndIsDisconnected) {
 
 TEST(ZrRefHostClients, RequestWithoutEndIsRefusedAndMemoryReturns) {
   HostProgram host;
-  ASSERT_GT(host.port, 0);
+  ASSERT_GT(host.Port, 0);
   auto client = host.Client();
   EXPECT_EQ(client->WindowGetFocusedID(), -1);
   const int64_t before = host.Resident();
   ASSERT_GT(before, 0);
 
   QTcpSocket socket;
-  socket.connectToHost("127.0.0.1", static_cast<quint16>(host.port));
+  socket.connectToHost("127.0.0.1", static_cast<quint16>(host.Port));
   ASSERT_TRUE(socket.waitForConnected(5000));
   const QByteArray chunk(1 << 20, 'x');
   int64_t sent = 0;

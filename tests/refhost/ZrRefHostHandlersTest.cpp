@@ -9,11 +9,11 @@
 namespace {
 
 struct HandlerCase {
-  const char* name;
-  ZrHostFunction function;
-  int32_t window;
-  std::string arguments;  // request values after "IDDocChildWindow"
-  std::string results;    // the results the handler leaves, or its error
+  const char* Name;
+  ZrHostFunction Function;
+  int32_t Window;
+  std::string Arguments;  // request values after "IDDocChildWindow"
+  std::string Results;    // the results the handler leaves, or its error
 };
 
 class ZrRefHostHandlerTest : public ::testing::TestWithParam<HandlerCase> {};
@@ -25,19 +25,19 @@ TEST_P(ZrRefHostHandlerTest, LeavesItsResultsOrError) {
   // Window 1: a 4 x 3 image whose pixel (x, y) is x + 4 y, from a file in a folder.
   ZrRefHostState state;
   ZrRefHostWindow w;
-  w.image = ZrFloatMatrix(4, 3);
-  for (int64_t i = 0; i < w.image.Count(); ++i) w.image.Data[i] = static_cast<float>(i);
-  w.fileName = "/data/run 7/a.rawf";
-  w.regions[1] = {"ELLIPSE", 1, 1, 2, 2, {}, false, ""};
-  w.regions[2] = {"ELLIPSE", 40, 40, 2, 2, {}, false, ""};
+  w.Image = ZrFloatMatrix(4, 3);
+  for (int64_t i = 0; i < w.Image.Count(); ++i) w.Image.Data[i] = static_cast<float>(i);
+  w.FileName = "/data/run 7/a.rawf";
+  w.Regions[1] = {"ELLIPSE", 1, 1, 2, 2, {}, false, ""};
+  w.Regions[2] = {"ELLIPSE", 40, 40, 2, 2, {}, false, ""};
   state.NewWindow(w);
 
   ZrCmdPackUnpack request("r");
-  request.SetText("<air><i0>" + c.arguments + "</i0></air>");
+  request.SetText("<air><i0>" + c.Arguments + "</i0></air>");
   request.OpenCmd();
   ZrRefHostCall call(state, request, 1);
-  call.window = c.window;
-  const ZrRefHostHandler handler = ZrRefHostFindHandler(ZrHostFunctionName(c.function));
+  call.WindowId = c.Window;
+  const ZrRefHostHandler handler = ZrRefHostFindHandler(ZrHostFunctionName(c.Function));
   ASSERT_NE(handler, nullptr);
   std::string outcome;
   try {
@@ -50,7 +50,7 @@ TEST_P(ZrRefHostHandlerTest, LeavesItsResultsOrError) {
   } catch (const ZrError& e) {
     outcome = e.Message;
   }
-  EXPECT_EQ(outcome, c.results);
+  EXPECT_EQ(outcome, c.Results);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -71,14 +71,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ZrRefHostHandle, RequestsWithoutAHandlerAnswerWithAnError) {
   ZrRefHost host;
-  EXPECT_EQ(host.Handle("<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n").text,
+  EXPECT_EQ(host.Handle("<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n").Text,
             "<air><i0><ReturnCode>Unknown function:NoSuch</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>WindowClose</cmd>\n</i0>\n</air>\n").text,
+  EXPECT_EQ(host.Handle("<air><i0><cmd>WindowClose</cmd>\n</i0>\n</air>\n").Text,
             "<air><i0><ReturnCode>Unknown function:WindowClose</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>Update</cmd").text,
+  EXPECT_EQ(host.Handle("<air><i0><cmd>Update</cmd").Text,
             "<air><i0><ReturnCode>Illigal Tag Structure</ReturnCode>\n</i0>\n</air>\n");
   EXPECT_EQ(host.Handle("<air><i0><cmd>RegionGet</cmd><IDDocChildWindow>4</IDDocChildWindow>"
                         "</i0></air>")
-                .text,
+                .Text,
             "<air><i0><ReturnCode>Window is not found:4</ReturnCode>\n</i0>\n</air>\n");
 }

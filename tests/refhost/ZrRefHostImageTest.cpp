@@ -18,19 +18,19 @@
 namespace {
 
 struct Shape {
-  int32_t cols, rows, colBegin, rowBegin;
-  bool sharedMemory;
+  int32_t Cols, Rows, ColBegin, RowBegin;
+  bool SharedMemory;
 };
 
 void PrintTo(const Shape& s, std::ostream* os) {
-  *os << s.cols << "x" << s.rows << "@(" << s.colBegin << "," << s.rowBegin << ")"
-      << (s.sharedMemory ? " shm" : " msg");
+  *os << s.Cols << "x" << s.Rows << "@(" << s.ColBegin << "," << s.RowBegin << ")"
+      << (s.SharedMemory ? " shm" : " msg");
 }
 
 // Pixels chosen by bit pattern, so that any conversion or reordering shows.
 ZrFloatMatrix Pattern(const Shape& s, uint32_t seed) {
-  ZrFloatMatrix m(s.cols, s.rows);
-  m.SetBegin(s.colBegin, s.rowBegin);
+  ZrFloatMatrix m(s.Cols, s.Rows);
+  m.SetBegin(s.ColBegin, s.RowBegin);
   uint32_t x = seed;
   for (int64_t i = 0; i < m.Count(); ++i) {
     x = x * 1664525u + 1013904223u;
@@ -60,20 +60,20 @@ class ZrRefHostImageShapes : public ZrRefHostFixture,
 
 TEST_P(ZrRefHostImageShapes, SetThenGetIsBitExactBothWays) {
   const Shape& s = GetParam();
-  client_->SetUseSharedMemory(s.sharedMemory);
+  client_->SetUseSharedMemory(s.SharedMemory);
   const int32_t id = client_->ImageNewWindow();
   const ZrFloatMatrix sent = Pattern(s, 7);
   client_->ImageSet(id, sent);
   ZrRefHostWindow window;
   ASSERT_TRUE(host_.GetWindow(id, window));
-  ExpectSameBits(window.image, sent);
+  ExpectSameBits(window.Image, sent);
 
   const ZrFloatMatrix hostImage = Pattern(s, 99);
   host_.SetWindowImage(id, hostImage);
   ZrFloatMatrix got;
   client_->ImageGet(id, got, false);
   ExpectSameBits(got, hostImage);
-  const std::string function = s.sharedMemory ? "FIImageGetBySharedMemory" : "ImageGet";
+  const std::string function = s.SharedMemory ? "FIImageGetBySharedMemory" : "ImageGet";
   EXPECT_NE(host_.Requests().back().find("<cmd>" + function + "</cmd>"), std::string::npos);
 }
 
@@ -173,7 +173,7 @@ TEST_F(ZrRefHostImage, ShortBlockIsRefusedWithBothSizes) {
   image.Fill(1.0f);
   const int32_t id = host_.AddImageWindow(image);
   ZrRefHostFaults faults;
-  faults.shortBlock = true;
+  faults.ShortBlock = true;
   host_.SetFaults(faults);
   ZrFloatMatrix got;
   EXPECT_ZR_ERROR(client_->ImageGet(id, got, true),
@@ -200,7 +200,7 @@ TEST(ZrRefHostImageBlocks, OwnKeyPerGetKeptUntilTheClientsNextRequestWithinTheBo
   request.GetText(get);
   auto key = [&](int64_t client) {
     ZrCmdPackUnpack response("r");
-    response.SetText(host.Handle(get, client).text);
+    response.SetText(host.Handle(get, client).Text);
     return ZrHostReply::SharedMemoryKey(response);
   };
   auto alive = [](const std::string& k) {

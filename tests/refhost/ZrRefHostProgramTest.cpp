@@ -113,12 +113,12 @@ namespace {
 // "@" in a folder or answer stands for the test's temporary folder, which holds the output
 // folder "out" and the symbolic link "out/link" to "outside".
 struct ControlCase {
-  const char* name;
-  bool allowed;
-  const char* cmd;
-  const char* folder;
-  const char* returnCode;
-  const char* dumpedTo;  // relative to "@"; empty: nothing may be written anywhere
+  const char* Name;
+  bool Allowed;
+  const char* Cmd;
+  const char* Folder;
+  const char* ReturnCode;
+  const char* DumpedTo;  // relative to "@"; empty: nothing may be written anywhere
 };
 
 class ZrRefHostControl : public ::testing::TestWithParam<ControlCase> {};
@@ -134,21 +134,21 @@ TEST_P(ZrRefHostControl, OffByDefaultAndDumpsOnlyInsideTheOutputFolder) {
   ZrRefHost host;
   host.AddImageWindow(ZrFloatMatrix(1, 1));
   host.SetOutputDir((dir.path() + "/out").toStdString());
-  if (c.allowed) host.SetControlRequests(true);
+  if (c.Allowed) host.SetControlRequests(true);
   const ZrRefHostAnswer answer =
-      host.Handle(std::string("<air><i0><cmd>") + c.cmd + "</cmd>\n<folder>" + at(c.folder) +
+      host.Handle(std::string("<air><i0><cmd>") + c.Cmd + "</cmd>\n<folder>" + at(c.Folder) +
                   "</folder>\n</i0>\n</air>\n");
-  EXPECT_NE(answer.text.find("<ReturnCode>" + at(c.returnCode) + "</ReturnCode>"),
+  EXPECT_NE(answer.Text.find("<ReturnCode>" + at(c.ReturnCode) + "</ReturnCode>"),
             std::string::npos)
-      << answer.text;
-  EXPECT_EQ(answer.quit, c.allowed && std::string(c.cmd) == "RefHostQuit");
+      << answer.Text;
+  EXPECT_EQ(answer.Quit, c.Allowed && std::string(c.Cmd) == "RefHostQuit");
   QStringList written;
   for (QDirIterator it(dir.path(), {"window_1.xml"}, QDir::Files, QDirIterator::Subdirectories);
        it.hasNext();) {
     written << QDir(dir.path()).relativeFilePath(it.next());
   }
   EXPECT_EQ(written,
-            *c.dumpedTo ? QStringList(QString(c.dumpedTo) + "/window_1.xml") : QStringList());
+            *c.DumpedTo ? QStringList(QString(c.DumpedTo) + "/window_1.xml") : QStringList());
 }
 
 INSTANTIATE_TEST_SUITE_P(

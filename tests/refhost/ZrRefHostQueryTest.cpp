@@ -44,7 +44,7 @@ TEST_F(ZrRefHostQuery, KeyMapsWithCharactersNeedingEscapes) {
   EXPECT_EQ(s, strings);
   ZrRefHostWindow window;
   ASSERT_TRUE(host_.GetWindow(id, window));
-  EXPECT_EQ(window.keyString, strings);
+  EXPECT_EQ(window.KeyString, strings);
   client_->ImageKeyStringSet(id, {});
   client_->ImageKeyStringGet(id, s);
   EXPECT_TRUE(s.empty());
@@ -94,8 +94,8 @@ TEST_F(ZrRefHostQuery, LinesAreKeptWithTheirProperties) {
   EXPECT_EQ(std::vector<int32_t>(ids.Data, ids.Data + 2), std::vector<int32_t>({l1, l2}));
   ZrRefHostWindow window;
   ASSERT_TRUE(host_.GetWindow(id, window));
-  const ZrRefHostLine& l = window.lines.at(l1);
+  const ZrRefHostLine& l = window.Lines.at(l1);
   EXPECT_EQ(
-      std::make_tuple(l.x0, l.y0, l.x1, l.y1, l.width, l.color.r, l.color.b, l.isMovable, l.name),
+      std::make_tuple(l.X0, l.Y0, l.X1, l.Y1, l.Width, l.Color.r, l.Color.b, l.IsMovable, l.Name),
       std::make_tuple(1.5f, 2.0f, 3.0f, 4.25f, 0.5f, 9, 7, true, "a&b"));
 }

@@ -14,11 +14,11 @@ std::string Request(const std::string& cmd, int32_t window, const std::string& m
 }
 
 struct RevisionCase {
-  const char* name;
-  std::string request;  // sent to window 1 or 2 of a host with two windows
-  bool hostMoves;
-  bool firstMoves;
-  bool secondMoves;
+  const char* Name;
+  std::string Request;  // sent to window 1 or 2 of a host with two windows
+  bool HostMoves;
+  bool FirstMoves;
+  bool SecondMoves;
 };
 
 TEST(ZrRefHostRevision, OnlyRequestsThatMayChangeSomethingMoveTheRevisions) {
@@ -33,7 +33,7 @@ TEST(ZrRefHostRevision, OnlyRequestsThatMayChangeSomethingMoveTheRevisions) {
       {"update", Request("Update", -1), true, false, false},
   };
   for (const RevisionCase& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.Name);
     ZrRefHost host;
     const int32_t first = host.AddImageWindow(ZrFloatMatrix(4, 3));
     const int32_t second = host.AddImageWindow(ZrFloatMatrix(2, 2));
@@ -43,11 +43,11 @@ TEST(ZrRefHostRevision, OnlyRequestsThatMayChangeSomethingMoveTheRevisions) {
                    secondBefore = host.WindowRevision(second);
     int heard = 0;
     host.SetChangeListener([&heard] { ++heard; });
-    host.Handle(c.request);
-    EXPECT_EQ(host.Revision() != before, c.hostMoves);
-    EXPECT_EQ(heard, c.hostMoves ? 1 : 0);
-    EXPECT_EQ(host.WindowRevision(first) != firstBefore, c.firstMoves);
-    EXPECT_EQ(host.WindowRevision(second) != secondBefore, c.secondMoves);
+    host.Handle(c.Request);
+    EXPECT_EQ(host.Revision() != before, c.HostMoves);
+    EXPECT_EQ(heard, c.HostMoves ? 1 : 0);
+    EXPECT_EQ(host.WindowRevision(first) != firstBefore, c.FirstMoves);
+    EXPECT_EQ(host.WindowRevision(second) != secondBefore, c.SecondMoves);
   }
 }
 

@@ -73,12 +73,12 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
   client_->SeriesSaveRenew(id, "_index.xmlsrs");
 
   const ZrSeriesIndex index = ZrSeriesIndexRead(output_ + "/_index.xmlsrs");
-  ASSERT_EQ(index.entries.size(), 3u);
+  ASSERT_EQ(index.Entries.size(), 3u);
   for (size_t i = 0; i < 3; ++i) {
     const std::string n = std::to_string(i);
-    EXPECT_EQ(index.entries[i].file, "img" + n + ".rawf");
-    EXPECT_EQ(index.entries[i].keyDouble.at("Sx"), i + 0.5);
-    EXPECT_EQ(index.entries[i].keyString.at("log"), "<done & " + n + ">");
+    EXPECT_EQ(index.Entries[i].File, "img" + n + ".rawf");
+    EXPECT_EQ(index.Entries[i].KeyDouble.at("Sx"), i + 0.5);
+    EXPECT_EQ(index.Entries[i].KeyString.at("log"), "<done & " + n + ">");
     EXPECT_EQ(ZrImageRead(output_ + "/img" + n + ".rawf").Data[7], 10.0f * (i + 1));
   }
 
@@ -97,13 +97,13 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
 // An index file loaded as a series; renewed without saving any image.
 TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   ZrSeriesIndex index;
-  index.keyDouble = {{"energy", 95.5}};
-  index.keyString = {{"sample", "Cu(111) <clean>"}};
+  index.KeyDouble = {{"energy", 95.5}};
+  index.KeyString = {{"sample", "Cu(111) <clean>"}};
   for (int i = 0; i < 2; ++i) {
     ZrSeriesEntry entry;
-    entry.file = "../in/img" + std::to_string(i) + ".rawf";
-    entry.keyDouble["t"] = i;
-    index.entries.push_back(entry);
+    entry.File = "../in/img" + std::to_string(i) + ".rawf";
+    entry.KeyDouble["t"] = i;
+    index.Entries.push_back(entry);
   }
   const std::string indexPath = QDir(dir_.path()).filePath("idx/s.xmlsrs").toStdString();
   QDir().mkpath(QDir(dir_.path()).filePath("idx"));
@@ -114,8 +114,8 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   std::map<std::string, std::string> s;
   client_->SeriesKeyDoubleGet(id, d);
   client_->SeriesKeyStringGet(id, s);
-  EXPECT_EQ(d, index.keyDouble);
-  EXPECT_EQ(s, index.keyString);
+  EXPECT_EQ(d, index.KeyDouble);
+  EXPECT_EQ(s, index.KeyString);
   client_->SeriesImageIndexSetWithLoadImage(id, 1);
   client_->SeriesIndexKeyDoubleGet(id, d);
   EXPECT_EQ(d.at("t"), 1.0);
@@ -123,10 +123,10 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   // outside the index's folder and relative when inside it.
   client_->SeriesSaveRenew(id, output_ + "/renewed.xmlsrs");
   const ZrSeriesIndex renewed = ZrSeriesIndexRead(output_ + "/renewed.xmlsrs");
-  ASSERT_EQ(renewed.entries.size(), 2u);
-  EXPECT_EQ(renewed.entries[1].file, folder_ + "/img1.rawf");
+  ASSERT_EQ(renewed.Entries.size(), 2u);
+  EXPECT_EQ(renewed.Entries[1].File, folder_ + "/img1.rawf");
   client_->SeriesSaveRenew(id, folder_ + "/inside.xmlsrs");
-  EXPECT_EQ(ZrSeriesIndexRead(folder_ + "/inside.xmlsrs").entries[0].file, "img0.rawf");
+  EXPECT_EQ(ZrSeriesIndexRead(folder_ + "/inside.xmlsrs").Entries[0].File, "img0.rawf");
 }
 
 TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {

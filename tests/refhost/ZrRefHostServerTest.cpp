@@ -19,11 +19,11 @@ const std::string kFocusAnswer =
     "</air>\n";
 
 struct FaultCase {
-  const char* name;
-  std::function<void(ZrRefHostFaults&)> set;
-  std::string bytes;  // what reaches the client for a "WindowGetFocusedID"
-  bool closed;        // the host closes the connection after them
-  int64_t minMs;      // the answer takes at least this long
+  const char* Name;
+  std::function<void(ZrRefHostFaults&)> Set;
+  std::string Bytes;  // what reaches the client for a "WindowGetFocusedID"
+  bool Closed;        // the host closes the connection after them
+  int64_t MinMs;      // the answer takes at least this long
 };
 
 class ZrRefHostFaultsTest : public ::testing::TestWithParam<FaultCase> {};
@@ -34,7 +34,7 @@ TEST_P(ZrRefHostFaultsTest, ShapeTheAnswerOnTheWire) {
   const FaultCase& c = GetParam();
   ZrRefHost host;
   ZrRefHostFaults faults;
-  c.set(faults);
+  c.Set(faults);
   host.SetFaults(faults);
   ZrRefHostThread server(host);
   ASSERT_TRUE(server.Start(0));
@@ -45,14 +45,14 @@ TEST_P(ZrRefHostFaultsTest, ShapeTheAnswerOnTheWire) {
   timer.start();
   socket.write("<air><i0><cmd>WindowGetFocusedID</cmd>\n</i0>\n</air>\n");
   std::string bytes;
-  while (bytes.size() < c.bytes.size() && socket.waitForReadyRead(2000)) {
+  while (bytes.size() < c.Bytes.size() && socket.waitForReadyRead(2000)) {
     bytes += socket.readAll().toStdString();
   }
-  EXPECT_GE(timer.elapsed(), c.minMs);
-  if (c.closed) socket.waitForDisconnected(2000);
+  EXPECT_GE(timer.elapsed(), c.MinMs);
+  if (c.Closed) socket.waitForDisconnected(2000);
   bytes += socket.readAll().toStdString();
-  EXPECT_EQ(bytes, c.bytes);
-  EXPECT_EQ(socket.state() != QAbstractSocket::ConnectedState, c.closed);
+  EXPECT_EQ(bytes, c.Bytes);
+  EXPECT_EQ(socket.state() != QAbstractSocket::ConnectedState, c.Closed);
   server.Stop();
 }
 
@@ -60,29 +60,29 @@ INSTANTIATE_TEST_SUITE_P(
     Faults, ZrRefHostFaultsTest,
     ::testing::Values(FaultCase{"None", [](ZrRefHostFaults&) {}, kFocusAnswer, false, 0},
                       FaultCase{"NoTrailingChar",
-                                [](ZrRefHostFaults& f) { f.noTrailingChar = true; },
+                                [](ZrRefHostFaults& f) { f.NoTrailingChar = true; },
                                 kFocusAnswer.substr(0, kFocusAnswer.size() - 1), false, 0},
                       FaultCase{"ReturnCodeOfThatFunction",
                                 [](ZrRefHostFaults& f) {
-                                  f.returnCode = "busy";
-                                  f.onlyFunction = "WindowGetFocusedID";
+                                  f.ReturnCode = "busy";
+                                  f.OnlyFunction = "WindowGetFocusedID";
                                 },
                                 "<air><i0><ReturnCode>busy</ReturnCode>\n<IDDocChildWindow>-1"
                                 "</IDDocChildWindow>\n</i0>\n</air>\n",
                                 false, 0},
                       FaultCase{"ReturnCodeOfAnotherFunction",
                                 [](ZrRefHostFaults& f) {
-                                  f.returnCode = "busy";
-                                  f.onlyFunction = "Update";
+                                  f.ReturnCode = "busy";
+                                  f.OnlyFunction = "Update";
                                 },
                                 kFocusAnswer, false, 0},
                       FaultCase{"CloseMidAnswer",
-                                [](ZrRefHostFaults& f) { f.closeMidAnswer = true; },
+                                [](ZrRefHostFaults& f) { f.CloseMidAnswer = true; },
                                 kFocusAnswer.substr(0, kFocusAnswer.size() / 2), true, 0},
                       FaultCase{"SplitAndDelayed",
                                 [](ZrRefHostFaults& f) {
-                                  f.splitBytes = 5;
-                                  f.delayMs = 200;
+                                  f.SplitBytes = 5;
+                                  f.DelayMs = 200;
                                 },
                                 kFocusAnswer, false, 200}),
     ZrCaseName());

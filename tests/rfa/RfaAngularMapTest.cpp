@@ -17,7 +17,7 @@ RfaParameters Screen() {
   RfaParameters p;
   p.Sr = 60;
   p.SMargin = 10;
-  p.MappingAzThetaMax_deg = 80;
+  p.MappingAzThetaMaxDeg = 80;
   return p;
 }
 
@@ -92,12 +92,12 @@ TEST(RfaAngularMap, RefusesImpossibleGrids) {
   EXPECT_ZR_ERROR(RfaMakeAngularGrid(0.001, p),
                   "Angular map: a step of 0.001 degrees makes a grid of 360000 x 80001 pixels, "
                   "more than 67108864");
-  p.MappingAzThetaMax_deg = 180;
+  p.MappingAzThetaMaxDeg = 180;
   EXPECT_EQ(RfaMakeAngularGrid(1, p).Rows, 181);
   EXPECT_ZR_ERROR(RfaMakeStereoGrid(1, p),
                   "Angular map: the stereographic projection needs "
                   "MappingAzThetaMax_deg_ below 180, not 180");
-  p.MappingAzThetaMax_deg = -5;
+  p.MappingAzThetaMaxDeg = -5;
   EXPECT_ZR_ERROR(RfaMakeAngularGrid(1, p),
                   "Angular map: MappingAzThetaMax_deg_ must be above 0 and at most 180, not -5");
   p = Screen();

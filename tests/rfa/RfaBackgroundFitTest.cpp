@@ -40,8 +40,8 @@ RfaParameters Params(double sr, int32_t margin, int32_t degree, long double thet
   RfaParameters p;
   p.Sr = sr;
   p.SMargin = margin;
-  p.Size_l = degree;
-  p.MappingAzThetaMax_deg = thetaMaxDeg;
+  p.SizeL = degree;
+  p.MappingAzThetaMaxDeg = thetaMaxDeg;
   return p;
 }
 
@@ -50,25 +50,25 @@ RfaParameters Params(double sr, int32_t margin, int32_t degree, long double thet
 ZrFloatMatrix ScreenImage(int32_t size, double radius, unsigned seed) {
   const double c = size / 2;
   RfaSyntheticScreenOptions o = RfaScreenOptions(size, size, c, c, radius, c + 9, c - 7, 4, seed);
-  o.dipDepth = 1.0;
+  o.DipDepth = 1.0;
   return RfaMakeSyntheticScreen(o);
 }
 
 class RfaBackgroundFitTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    gDebugLines = &DebugLines;
-    previous = qInstallMessageHandler(CollectDebug);
+    gDebugLines = &debugLines_;
+    previous_ = qInstallMessageHandler(CollectDebug);
     ZrDebugToQt();  // as the plug-in program does at start-up
     RfaClearFitCaches();
   }
   void TearDown() override {
     ZrSetDebugSink(nullptr);
-    qInstallMessageHandler(previous);
+    qInstallMessageHandler(previous_);
     gDebugLines = nullptr;
   }
-  QStringList DebugLines;
-  QtMessageHandler previous = nullptr;
+  QStringList debugLines_;
+  QtMessageHandler previous_ = nullptr;
 };
 
 TEST_F(RfaBackgroundFitTest, DiscMappingRules) {
@@ -95,7 +95,7 @@ TEST_F(RfaBackgroundFitTest, DiscMappingRules) {
 // evaluated as the pixels come: for even and odd K (padding), several chunk fills, and values
 // too small to split into doubles (no table then).
 struct BitCase {
-  const char* name;
+  const char* Name;
   int32_t Size;
   double Sr;
   int32_t Degree;
@@ -185,7 +185,7 @@ TEST(RfaDiscBasis, SymmetricBasisIsThePixelsOwnToAFewUlps) {
 // matrix is badly conditioned (degree 10), where a change of theta max by one unit in the last
 // place moves the first-written background as much (1e-4).
 struct PlainFitCase {
-  const char* name;
+  const char* Name;
   int32_t Size;
   double Sr;
   int32_t Degree;
@@ -283,7 +283,7 @@ TEST_F(RfaBackgroundFitTest, SeriesReusesTheNormalMatrixWithTheSameBits) {
 // the key changed in one respect, the result is the uncached fit's (a stale matrix would give
 // another) and differs from the first fit's.
 struct KeyCase {
-  const char* name;
+  const char* Name;
   std::function<void(RfaParameters&, ZrFloatMatrix&)> Change;
 };
 
@@ -319,7 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                               }},
                       KeyCase{"Radius", [](RfaParameters& p, ZrFloatMatrix&) { p.Sr += 3e-4; }},
                       KeyCase{"ThetaMax", [](RfaParameters& p,
-                                             ZrFloatMatrix&) { p.MappingAzThetaMax_deg += 1e-6L; }},
+                                             ZrFloatMatrix&) { p.MappingAzThetaMaxDeg += 1e-6L; }},
                       KeyCase{"Size",
                               [](RfaParameters&, ZrFloatMatrix& m) {
                                 ZrFloatMatrix wider(m.ColSize + 2, m.RowSize);
@@ -329,7 +329,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 }
                                 m = wider;
                               }},
-                      KeyCase{"Degree", [](RfaParameters& p, ZrFloatMatrix&) { p.Size_l = 4; }}),
+                      KeyCase{"Degree", [](RfaParameters& p, ZrFloatMatrix&) { p.SizeL = 4; }}),
     ZrCaseName());
 
 TEST(RfaFitThreads, SettingThenEnvironmentThenAllProcessors) {
@@ -353,7 +353,7 @@ TEST(RfaFitThreads, SettingThenEnvironmentThenAllProcessors) {
 // whose pixels are every kind of hole (0, infinities, NaN). From degree 10 on the normal matrix is
 // badly conditioned: the coefficients may move, the fitted background must not.
 struct ReproduceCase {
-  const char* name;
+  const char* Name;
   int32_t Cols, Rows;
   double Sr;
   int32_t Degree;
@@ -456,24 +456,24 @@ TEST_F(RfaBackgroundFitTest, DumpsBothMatricesColumnByColumn) {
   image.Fill(2.0f);
   ZrFloatMatrix background;
   RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image);
-  const QStringList first = DebugLines;
-  DebugLines.clear();
+  const QStringList first = debugLines_;
+  debugLines_.clear();
   RfaFitReport report;
   RfaFitOptions o;
   o.Report = &report;
   RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image, o);
   EXPECT_TRUE(report.MatrixReused);
-  EXPECT_EQ(DebugLines, first);
-  ASSERT_EQ(DebugLines.size(), 32);
-  EXPECT_TRUE(DebugLines[0].startsWith("M 0 0 "));
-  EXPECT_TRUE(DebugLines[1].startsWith("M 1 0 "));
-  EXPECT_TRUE(DebugLines[4].startsWith("M 0 1 "));
-  EXPECT_TRUE(DebugLines[16].startsWith("iM 0 0 "));
-  EXPECT_TRUE(DebugLines[31].startsWith("iM 3 3 "));
+  EXPECT_EQ(debugLines_, first);
+  ASSERT_EQ(debugLines_.size(), 32);
+  EXPECT_TRUE(debugLines_[0].startsWith("M 0 0 "));
+  EXPECT_TRUE(debugLines_[1].startsWith("M 1 0 "));
+  EXPECT_TRUE(debugLines_[4].startsWith("M 0 1 "));
+  EXPECT_TRUE(debugLines_[16].startsWith("iM 0 0 "));
+  EXPECT_TRUE(debugLines_[31].startsWith("iM 3 3 "));
 }
 
 struct FailureCase {
-  const char* name;
+  const char* Name;
   int32_t Cols, Rows;
   float Fill;
   double Sr;

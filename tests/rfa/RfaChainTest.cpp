@@ -26,38 +26,38 @@ namespace {
 // the move by (+7, -8) is at (117, 87)).
 struct ChainFixture : testing::Test {
   ChainFixture() {
-    for (const RfaOperation& operation : RfaOperations()) p.*operation.checked = false;
+    for (const RfaOperation& operation : RfaOperations()) P.*operation.Checked = false;
   }
 
   std::set<std::string> Groups() const {
     std::set<std::string> groups;
-    for (const auto& entry : doubles) groups.insert(entry.first.substr(0, entry.first.find('/')));
-    for (const auto& entry : texts) groups.insert(entry.first.substr(0, entry.first.find('/')));
+    for (const auto& entry : Doubles) groups.insert(entry.first.substr(0, entry.first.find('/')));
+    for (const auto& entry : Texts) groups.insert(entry.first.substr(0, entry.first.find('/')));
     return groups;
   }
 
-  const ZrFloatMatrix screen =
+  const ZrFloatMatrix Screen =
       RfaMakeSyntheticScreen(RfaScreenOptions(200, 200, 93, 108, 80, 110, 95, 8, 21));
-  RfaParameters p = RfaGeometry(93, 108, 80, 5, 4, 100, 100, 117, 87, 9, 100, 100, 76, 76);
-  std::map<std::string, double> doubles{{"log/entry", 1.0}};
-  std::map<std::string, std::string> texts{{"log/text", "earlier"}};
-  RfaKeyWriter keys{doubles, texts};
+  RfaParameters P = RfaGeometry(93, 108, 80, 5, 4, 100, 100, 117, 87, 9, 100, 100, 76, 76);
+  std::map<std::string, double> Doubles{{"log/entry", 1.0}};
+  std::map<std::string, std::string> Texts{{"log/text", "earlier"}};
+  RfaKeyWriter Keys{Doubles, Texts};
 };
 
 TEST_F(ChainFixture, AllStepsEqualTheLibraryCallsInTheirFixedOrder) {
-  p.IsMoveCenter = p.IsBgSh = p.IsBgAz = p.IsMaskMcpDip = p.IsMaskOutside = true;
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
+  P.IsMoveCenter = P.IsBgSh = P.IsBgAz = P.IsMaskMcpDip = P.IsMaskOutside = true;
+  ZrFloatMatrix image = Screen;
+  RfaApplyCheckedOperations(image, P, Keys);
 
-  ZrFloatMatrix expected = screen, background;
-  RfaMoveToCenter(expected, p.Sx, p.Sy);
-  RfaSphericalHarmonicsBackground(background, p, expected);
+  ZrFloatMatrix expected = Screen, background;
+  RfaMoveToCenter(expected, P.Sx, P.Sy);
+  RfaSphericalHarmonicsBackground(background, P, expected);
   expected = RfaDivideByBackground(expected, background);
   expected = RfaDivideByBackground(expected,
-                                   RfaAzimuthalAverageBackground(expected, static_cast<float>(p.Ax),
-                                                                 static_cast<float>(p.Ay), 1.0f));
-  RfaMaskMcpDip(expected, p.McpDipCx, p.McpDipCy, p.McpDipR);
-  RfaMaskOutside(expected, p.MaskCx, p.MaskCy, p.MaskRx, p.MaskRy);
+                                   RfaAzimuthalAverageBackground(expected, static_cast<float>(P.Ax),
+                                                                 static_cast<float>(P.Ay), 1.0f));
+  RfaMaskMcpDip(expected, P.McpDipCx, P.McpDipCy, P.McpDipR);
+  RfaMaskOutside(expected, P.MaskCx, P.MaskCy, P.MaskRx, P.MaskRy);
   EXPECT_TRUE(ZrSameBits(image, expected));
   EXPECT_EQ(Groups(), (std::set<std::string>{"log", "MoveToCenter", "RFA_background",
                                              "AverageAlong", "MaskMcpDip", "MaskOutside"}));
@@ -66,33 +66,33 @@ TEST_F(ChainFixture, AllStepsEqualTheLibraryCallsInTheirFixedOrder) {
 // The options beyond the plug-in's: the sub-pixel move, the fit's background and the image it
 // was fitted to handed out; a centre on whole pixels moves as the roll does.
 TEST_F(ChainFixture, SubpixelMoveAndTheFitsImages) {
-  p.IsMoveCenter = p.IsBgSh = true;
-  p.Sx = 93.3;
-  p.Sy = 107.6;
-  ZrFloatMatrix image = screen, background, fitted;
+  P.IsMoveCenter = P.IsBgSh = true;
+  P.Sx = 93.3;
+  P.Sy = 107.6;
+  ZrFloatMatrix image = Screen, background, fitted;
   RfaChainOptions options;
   options.Subpixel = true;
   options.Background = &background;
   options.Fitted = &fitted;
-  RfaApplyCheckedOperations(image, p, keys, options);
-  ZrFloatMatrix moved = screen;
-  RfaMoveToCenterSubpixel(moved, p.Sx, p.Sy, RfaInterpolation::Keys);
+  RfaApplyCheckedOperations(image, P, Keys, options);
+  ZrFloatMatrix moved = Screen;
+  RfaMoveToCenterSubpixel(moved, P.Sx, P.Sy, RfaInterpolation::Keys);
   EXPECT_TRUE(ZrSameBits(fitted, moved));
   EXPECT_TRUE(ZrSameBits(image, RfaDivideByBackground(fitted, background)));
-  EXPECT_EQ(doubles.at("MoveToCenter/Sx"), 93.3);
+  EXPECT_EQ(Doubles.at("MoveToCenter/Sx"), 93.3);
 
-  p.Sx = 93;
-  p.Sy = 108;
-  ZrFloatMatrix rolled = screen, shifted = screen;
-  RfaApplyCheckedOperations(rolled, p, keys);
-  RfaApplyCheckedOperations(shifted, p, keys, options);
+  P.Sx = 93;
+  P.Sy = 108;
+  ZrFloatMatrix rolled = Screen, shifted = Screen;
+  RfaApplyCheckedOperations(rolled, P, Keys);
+  RfaApplyCheckedOperations(shifted, P, Keys, options);
   EXPECT_TRUE(ZrSameBits(rolled, shifted));
 }
 
 struct SingleStepCase {
-  const char* name;
-  bool RfaParameters::*flag;
-  const char* group;
+  const char* Name;
+  bool RfaParameters::*Flag;
+  const char* Group;
 };
 
 class RfaChainSingleStepTest : public ChainFixture,
@@ -102,15 +102,15 @@ class RfaChainSingleStepTest : public ChainFixture,
 // leaves image and keys alone.
 TEST_P(RfaChainSingleStepTest, WritesOnlyItsGroupAndChangesTheImage) {
   const SingleStepCase& c = GetParam();
-  if (c.flag != nullptr) p.*(c.flag) = true;
-  ZrFloatMatrix image = screen;
-  RfaApplyCheckedOperations(image, p, keys);
+  if (c.Flag != nullptr) P.*(c.Flag) = true;
+  ZrFloatMatrix image = Screen;
+  RfaApplyCheckedOperations(image, P, Keys);
   std::set<std::string> expected{"log"};
-  if (c.group != nullptr) expected.insert(c.group);
+  if (c.Group != nullptr) expected.insert(c.Group);
   EXPECT_EQ(Groups(), expected);
-  EXPECT_EQ(ZrSameBits(image, screen), c.flag == nullptr);
-  EXPECT_EQ(image.ColSize, screen.ColSize);
-  EXPECT_EQ(image.RowSize, screen.RowSize);
+  EXPECT_EQ(ZrSameBits(image, Screen), c.Flag == nullptr);
+  EXPECT_EQ(image.ColSize, Screen.ColSize);
+  EXPECT_EQ(image.RowSize, Screen.RowSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -128,16 +128,16 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ChainFixture, ResultCheckNamesTheStepThatLeftNothingOrNonFinitePixels) {
   const char* all = "MoveToCenter RFA_background AverageAlong MaskMcpDip MaskOutside";
   struct Case {
-    const char* steps;  // the checked steps, in the chain's order
-    void (*change)(RfaParameters&, ZrFloatMatrix&);
-    const char* problem;
-    bool empty;
+    const char* Steps;  // the checked steps, in the chain's order
+    void (*Change)(RfaParameters&, ZrFloatMatrix&);
+    const char* Problem;
+    bool Empty;
   };
   const Case cases[] = {
       {all, [](RfaParameters&, ZrFloatMatrix&) {}, "", false},
       {all, [](RfaParameters&, ZrFloatMatrix& m) { m(90, 100) = m(100, 90) = INFINITY; }, "",
        false},
-      {all, [](RfaParameters& q, ZrFloatMatrix&) { q.Size_l = -1; },
+      {all, [](RfaParameters& q, ZrFloatMatrix&) { q.SizeL = -1; },
        "the result is 0 everywhere: the spherical-harmonics degree Size_l_=-1 is below 0, so "
        "that background is 0",
        true},
@@ -159,21 +159,21 @@ TEST_F(ChainFixture, ResultCheckNamesTheStepThatLeftNothingOrNonFinitePixels) {
        false},
   };
   for (const Case& c : cases) {
-    RfaParameters q = p;
+    RfaParameters q = P;
     for (const RfaOperation& operation : RfaOperations())
-      q.*operation.checked = std::string(c.steps).find(operation.group) != std::string::npos;
-    ZrFloatMatrix image = screen;
-    c.change(q, image);
+      q.*operation.Checked = std::string(c.Steps).find(operation.Group) != std::string::npos;
+    ZrFloatMatrix image = Screen;
+    c.Change(q, image);
     RfaResultCheck check(q, image);
     std::string seen;
-    RfaApplyCheckedOperations(image, q, keys, {}, [&](const char* group, const ZrFloatMatrix& m) {
+    RfaApplyCheckedOperations(image, q, Keys, {}, [&](const char* group, const ZrFloatMatrix& m) {
       seen += (seen.empty() ? "" : " ") + std::string(group);
       check(group, m);
       EXPECT_EQ(&m, &image) << group;
     });
-    EXPECT_EQ(seen, c.steps);
-    EXPECT_EQ(check.Problem(), c.problem) << c.steps;
-    EXPECT_EQ(check.IsEmpty(), c.empty) << c.problem;
+    EXPECT_EQ(seen, c.Steps);
+    EXPECT_EQ(check.Problem(), c.Problem) << c.Steps;
+    EXPECT_EQ(check.IsEmpty(), c.Empty) << c.Problem;
   }
 }
 
@@ -209,9 +209,9 @@ TEST(RfaKeyWriter, StoresEntriesUnderTheOpenGroupAndRefusesThemBeforeAny) {
 }
 
 struct GroupCase {
-  const char* name;
-  void (*write)(RfaKeyWriter&, const RfaParameters&);
-  const char* keys;
+  const char* Name;
+  void (*Write)(RfaKeyWriter&, const RfaParameters&);
+  const char* Keys;
 };
 
 class RfaResultGroups : public testing::TestWithParam<GroupCase> {};
@@ -223,8 +223,8 @@ TEST_P(RfaResultGroups, WritesExactlyItsEntries) {
   // Each field at a value of its own; the three mapping flags differ from each other too.
   RfaParameters p = RfaDistinctParameters();
   p.MappingIsAz = false;
-  GetParam().write(keys, p);
-  EXPECT_EQ(KeysText(doubles, texts), GetParam().keys);
+  GetParam().Write(keys, p);
+  EXPECT_EQ(KeysText(doubles, texts), GetParam().Keys);
 }
 
 const GroupCase kGroupCases[] = {

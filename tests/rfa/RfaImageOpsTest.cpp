@@ -24,28 +24,28 @@ ZrFloatMatrix Numbered(int32_t cols, int32_t rows, int32_t colBegin = 0, int32_t
 }
 
 struct RollCase {
-  const char* name;
-  int32_t cols, rows, colBegin, rowBegin;
-  double sx, sy;
-  int32_t dx, dy;  // the expected roll, worked out by hand from trunc(size / 2 - centre)
+  const char* Name;
+  int32_t Cols, Rows, ColBegin, RowBegin;
+  double Sx, Sy;
+  int32_t Dx, Dy;  // the expected roll, worked out by hand from trunc(size / 2 - centre)
 };
 
 class RfaMoveToCenterRoll : public testing::TestWithParam<RollCase> {};
 
 TEST_P(RfaMoveToCenterRoll, RollsCyclicallyKeepingShape) {
   const RollCase& c = GetParam();
-  const ZrFloatMatrix source = Numbered(c.cols, c.rows, c.colBegin, c.rowBegin);
+  const ZrFloatMatrix source = Numbered(c.Cols, c.Rows, c.ColBegin, c.RowBegin);
   ZrFloatMatrix image = source;
-  RfaMoveToCenter(image, c.sx, c.sy);
-  ASSERT_EQ(image.ColSize, c.cols);
-  ASSERT_EQ(image.RowSize, c.rows);
-  EXPECT_EQ(image.ColBegin, c.colBegin);
-  EXPECT_EQ(image.RowBegin, c.rowBegin);
-  for (int32_t y = 0; y < c.rows; ++y) {
-    for (int32_t x = 0; x < c.cols; ++x) {
-      const float moved = source(c.colBegin + x, c.rowBegin + y);
-      const int32_t tx = c.colBegin + ((x + c.dx) % c.cols + c.cols) % c.cols;
-      const int32_t ty = c.rowBegin + ((y + c.dy) % c.rows + c.rows) % c.rows;
+  RfaMoveToCenter(image, c.Sx, c.Sy);
+  ASSERT_EQ(image.ColSize, c.Cols);
+  ASSERT_EQ(image.RowSize, c.Rows);
+  EXPECT_EQ(image.ColBegin, c.ColBegin);
+  EXPECT_EQ(image.RowBegin, c.RowBegin);
+  for (int32_t y = 0; y < c.Rows; ++y) {
+    for (int32_t x = 0; x < c.Cols; ++x) {
+      const float moved = source(c.ColBegin + x, c.RowBegin + y);
+      const int32_t tx = c.ColBegin + ((x + c.Dx) % c.Cols + c.Cols) % c.Cols;
+      const int32_t ty = c.RowBegin + ((y + c.Dy) % c.Rows + c.Rows) % c.Rows;
       ASSERT_EQ(image(tx, ty), moved) << "from (" << x << "," << y << ")";
     }
   }
@@ -92,8 +92,8 @@ TEST(RfaDivideByBackground, DividesAndGivesZeroWhereBackgroundIsZero) {
 
 TEST(RfaDivideByBackground, RefusesOtherShape) {
   struct {
-    int32_t cols, rows, colBegin, rowBegin;
-    const char* message;
+    int32_t Cols, Rows, ColBegin, RowBegin;
+    const char* Message;
   } const cases[] = {
       {3, 3, 1, 2, "ColSize or RowSize is different"},
       {4, 4, 1, 2, "ColSize or RowSize is different"},
@@ -104,17 +104,17 @@ TEST(RfaDivideByBackground, RefusesOtherShape) {
   };
   const ZrFloatMatrix image = Numbered(4, 3, 1, 2);
   for (const auto& c : cases) {
-    EXPECT_ZR_ERROR(RfaDivideByBackground(image, Numbered(c.cols, c.rows, c.colBegin, c.rowBegin)),
-                    c.message)
-        << c.cols << " x " << c.rows << " at " << c.colBegin << "," << c.rowBegin;
+    EXPECT_ZR_ERROR(RfaDivideByBackground(image, Numbered(c.Cols, c.Rows, c.ColBegin, c.RowBegin)),
+                    c.Message)
+        << c.Cols << " x " << c.Rows << " at " << c.ColBegin << "," << c.RowBegin;
   }
 }
 
 struct MaskCase {
-  const char* name;
-  bool dip;  // RfaMaskMcpDip(cx, cy, rx), else RfaMaskOutside(cx, cy, rx, ry)
-  int32_t cols, rows, colBegin, rowBegin;
-  double cx, cy, rx, ry;
+  const char* Name;
+  bool Dip;  // RfaMaskMcpDip(cx, cy, rx), else RfaMaskOutside(cx, cy, rx, ry)
+  int32_t Cols, Rows, ColBegin, RowBegin;
+  double Cx, Cy, Rx, Ry;
 };
 
 class RfaMask : public testing::TestWithParam<MaskCase> {};
@@ -125,21 +125,21 @@ class RfaMask : public testing::TestWithParam<MaskCase> {};
 // -0.5 or less switch the mask off. The cases avoid distances within float rounding of a limit.
 TEST_P(RfaMask, ClearsExactlyItsPixels) {
   const MaskCase& c = GetParam();
-  ZrFloatMatrix image = Numbered(c.cols, c.rows, c.colBegin, c.rowBegin);
+  ZrFloatMatrix image = Numbered(c.Cols, c.Rows, c.ColBegin, c.RowBegin);
   const ZrFloatMatrix source = image;
-  if (c.dip) {
-    RfaMaskMcpDip(image, c.cx, c.cy, c.rx);
+  if (c.Dip) {
+    RfaMaskMcpDip(image, c.Cx, c.Cy, c.Rx);
   } else {
-    RfaMaskOutside(image, c.cx, c.cy, c.rx, c.ry);
+    RfaMaskOutside(image, c.Cx, c.Cy, c.Rx, c.Ry);
   }
-  const double ax = c.rx + 0.5, ay = c.ry + 0.5;
-  for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
-    for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
-      const double e = (x - c.cx) * (x - c.cx) / (ax * ax) + (y - c.cy) * (y - c.cy) / (ay * ay);
+  const double ax = c.Rx + 0.5, ay = c.Ry + 0.5;
+  for (int32_t y = c.RowBegin; y < c.RowBegin + c.Rows; ++y) {
+    for (int32_t x = c.ColBegin; x < c.ColBegin + c.Cols; ++x) {
+      const double e = (x - c.Cx) * (x - c.Cx) / (ax * ax) + (y - c.Cy) * (y - c.Cy) / (ay * ay);
       // A dip radius of exactly 0 divides 0 by 0 at the centre: nothing is inside.
-      const bool cleared = c.dip ? std::isfinite(c.cx + c.cy + c.rx) && ax > 0 &&
-                                       std::hypot(x - c.cx, y - c.cy) <= ax + 1e-9
-                                 : ax > 0 && ay > 0 && x < c.rowBegin + c.rows && e > 1.0;
+      const bool cleared = c.Dip ? std::isfinite(c.Cx + c.Cy + c.Rx) && ax > 0 &&
+                                       std::hypot(x - c.Cx, y - c.Cy) <= ax + 1e-9
+                                 : ax > 0 && ay > 0 && x < c.RowBegin + c.Rows && e > 1.0;
       EXPECT_EQ(image(x, y), cleared ? 0.0f : source(x, y)) << "(" << x << "," << y << ")";
     }
   }
@@ -190,29 +190,29 @@ TEST(RfaMaskOutside, TallImageFailsAtTheFirstClearedColumnBeyondTheMatrix) {
 }
 
 struct AzimuthalCase {
-  const char* name;
-  int32_t cols, rows, colBegin, rowBegin;
-  float cx, cy, step;
-  uint32_t seed;
-  double holeFrom, holeTo;  // every pixel at a distance in [holeFrom, holeTo) is a hole
+  const char* Name;
+  int32_t Cols, Rows, ColBegin, RowBegin;
+  float Cx, Cy, Step;
+  uint32_t Seed;
+  double HoleFrom, HoleTo;  // every pixel at a distance in [holeFrom, holeTo) is a hole
 };
 
 // Random pixels in 1 .. 100 with about a fifth of them holes (zero), a NaN and an infinite
 // pixel, and the case's band of holes about the centre, which empties whole rings.
 ZrFloatMatrix RandomImageWithHoles(const AzimuthalCase& c) {
-  ZrFloatMatrix m(c.cols, c.rows);
-  m.SetBegin(c.colBegin, c.rowBegin);
-  std::mt19937 engine(c.seed);
+  ZrFloatMatrix m(c.Cols, c.Rows);
+  m.SetBegin(c.ColBegin, c.RowBegin);
+  std::mt19937 engine(c.Seed);
   for (int64_t i = 0; i < m.Count(); ++i) {
     const uint32_t bits = engine();
     m.Data[i] = bits % 5 == 0 ? 0.0f : 1.0f + static_cast<float>(bits % 9901) / 100.0f;
   }
   m.Data[m.Count() / 3] = std::numeric_limits<float>::quiet_NaN();
   m.Data[m.Count() / 2] = -std::numeric_limits<float>::infinity();
-  for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
-    for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
-      const double d = std::hypot(x - c.cx, y - c.cy);
-      if (d >= c.holeFrom && d < c.holeTo) m(x, y) = 0.0f;
+  for (int32_t y = c.RowBegin; y < c.RowBegin + c.Rows; ++y) {
+    for (int32_t x = c.ColBegin; x < c.ColBegin + c.Cols; ++x) {
+      const double d = std::hypot(x - c.Cx, y - c.Cy);
+      if (d >= c.HoleFrom && d < c.HoleTo) m(x, y) = 0.0f;
     }
   }
   return m;
@@ -261,15 +261,15 @@ TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
   const AzimuthalCase& c = GetParam();
   const ZrFloatMatrix image = RandomImageWithHoles(c);
   for (const RfaRingStatistic statistic : {RfaRingStatistic::Median, RfaRingStatistic::Mean}) {
-    const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.cx, c.cy, c.step, statistic);
-    ASSERT_EQ(bg.ColSize, c.cols);
-    ASSERT_EQ(bg.RowSize, c.rows);
-    EXPECT_EQ(bg.ColBegin, c.colBegin);
-    EXPECT_EQ(bg.RowBegin, c.rowBegin);
-    for (int32_t y = c.rowBegin; y < c.rowBegin + c.rows; ++y) {
-      for (int32_t x = c.colBegin; x < c.colBegin + c.cols; ++x) {
+    const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.Cx, c.Cy, c.Step, statistic);
+    ASSERT_EQ(bg.ColSize, c.Cols);
+    ASSERT_EQ(bg.RowSize, c.Rows);
+    EXPECT_EQ(bg.ColBegin, c.ColBegin);
+    EXPECT_EQ(bg.RowBegin, c.RowBegin);
+    for (int32_t y = c.RowBegin; y < c.RowBegin + c.Rows; ++y) {
+      for (int32_t x = c.ColBegin; x < c.ColBegin + c.Cols; ++x) {
         const double expected =
-            BruteForceProfile(image, c.cx, c.cy, c.step, statistic, std::hypot(x - c.cx, y - c.cy));
+            BruteForceProfile(image, c.Cx, c.Cy, c.Step, statistic, std::hypot(x - c.Cx, y - c.Cy));
         ASSERT_NEAR(bg(x, y), expected, 1e-5 * std::abs(expected))
             << "(" << x << "," << y << ") median " << (statistic == RfaRingStatistic::Median);
       }

@@ -57,20 +57,20 @@ TEST(RfaShiftImage, FractionalShiftOfASmoothPattern) {
   }
   const double dx = 0.3, dy = -1.6;
   const struct {
-    RfaInterpolation kind;
-    double bound;
+    RfaInterpolation Kind;
+    double Bound;
   } rows_[] = {{RfaInterpolation::Linear, 0.05},
                {RfaInterpolation::Keys, 0.01},
                {RfaInterpolation::BSpline, 0.001}};
   for (const auto& r : rows_) {
-    const ZrFloatMatrix shifted = RfaShiftImage(image, dx, dy, r.kind);
+    const ZrFloatMatrix shifted = RfaShiftImage(image, dx, dy, r.Kind);
     double worst = 0.0;
     for (int32_t y = 0; y < rows; ++y) {
       for (int32_t x = 0; x < cols; ++x) {
         worst = std::max(worst, std::abs(shifted(x, y) - Wave(x - dx, y - dy, cols, rows)));
       }
     }
-    EXPECT_LT(worst, r.bound) << RfaInterpolationName(r.kind);
+    EXPECT_LT(worst, r.Bound) << RfaInterpolationName(r.Kind);
   }
 }
 
@@ -79,8 +79,8 @@ TEST(RfaShiftImage, FractionalShiftOfASmoothPattern) {
 TEST(RfaShiftImage, CentredSeriesAgreesBetterThanRolled) {
   auto screen = [](double cx, double cy) {
     RfaSyntheticScreenOptions o = RfaScreenOptions(96, 96, cx, cy, 36, cx, cy, 0);
-    o.rimWidth = 1.0;
-    o.noise = 0.0;
+    o.RimWidth = 1.0;
+    o.Noise = 0.0;
     return RfaMakeSyntheticScreen(o);
   };
   const ZrFloatMatrix reference = screen(48, 48);

@@ -44,18 +44,18 @@ TEST(RfaParametersExchange, WritingTouchesNoField) {
 }
 
 struct NumberCase {
-  double value;
-  const char* text;
+  double Value;
+  const char* Text;
 };
 
 class RfaParametersNumberTest : public ::testing::TestWithParam<NumberCase> {};
 
 // The file elements and the background group's theta text alike.
 TEST_P(RfaParametersNumberTest, DoublesUseTheStreamDefaultOfSixDigits) {
-  const std::string expected = GetParam().text;
+  const std::string expected = GetParam().Text;
   RfaParameters p;
-  p.McpDipR = GetParam().value;
-  p.MappingAzThetaMax_deg = GetParam().value;
+  p.McpDipR = GetParam().Value;
+  p.MappingAzThetaMaxDeg = GetParam().Value;
   const std::string text = RfaParameterFileText(p);
   EXPECT_NE(text.find("<McpDipR_>" + expected + "</McpDipR_>"), std::string::npos) << text;
   EXPECT_NE(text.find("<MappingAzThetaMax_deg_>" + expected + "<"), std::string::npos) << text;
@@ -104,7 +104,7 @@ TEST(RfaParametersExchange, ReadsElementsInAnyOrderAndForgivesBadTexts) {
   EXPECT_EQ(p.Sx, 1);
   EXPECT_EQ(p.Sy, 2);
   EXPECT_EQ(p.Sr, 0.0);
-  EXPECT_EQ(p.Size_l, 0);
+  EXPECT_EQ(p.SizeL, 0);
   EXPECT_TRUE(p.IsBgSh);
 }
 

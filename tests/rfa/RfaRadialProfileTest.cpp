@@ -55,7 +55,7 @@ TEST(RfaRadialProfile, ScreenCentreOfTheResultAndTheTable) {
 
   p.Sr = 4;
   p.SMargin = 1;  // the fitted disc reaches radius 3
-  p.MappingAzThetaMax_deg = 60;
+  p.MappingAzThetaMaxDeg = 60;
   RfaRadialProfile a, b;
   a.Pixels = {3, 0, 5, 2};
   a.Mean = {1.5, NAN, 2, 0.25};

@@ -12,12 +12,12 @@
 namespace {
 
 struct ScreenCase {
-  const char* name;
-  int32_t width, height;
-  double offX, offY;  // screen centre relative to (width / 2, width / 2)
-  double radius, rimWidth, noise, threshold;
-  int32_t searchSize;
-  uint32_t seed;
+  const char* Name;
+  int32_t Width, Height;
+  double OffX, OffY;  // screen centre relative to (width / 2, width / 2)
+  double Radius, RimWidth, Noise, Threshold;
+  int32_t SearchSize;
+  uint32_t Seed;
 };
 
 class RfaScreenAdjustAccuracy : public testing::TestWithParam<ScreenCase> {};
@@ -25,21 +25,21 @@ class RfaScreenAdjustAccuracy : public testing::TestWithParam<ScreenCase> {};
 TEST_P(RfaScreenAdjustAccuracy, FindsCentreAndRadius) {
   const ScreenCase& c = GetParam();
   // The dip sits inside the screen, off its centre, as on a real analyser.
-  const double cx = c.width / 2 + c.offX, cy = c.width / 2 + c.offY;
+  const double cx = c.Width / 2 + c.OffX, cy = c.Width / 2 + c.OffY;
   RfaSyntheticScreenOptions o =
-      RfaScreenOptions(c.width, c.height, cx, cy, c.radius, cx + 0.3 * c.radius,
-                       cy - 0.2 * c.radius, 0.1 * c.radius, c.seed);
-  o.rimWidth = c.rimWidth;
-  o.noise = c.noise;
+      RfaScreenOptions(c.Width, c.Height, cx, cy, c.Radius, cx + 0.3 * c.Radius,
+                       cy - 0.2 * c.Radius, 0.1 * c.Radius, c.Seed);
+  o.RimWidth = c.RimWidth;
+  o.Noise = c.Noise;
   const ZrFloatMatrix screen = RfaMakeSyntheticScreen(o);
 
-  const RfaScreenAdjustResult r = RfaAdjustScreen(screen, c.threshold, c.searchSize);
-  EXPECT_LE(std::abs(r.cx - o.cx), 0.5) << "found cx " << r.cx << " true " << o.cx;
-  EXPECT_LE(std::abs(r.cy - o.cy), 0.5) << "found cy " << r.cy << " true " << o.cy;
-  EXPECT_LE(std::abs(r.r - o.radius), 1.0) << "found r " << r.r << " true " << o.radius;
+  const RfaScreenAdjustResult r = RfaAdjustScreen(screen, c.Threshold, c.SearchSize);
+  EXPECT_LE(std::abs(r.Cx - o.Cx), 0.5) << "found cx " << r.Cx << " true " << o.Cx;
+  EXPECT_LE(std::abs(r.Cy - o.Cy), 0.5) << "found cy " << r.Cy << " true " << o.Cy;
+  EXPECT_LE(std::abs(r.R - o.Radius), 1.0) << "found r " << r.R << " true " << o.Radius;
   // The candidates lie on the half-pixel grid about (width / 2, width / 2).
-  EXPECT_EQ(std::fmod((r.cx - c.width / 2) * 2.0, 1.0), 0.0);
-  EXPECT_EQ(std::fmod((r.cy - c.width / 2) * 2.0, 1.0), 0.0);
+  EXPECT_EQ(std::fmod((r.Cx - c.Width / 2) * 2.0, 1.0), 0.0);
+  EXPECT_EQ(std::fmod((r.Cy - c.Width / 2) * 2.0, 1.0), 0.0);
 }
 
 const ScreenCase kScreenCases[] = {
@@ -67,20 +67,20 @@ TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearchInBeginBasedCoordina
     ZrFloatMatrix screen = RfaMakeSyntheticScreen(
         RfaScreenOptions(96, 90, c[0], c[1], 33.0, c[0] - 8.0, c[1] + 5.0, 4.0, ++seed));
     const RfaScreenAdjustResult all = RfaAdjustScreen(screen, 0.1, 1);
-    EXPECT_NEAR(all.cx, c[0], 0.5);
-    EXPECT_NEAR(all.cy, c[1], 0.5);
-    EXPECT_NEAR(all.r, 33.0, 1.0);
+    EXPECT_NEAR(all.Cx, c[0], 0.5);
+    EXPECT_NEAR(all.Cy, c[1], 0.5);
+    EXPECT_NEAR(all.R, 33.0, 1.0);
     for (int32_t searchSize : {3, 10, 1000}) {
       const RfaScreenAdjustResult some = RfaAdjustScreen(screen, 0.1, searchSize);
-      EXPECT_EQ(some.cx, all.cx) << "search size " << searchSize;
-      EXPECT_EQ(some.cy, all.cy) << "search size " << searchSize;
-      EXPECT_EQ(some.r, all.r) << "search size " << searchSize;
+      EXPECT_EQ(some.Cx, all.Cx) << "search size " << searchSize;
+      EXPECT_EQ(some.Cy, all.Cy) << "search size " << searchSize;
+      EXPECT_EQ(some.R, all.R) << "search size " << searchSize;
     }
     screen.SetBegin(-17, 23);
     const RfaScreenAdjustResult shifted = RfaAdjustScreen(screen, 0.1, 10);
-    EXPECT_EQ(shifted.cx, all.cx - 17.0);
-    EXPECT_EQ(shifted.cy, all.cy + 23.0);
-    EXPECT_EQ(shifted.r, all.r);
+    EXPECT_EQ(shifted.Cx, all.Cx - 17.0);
+    EXPECT_EQ(shifted.Cy, all.Cy + 23.0);
+    EXPECT_EQ(shifted.R, all.R);
   }
 }
 
@@ -89,21 +89,21 @@ TEST(RfaScreenAdjust, ClipsAtThresholdOfMaximum) {
   image.SetBegin(3, -2);
   for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(i % 101);
   const RfaScreenAdjustResult r = RfaAdjustScreen(image, 0.25, 10);
-  ASSERT_EQ(r.clipped.ColSize, 64);
-  ASSERT_EQ(r.clipped.RowSize, 48);
-  EXPECT_EQ(r.clipped.ColBegin, 3);
-  EXPECT_EQ(r.clipped.RowBegin, -2);
+  ASSERT_EQ(r.Clipped.ColSize, 64);
+  ASSERT_EQ(r.Clipped.RowSize, 48);
+  EXPECT_EQ(r.Clipped.ColBegin, 3);
+  EXPECT_EQ(r.Clipped.RowBegin, -2);
   const float level = static_cast<float>(100.0f * 0.25);
   for (int64_t i = 0; i < image.Count(); ++i) {
-    ASSERT_EQ(r.clipped.Data[i], std::min(image.Data[i], level)) << i;
+    ASSERT_EQ(r.Clipped.Data[i], std::min(image.Data[i], level)) << i;
   }
   // A broken (non-finite) pixel is neither the maximum nor kept in the clipped image.
   image.Data[5] = std::numeric_limits<float>::infinity();
   image.Data[6] = std::numeric_limits<float>::quiet_NaN();
   const RfaScreenAdjustResult broken = RfaAdjustScreen(image, 0.25, 10);
-  EXPECT_EQ(broken.clipped.Data[5], 0.0f);
-  EXPECT_EQ(broken.clipped.Data[6], 0.0f);
-  EXPECT_EQ(broken.clipped.Data[100], level);
+  EXPECT_EQ(broken.Clipped.Data[5], 0.0f);
+  EXPECT_EQ(broken.Clipped.Data[6], 0.0f);
+  EXPECT_EQ(broken.Clipped.Data[100], level);
 }
 
 TEST(RfaScreenAdjust, RefusesBadInput) {
@@ -128,9 +128,9 @@ TEST(RfaScreenAdjust, DegenerateImagesGiveAFiniteAnswer) {
     ZrFloatMatrix image(s[0], s[1]);
     for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(1 + i % 3);
     const RfaScreenAdjustResult r = RfaAdjustScreen(image, 0.5, 10);
-    EXPECT_TRUE(std::isfinite(r.cx) && std::isfinite(r.cy) && std::isfinite(r.r))
+    EXPECT_TRUE(std::isfinite(r.Cx) && std::isfinite(r.Cy) && std::isfinite(r.R))
         << s[0] << " x " << s[1];
-    EXPECT_GE(r.r, 0.0);
+    EXPECT_GE(r.R, 0.0);
   }
 }
 

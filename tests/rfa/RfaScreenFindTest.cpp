@@ -14,37 +14,37 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 
 struct FindCase {
-  const char* name;
-  int32_t width, height;
-  double cx, cy, radius, rimWidth, noise;
-  double dipAngleDeg;  // the MCP dip centred on the rim at this azimuth; NAN: inside the screen
-  uint32_t seed;
+  const char* Name;
+  int32_t Width, Height;
+  double Cx, Cy, Radius, RimWidth, Noise;
+  double DipAngleDeg;  // the MCP dip centred on the rim at this azimuth; NAN: inside the screen
+  uint32_t Seed;
 };
 
 void PrintTo(const FindCase& c, std::ostream* os) {
-  *os << c.name;
+  *os << c.Name;
 }
 
 class RfaFindScreenAccuracy : public testing::TestWithParam<FindCase> {};
 
 TEST_P(RfaFindScreenAccuracy, CentreWithinAQuarterPixelRadiusWithinHalf) {
   const FindCase& c = GetParam();
-  const bool onRim = !std::isnan(c.dipAngleDeg);
-  const double a = onRim ? c.dipAngleDeg * kPi / 180 : 0.0;
+  const bool onRim = !std::isnan(c.DipAngleDeg);
+  const double a = onRim ? c.DipAngleDeg * kPi / 180 : 0.0;
   RfaSyntheticScreenOptions o = RfaScreenOptions(
-      c.width, c.height, c.cx, c.cy, c.radius,
-      onRim ? c.cx + c.radius * std::cos(a) : c.cx + 0.3 * c.radius,
-      onRim ? c.cy + c.radius * std::sin(a) : c.cy - 0.2 * c.radius, 0.14 * c.radius, c.seed);
-  o.rimWidth = c.rimWidth;
-  o.noise = c.noise;
+      c.Width, c.Height, c.Cx, c.Cy, c.Radius,
+      onRim ? c.Cx + c.Radius * std::cos(a) : c.Cx + 0.3 * c.Radius,
+      onRim ? c.Cy + c.Radius * std::sin(a) : c.Cy - 0.2 * c.Radius, 0.14 * c.Radius, c.Seed);
+  o.RimWidth = c.RimWidth;
+  o.Noise = c.Noise;
   const RfaFoundScreen found = RfaFindScreen(RfaMakeSyntheticScreen(o));
   // The errors, for the accuracy figures quoted in the docs.
-  std::cout << "[ accuracy ] " << c.name << ": centre " << found.Cx - c.cx << ", "
-            << found.Cy - c.cy << "  radius " << found.R - c.radius << "  (" << found.RimPoints
+  std::cout << "[ accuracy ] " << c.Name << ": centre " << found.Cx - c.Cx << ", "
+            << found.Cy - c.Cy << "  radius " << found.R - c.Radius << "  (" << found.RimPoints
             << " of " << found.Rays << " rays, scatter " << found.Scatter << " px)\n";
-  EXPECT_LE(std::abs(found.Cx - c.cx), 0.25);
-  EXPECT_LE(std::abs(found.Cy - c.cy), 0.25);
-  EXPECT_LE(std::abs(found.R - c.radius), 0.5);
+  EXPECT_LE(std::abs(found.Cx - c.Cx), 0.25);
+  EXPECT_LE(std::abs(found.Cy - c.Cy), 0.25);
+  EXPECT_LE(std::abs(found.R - c.Radius), 0.5);
 }
 
 // Off centre by up to a quarter of the image on either axis, non-square images, soft and noisy

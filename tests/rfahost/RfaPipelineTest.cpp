@@ -39,7 +39,7 @@ class RfaPipelineTest : public ::testing::Test, public RfaRefHostFixture {
   ZrPluginFuncVeldra link_;
   int32_t sourceId_ = -1;
   // The parameters that suit the source screen.
-  RfaParameters p = RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
+  RfaParameters p_ = RfaGeometry(33, 31, 26, 2, 2, 32, 32, 39, 29, 3, 32, 32, 27, 27);
 };
 
 // Every operation as the table calls it: the parameters, the link and the source window.
@@ -57,9 +57,9 @@ void AdjustAndShow(RfaParameters& p, ZrPluginFuncVeldra& host, int32_t) {
 }
 
 struct OrderCase {
-  const char* name;
-  Operation run;
-  const char* calls;  // the host functions in order; "F" fetches an image record, "S" sends one
+  const char* Name;
+  Operation Run;
+  const char* Calls;  // the host functions in order; "F" fetches an image record, "S" sends one
 };
 
 class RfaPipelineOrderTest : public RfaPipelineTest,
@@ -67,7 +67,7 @@ class RfaPipelineOrderTest : public RfaPipelineTest,
 
 TEST_P(RfaPipelineOrderTest, CallsTheHostInTheDescribedOrder) {
   std::vector<std::string> expected;
-  std::istringstream calls(GetParam().calls);
+  std::istringstream calls(GetParam().Calls);
   for (std::string call; calls >> call;) {
     if (call == "F") {
       expected.insert(expected.end(),
@@ -79,7 +79,7 @@ TEST_P(RfaPipelineOrderTest, CallsTheHostInTheDescribedOrder) {
       expected.push_back(call);
     }
   }
-  GetParam().run(p, link_, sourceId_);
+  GetParam().Run(p_, link_, sourceId_);
   EXPECT_EQ(Functions(), expected);
 }
 
@@ -122,11 +122,11 @@ TEST(RfaPipeline, LogNamesTheProgramTheVersionAndTheCheckedSteps) {
 
 TEST_F(RfaPipelineTest, HostFailureMidChainKeepsTheNewWindow) {
   ZrRefHostFaults faults;
-  faults.returnCode = "Image window is locked";
-  faults.onlyFunction = "FIImageSetBySharedMemory";
+  faults.ReturnCode = "Image window is locked";
+  faults.OnlyFunction = "FIImageSetBySharedMemory";
   host_.SetFaults(faults);
   const size_t windows = host_.WindowIds().size();
-  EXPECT_ZR_ERROR(RfaNewImageFromWindow(p, link_, sourceId_), "Image window is locked");
+  EXPECT_ZR_ERROR(RfaNewImageFromWindow(p_, link_, sourceId_), "Image window is locked");
   EXPECT_EQ(host_.WindowIds().size(), windows + 1);
   // Nothing after the failed call was sent.
   EXPECT_EQ(Functions().back(), "FIImageSetBySharedMemory");
@@ -147,16 +147,16 @@ TEST_F(RfaPipelineTest, UpdateMaskWithoutARegionRecordKeepsTheParameters) {
     if (request.find("<cmd>RegionGet</cmd>") != std::string::npos) {
       return ZrScriptedAnswer{"<air><i0><ReturnCode>ok</ReturnCode>\n</i0>\n</air>\n"};
     }
-    return ZrScriptedAnswer{host_.Handle(request).text};
+    return ZrScriptedAnswer{host_.Handle(request).Text};
   });
   ZrPluginFuncVeldra link("localhost", scripted.Port());
   link.SubConnect();
-  const RfaParameters before = p;
-  EXPECT_ZR_ERROR(RfaUpdateMaskFromRegion(p, link),
+  const RfaParameters before = p_;
+  EXPECT_ZR_ERROR(RfaUpdateMaskFromRegion(p_, link),
                   "The host's answer holds no region record (cx, cy, w, h)");
-  EXPECT_EQ(p.McpDipCx, before.McpDipCx);
-  EXPECT_EQ(p.McpDipCy, before.McpDipCy);
-  EXPECT_EQ(p.McpDipR, before.McpDipR);
+  EXPECT_EQ(p_.McpDipCx, before.McpDipCx);
+  EXPECT_EQ(p_.McpDipCy, before.McpDipCy);
+  EXPECT_EQ(p_.McpDipR, before.McpDipR);
 }
 
 }  // namespace

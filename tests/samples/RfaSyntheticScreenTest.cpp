@@ -17,11 +17,11 @@ RfaSyntheticScreenOptions Plain() {
 
 TEST(RfaSyntheticScreen, SameOptionsGiveSameBits) {
   RfaSyntheticScreenOptions o;
-  o.seed = 1234;
+  o.Seed = 1234;
   const ZrFloatMatrix a = RfaMakeSyntheticScreen(o);
   const ZrFloatMatrix b = RfaMakeSyntheticScreen(o);
   EXPECT_TRUE(ZrSameBits(a, b));
-  o.seed = 1235;
+  o.Seed = 1235;
   const ZrFloatMatrix c = RfaMakeSyntheticScreen(o);
   EXPECT_FALSE(ZrSameBits(a, c));
 }
@@ -32,7 +32,7 @@ TEST(RfaSyntheticScreen, ZeroOutsideTheScreenAndPositiveInside) {
   ASSERT_EQ(m.Count(), 90 * 70);
   for (int32_t y = 0; y < 70; ++y) {
     for (int32_t x = 0; x < 90; ++x) {
-      if (std::hypot(x - o.cx, y - o.cy) < o.radius) {
+      if (std::hypot(x - o.Cx, y - o.Cy) < o.Radius) {
         ASSERT_GT(m(x, y), 0.0f) << "(" << x << "," << y << ")";
       } else {
         ASSERT_EQ(m(x, y), 0.0f) << "(" << x << "," << y << ")";
@@ -43,27 +43,27 @@ TEST(RfaSyntheticScreen, ZeroOutsideTheScreenAndPositiveInside) {
 
 TEST(RfaSyntheticScreen, BackgroundFollowsTheEquidistantMapping) {
   RfaSyntheticScreenOptions o = Plain();
-  o.tiltAzimuthDeg = 0.0;
+  o.TiltAzimuthDeg = 0.0;
   const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
   // Opposite points on the x axis; polar angle = distance / radius x 90 degrees.
   const auto expected = [&o](double signedDistance) {
     const double theta = std::abs(signedDistance) / 40.0 * M_PI / 2.0;
-    return o.level * (1.0 + std::copysign(o.tilt, signedDistance) * std::sin(theta)) *
-           (1.0 - o.polarFall * (1.0 - std::cos(theta)));
+    return o.Level * (1.0 + std::copysign(o.Tilt, signedDistance) * std::sin(theta)) *
+           (1.0 - o.PolarFall * (1.0 - std::cos(theta)));
   };
-  EXPECT_NEAR(m(88, 48), expected(88 - o.cx), 1e-3);
-  EXPECT_NEAR(m(28, 48), expected(28 - o.cx), 1e-3);
+  EXPECT_NEAR(m(88, 48), expected(88 - o.Cx), 1e-3);
+  EXPECT_NEAR(m(28, 48), expected(28 - o.Cx), 1e-3);
   // The pixel nearest the centre is at theta close to 0: the level itself.
-  EXPECT_NEAR(m(57, 48), o.level, 0.02 * o.level);
+  EXPECT_NEAR(m(57, 48), o.Level, 0.02 * o.Level);
 }
 
 TEST(RfaSyntheticScreen, DipScalesItsDisc) {
   RfaSyntheticScreenOptions o = Plain();
   const ZrFloatMatrix clear = RfaMakeSyntheticScreen(o);
-  o.dipDepth = 0.75;
+  o.DipDepth = 0.75;
   const ZrFloatMatrix dipped = RfaMakeSyntheticScreen(o);
-  for (int32_t y = 0; y < o.height; ++y) {
-    for (int32_t x = 0; x < o.width; ++x) {
+  for (int32_t y = 0; y < o.Height; ++y) {
+    for (int32_t x = 0; x < o.Width; ++x) {
       const bool inDip = std::hypot(x - 60.0, y - 40.0) < 6.0;
       ASSERT_FLOAT_EQ(dipped(x, y), inDip ? 0.25f * clear(x, y) : clear(x, y));
     }
@@ -73,15 +73,15 @@ TEST(RfaSyntheticScreen, DipScalesItsDisc) {
 TEST(RfaSyntheticScreen, NoiseIsGaussianOfTheRequestedWidth) {
   RfaSyntheticScreenOptions o =
       RfaSmoothScreen(RfaScreenOptions(300, 300, 150, 150, 140, 150, 140, 10));
-  o.tilt = 0.0;
-  o.polarFall = 0.0;
-  o.noise = 0.1;
-  o.seed = 99;
+  o.Tilt = 0.0;
+  o.PolarFall = 0.0;
+  o.Noise = 0.1;
+  o.Seed = 99;
   const ZrFloatMatrix m = RfaMakeSyntheticScreen(o);
   double n = 0, sum = 0, sum2 = 0, within2 = 0;
   for (int64_t i = 0; i < m.Count(); ++i) {
     if (m.Data[i] == 0.0f) continue;
-    const double z = (m.Data[i] / o.level - 1.0) / o.noise;
+    const double z = (m.Data[i] / o.Level - 1.0) / o.Noise;
     n += 1;
     sum += z;
     sum2 += z * z;
@@ -97,12 +97,12 @@ TEST(RfaSyntheticScreen, NoiseIsGaussianOfTheRequestedWidth) {
 
 TEST(RfaSyntheticScreen, RefusesBadGeometry) {
   RfaSyntheticScreenOptions o;
-  o.width = -1;
+  o.Width = -1;
   EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: negative image size");
-  o.width = 10;
-  o.radius = 0.0;
+  o.Width = 10;
+  o.Radius = 0.0;
   EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: the radius must be positive");
-  o.radius = NAN;
+  o.Radius = NAN;
   EXPECT_ZR_ERROR(RfaMakeSyntheticScreen(o), "Synthetic screen: the radius must be positive");
 }
 

@@ -33,7 +33,7 @@ class RfaAnalysisTest : public RfaProcessTest {
  protected:
   void WriteScreen(const std::string& name, double cx, double cy, uint32_t seed = 3) {
     RfaSyntheticScreenOptions o = RfaScreenOptions(96, 96, cx, cy, 36, cx + 10, cy - 5, 4, seed);
-    o.rimWidth = 1.0;
+    o.RimWidth = 1.0;
     QDir().mkpath(QFileInfo(QString::fromStdString(Path(name))).path());
     ZrImageWrite(Path(name), RfaMakeSyntheticScreen(o));
   }
@@ -146,7 +146,7 @@ TEST_F(RfaAnalysisTest, SubpixelMoveBackgroundProfileAndAngularMaps) {
   RfaChainOptions chain;
   chain.Subpixel = true;
   const RfaProcessResult result = RfaProcessImage(input, p, chain);
-  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/s.tif")), result.image));
+  EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/s.tif")), result.Image));
   ZrFloatMatrix moved = input, background;
   RfaMoveToCenterSubpixel(moved, p.Sx, p.Sy, RfaInterpolation::Keys);
   RfaSphericalHarmonicsBackground(background, p, moved);
@@ -161,7 +161,7 @@ TEST_F(RfaAnalysisTest, SubpixelMoveBackgroundProfileAndAngularMaps) {
 
   const RfaAngularGrid grid = RfaMakeAngularGrid(5, p);
   EXPECT_TRUE(ZrSameBits(ZrImageRead(Path("out/s.angular.tif")),
-                         RfaAngularMap(result.image, p, grid, RfaInterpolation::Keys)));
+                         RfaAngularMap(result.Image, p, grid, RfaInterpolation::Keys)));
   const QJsonObject file =
       Json(ZrDecodeTiffText(ZrReadFileBytes(Path("out/s.angular.tif")), "a").Description)["file"]
           .toObject();
@@ -173,7 +173,7 @@ TEST_F(RfaAnalysisTest, SubpixelMoveBackgroundProfileAndAngularMaps) {
   // The side files of a result are no inputs when its folder is processed again.
   const std::vector<RfaProcessJob> again = RfaCollectJobs({Path("out")}, Path("again"));
   ASSERT_EQ(again.size(), 1u);
-  EXPECT_EQ(again[0].input, Path("out/s.tif"));
+  EXPECT_EQ(again[0].Input, Path("out/s.tif"));
 }
 
 // Requests no image could meet stop the run before anything is written.

@@ -62,19 +62,19 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
                            "-o",      "res",       "in2",         "--png",         "--frames",
                            "4:",      "--dataset", "/entry/data", "--fit-threads", "2",
                            "\xff.tif"});
-  EXPECT_EQ(o.parameterFile, "a.rfa_bg");
-  EXPECT_EQ(o.outputDir, "res");
-  EXPECT_EQ(o.jobs, 3);
-  EXPECT_EQ(o.fitThreads, 2);
-  EXPECT_TRUE(o.pictures);
-  EXPECT_EQ(o.inputs, (std::vector<std::string>{"in1", "in2", "\xff.tif"}));  // bytes kept
-  EXPECT_EQ(o.frames.dataset, "/entry/data");
-  EXPECT_EQ(o.frames.first, 4);
-  EXPECT_EQ(o.frames.end, -1);
-  EXPECT_EQ(RfaParseCommandLine({"--frames", "7"}).frames.end, 8);
+  EXPECT_EQ(o.ParameterFile, "a.rfa_bg");
+  EXPECT_EQ(o.OutputDir, "res");
+  EXPECT_EQ(o.Jobs, 3);
+  EXPECT_EQ(o.FitThreads, 2);
+  EXPECT_TRUE(o.Pictures);
+  EXPECT_EQ(o.Inputs, (std::vector<std::string>{"in1", "in2", "\xff.tif"}));  // bytes kept
+  EXPECT_EQ(o.Frames.Dataset, "/entry/data");
+  EXPECT_EQ(o.Frames.First, 4);
+  EXPECT_EQ(o.Frames.End, -1);
+  EXPECT_EQ(RfaParseCommandLine({"--frames", "7"}).Frames.End, 8);
   const std::vector<std::pair<std::string, std::string>> expected = {
       {"IsBgSh_", "false"}, {"Sx_", "120"}, {"IsBgSh_", "true"}};
-  EXPECT_EQ(o.overrides, expected);
+  EXPECT_EQ(o.Overrides, expected);
 }
 
 // ---- parameters ----
@@ -304,9 +304,9 @@ TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
   std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
-  EXPECT_EQ(jobs[0].input, Path("first/s.tif"));
-  EXPECT_EQ(jobs[0].outputImage, Path("second/s.tif"));
-  EXPECT_EQ(jobs[0].outputKeys, Path("second/s.keys.xml"));
+  EXPECT_EQ(jobs[0].Input, Path("first/s.tif"));
+  EXPECT_EQ(jobs[0].OutputImage, Path("second/s.tif"));
+  EXPECT_EQ(jobs[0].OutputKeys, Path("second/s.keys.xml"));
   QDir().mkpath(QString::fromStdString(Path("empty")));
   std::ofstream(Path("empty/notes.txt")) << "not an image";
   EXPECT_ZR_ERROR(RfaCollectJobs({Path("empty")}, Path("x")),
@@ -328,14 +328,14 @@ TEST_F(RfaProcessTest, StackFramesBecomeJobsNamedByNumber) {
   const std::vector<RfaProcessJob> jobs =
       RfaCollectJobs({Path("s.npy"), Path("one.npy")}, Path("out"), false, {"", 9, -1});
   ASSERT_EQ(jobs.size(), 3u);
-  EXPECT_EQ(jobs[0].outputImage, Path("out/s_09.tif"));
-  EXPECT_EQ(jobs[1].outputKeys, Path("out/s_10.keys.xml"));
-  EXPECT_EQ(jobs[1].frame, 10);
-  EXPECT_EQ(jobs[2].outputImage, Path("out/one.tif"));
+  EXPECT_EQ(jobs[0].OutputImage, Path("out/s_09.tif"));
+  EXPECT_EQ(jobs[1].OutputKeys, Path("out/s_10.keys.xml"));
+  EXPECT_EQ(jobs[1].Frame, 10);
+  EXPECT_EQ(jobs[2].OutputImage, Path("out/one.tif"));
   const std::vector<RfaProcessJob> beyond =
       RfaCollectJobs({Path("s.npy")}, Path("out"), false, {"", 5, 12});
   ASSERT_EQ(beyond.size(), 1u);
-  EXPECT_EQ(beyond[0].error, Path("s.npy") + ": frames 5:12 asked for, the stack holds 11 (0:11)");
+  EXPECT_EQ(beyond[0].Error, Path("s.npy") + ": frames 5:12 asked for, the stack holds 11 (0:11)");
   EXPECT_EQ(Run("--no-bg-sh --no-mask-outside --frames 10: -o @/out @/s.npy"), 0) << err_;
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"s_10.json", "s_10.keys.xml", "s_10.tif"}));
 }
@@ -418,13 +418,13 @@ TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
 // near the centre holds too few pixels for its median to be known that well.
 TEST(AzimuthalQuotient, RingMediansOfTheBundledSamplesStayWithinHalfAPercentOfOne) {
   RfaProcessOptions o;
-  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
-  o.overrides = {{"IsMaskMcpDip_", "false"}, {"IsMaskOutside_", "false"}};
+  o.ParameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
+  o.Overrides = {{"IsMaskMcpDip_", "false"}, {"IsMaskOutside_", "false"}};
   const RfaParameters p = RfaLoadParameters(o);
   const double radius = p.Sr - p.SMargin;
   for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif"}) {
     const ZrFloatMatrix q =
-        RfaProcessImage(ZrImageRead(ZrTestDataDir() + "/samples/" + name), p).image;
+        RfaProcessImage(ZrImageRead(ZrTestDataDir() + "/samples/" + name), p).Image;
     std::vector<std::vector<float>> rings(static_cast<size_t>(std::ceil(radius / 5)));
     for (int32_t y = 0; y < q.RowSize; ++y) {
       for (int32_t x = 0; x < q.ColSize; ++x) {
@@ -461,7 +461,7 @@ TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakesAndFitTheirParamete
   }
   // The screen and the outside mask lie inside the image, the average centre is its centre.
   RfaProcessOptions o;
-  o.parameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
+  o.ParameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
   const RfaParameters p = RfaLoadParameters(o);
   EXPECT_LE(p.Sr, p.Sx);
   EXPECT_LE(p.Sx + p.Sr, 256);

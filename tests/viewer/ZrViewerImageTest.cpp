@@ -21,16 +21,16 @@ const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
 
 struct RangeCase {
-  std::vector<float> values;
-  float lo, hi;
+  std::vector<float> Values;
+  float Lo, Hi;
 };
 class ZrViewerAutoRangeTest : public ::testing::TestWithParam<RangeCase> {};
 
 TEST_P(ZrViewerAutoRangeTest, FiniteMinimumAndMaximum) {
   const RangeCase& c = GetParam();
-  const ZrDisplayRange range = ZrViewerAutoRange(Image(2, 2, c.values));
-  EXPECT_EQ(range.lo, c.lo);
-  EXPECT_EQ(range.hi, c.hi);
+  const ZrDisplayRange range = ZrViewerAutoRange(Image(2, 2, c.Values));
+  EXPECT_EQ(range.Lo, c.Lo);
+  EXPECT_EQ(range.Hi, c.Hi);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -54,15 +54,15 @@ TEST(ZrViewerRender, LinearBetweenLoAndHiClampedOutsideNaNBlackPixelsInPlace) {
 }
 
 struct CursorCase {
-  int32_t x, y;
-  const char* text;
+  int32_t X, Y;
+  const char* Text;
 };
 class ZrViewerCursorTest : public ::testing::TestWithParam<CursorCase> {};
 
 // Begins 10, 20: the pixels are x 10..12, y 20..21.
 TEST_P(ZrViewerCursorTest, ValueOfThePixelByBeginBasedCoordinates) {
   const ZrFloatMatrix image = Image(3, 2, {1, 2, 3.25f, -4, 1e-8f, 123456789.0f}, 10, 20);
-  EXPECT_EQ(ZrViewerCursorText(image, GetParam().x, GetParam().y).toStdString(), GetParam().text);
+  EXPECT_EQ(ZrViewerCursorText(image, GetParam().X, GetParam().Y).toStdString(), GetParam().Text);
 }
 
 INSTANTIATE_TEST_SUITE_P(Pixels, ZrViewerCursorTest,

@@ -69,14 +69,14 @@ TEST_F(ZrViewerMenuTest, ReadsTheEntriesThePluginsRegister) {
   const auto items = ZrViewerMenuScan(dir_.path().toStdString(), &errors);
   std::vector<std::string> read;
   for (const ZrViewerMenuItem& i : items) {
-    read.push_back(i.entry.Title + "|" + i.entry.TitleSubmenu + "|" + i.entry.TitleMenu + "|" +
-                   i.entry.Exe + "|" + i.entry.Parameter);
+    read.push_back(i.Entry.Title + "|" + i.Entry.TitleSubmenu + "|" + i.Entry.TitleMenu + "|" +
+                   i.Entry.Exe + "|" + i.Entry.Parameter);
   }
   EXPECT_EQ(read,
             (std::vector<std::string>{"A1||N|a-tool|", "B1||M|b-tool.x|-1", "B2|S|M|b-tool.x|-2",
                                       std::string(kTitle) + "||PEH|rfa-bg|-O"}));
   ASSERT_EQ(items.size(), 4u);
-  EXPECT_EQ(items[3].menuFile, QDir(dir_.path()).absoluteFilePath("rfa-bg.menu").toStdString());
+  EXPECT_EQ(items[3].MenuFile, QDir(dir_.path()).absoluteFilePath("rfa-bg.menu").toStdString());
   EXPECT_EQ(errors, std::vector<std::string>{
                         "Not a menu registration file:" +
                         QDir(dir_.path()).absoluteFilePath("c-other.menu").toStdString()});
@@ -84,19 +84,19 @@ TEST_F(ZrViewerMenuTest, ReadsTheEntriesThePluginsRegister) {
 }
 
 struct LaunchCase {
-  const char* parameter;
-  uint16_t port;
-  std::vector<QString> arguments;
+  const char* Parameter;
+  uint16_t Port;
+  std::vector<QString> Arguments;
 };
 
 class ZrViewerLaunchTest : public ::testing::TestWithParam<LaunchCase> {};
 
 TEST_P(ZrViewerLaunchTest, ProgramBesideTheFileWithParameterAndPort) {
   const LaunchCase& c = GetParam();
-  ZrViewerMenuItem item{"/opt/plug ins/rfa-bg.menu", {kTitle, "", "PEH", "rfa-bg", c.parameter}};
-  const ZrViewerLaunch launch = ZrViewerMenuLaunch(item, c.port);
-  EXPECT_EQ(launch.program, "/opt/plug ins/rfa-bg");
-  EXPECT_EQ(launch.arguments, QStringList(c.arguments.begin(), c.arguments.end()));
+  ZrViewerMenuItem item{"/opt/plug ins/rfa-bg.menu", {kTitle, "", "PEH", "rfa-bg", c.Parameter}};
+  const ZrViewerLaunch launch = ZrViewerMenuLaunch(item, c.Port);
+  EXPECT_EQ(launch.Program, "/opt/plug ins/rfa-bg");
+  EXPECT_EQ(launch.Arguments, QStringList(c.Arguments.begin(), c.Arguments.end()));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -141,7 +141,7 @@ TEST_F(ZrViewerMenuTest, MenusAsRegisteredItemsStartTheirProgramWithParameterAnd
   QAction* item = Item(TopMenu(window, "PEH"), kTitle);
   ASSERT_NE(item, nullptr);
   item->trigger();
-  EXPECT_EQ(window.LastLaunch().program, script);
+  EXPECT_EQ(window.LastLaunch().Program, script);
   ASSERT_TRUE(QTest::qWaitFor([&] { return QFile(dir_.filePath("args.txt")).size() > 0; }, 10000));
   EXPECT_EQ(ZrTestReadFile(Path("args.txt")), "-O\n-P\n23456\n");
   QProcess* process = window.StartPlugin(ZrViewerMenuScan(dir_.path().toStdString()).at(0));
@@ -166,8 +166,8 @@ TEST_F(ZrViewerMenuTest, ThePluginStartedFromItsMenuConnectsToTheHost) {
   ASSERT_NE(item, nullptr);
   EXPECT_EQ(window.ClientCount(), 0);
   item->trigger();
-  EXPECT_EQ(window.LastLaunch().program, program);
-  EXPECT_EQ(window.LastLaunch().arguments,
+  EXPECT_EQ(window.LastLaunch().Program, program);
+  EXPECT_EQ(window.LastLaunch().Arguments,
             QStringList({"-O", "-P", QString::number(server.Port())}));
   EXPECT_TRUE(QTest::qWaitFor([&] { return window.ClientCount() == 1; }, 30000));
   QProcess* process = window.findChild<QProcess*>();

@@ -65,10 +65,10 @@ TEST(ZrViewerProgram, GuiModeServesTheHostAndQuitsOnRequest) {
 }
 
 struct BadStart {
-  const char* name;
-  QStringList arguments;
-  const char* error;  // the last line of standard error (Qt may warn before it)
-  bool display = true;
+  const char* Name;
+  QStringList Arguments;
+  const char* Error;  // the last line of standard error (Qt may warn before it)
+  bool Display = true;
 };
 
 std::string LastLine(const QByteArray& text) {
@@ -82,13 +82,13 @@ TEST_P(ZrViewerProgramBadStart, EndsWithExitCode2AndTheReason) {
   QProcess program;
   QProcessEnvironment environment = ProgramEnvironment();
   for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
-    if (!GetParam().display) environment.remove(name);
+    if (!GetParam().Display) environment.remove(name);
   }
   program.setProcessEnvironment(environment);
-  program.start(ZR_REFHOST_EXE, GetParam().arguments);
+  program.start(ZR_REFHOST_EXE, GetParam().Arguments);
   ASSERT_TRUE(program.waitForFinished(20000));
   EXPECT_EQ(program.exitCode(), 2);
-  EXPECT_EQ(LastLine(program.readAllStandardError()), GetParam().error);
+  EXPECT_EQ(LastLine(program.readAllStandardError()), GetParam().Error);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -103,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "veldra-refhost: --gui needs a display (DISPLAY is not set); without one run it "
                  "headless (no --gui)",
                  false}),
-    [](const ::testing::TestParamInfo<BadStart>& test) { return std::string(test.param.name); });
+    [](const ::testing::TestParamInfo<BadStart>& test) { return std::string(test.param.Name); });
 
 }  // namespace
 #endif

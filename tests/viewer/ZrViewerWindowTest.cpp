@@ -101,7 +101,7 @@ TEST_P(ZrViewerOpenTest, EachFileInAWindowOfItsSize) {
   ASSERT_NE(window, nullptr);
   EXPECT_EQ(window->View()->Picture().size(), QSize(37, 23));
   EXPECT_EQ(window->View()->sizeHint(), QSize(37, 23));
-  EXPECT_TRUE(SameBits(window->Window().image, image));
+  EXPECT_TRUE(SameBits(window->Window().Image, image));
   EXPECT_EQ(host_.Focus(), id);
   EXPECT_EQ(viewer_->ActiveWindow(), window);
   EXPECT_EQ(window->Title(), QString("%1: %2 (37 x 23)").arg(id).arg(GetParam()));
@@ -127,8 +127,8 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   const int32_t id = viewer_->OpenFile(Write("ramp.tif", Ramp(11, 3)));
   ZrViewerWindow* window = viewer_->WindowWidget(id);
   // Auto: 0.5 (black) .. 2010.5 (white).
-  EXPECT_FLOAT_EQ(window->Range().lo, 0.5f);
-  EXPECT_FLOAT_EQ(window->Range().hi, 2010.5f);
+  EXPECT_FLOAT_EQ(window->Range().Lo, 0.5f);
+  EXPECT_FLOAT_EQ(window->Range().Hi, 2010.5f);
   const auto grey = [&](int x, int y) { return qGray(window->View()->Picture().pixel(x, y)); };
   EXPECT_EQ(std::vector<int>({grey(0, 0), grey(10, 2)}), std::vector<int>({0, 255}));
   // Row 1 lies between 1000.5 and 1010.5: set the range to it.
@@ -138,9 +138,9 @@ TEST_F(ZrViewerWindowTest, DisplayRangeAutoAndSet) {
   // A set range stays when the host changes the image; auto follows it again.
   host_.SetWindowImage(id, Ramp(11, 3, 0, 5));
   viewer_->Sync();
-  EXPECT_FLOAT_EQ(window->Range().lo, 1000.5f);
+  EXPECT_FLOAT_EQ(window->Range().Lo, 1000.5f);
   window->SetAutoRange(true);
-  EXPECT_FLOAT_EQ(window->Range().lo, 5000.5f);
+  EXPECT_FLOAT_EQ(window->Range().Lo, 5000.5f);
 }
 
 // The key record side file of a result becomes the window's keys; keys and log a plug-in sets
@@ -153,8 +153,8 @@ TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   const int32_t id = viewer_->OpenFile(image);
   ZrRefHostWindow record;
   ASSERT_TRUE(host_.GetWindow(id, record));
-  EXPECT_EQ(record.keyDouble.at("RFA_background"), -0.125);
-  EXPECT_EQ(record.keyString.at("source"), "a b.tif");
+  EXPECT_EQ(record.KeyDouble.at("RFA_background"), -0.125);
+  EXPECT_EQ(record.KeyString.at("source"), "a b.tif");
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
@@ -180,7 +180,7 @@ TEST_F(ZrViewerWindowTest, UnreadableFilesOpenNothingOrNoKeys) {
   EXPECT_EQ(viewer_->ActiveWindow(), nullptr);
   const int32_t id = viewer_->OpenFile(Write("result.rawf", Ramp(8, 8)));
   ASSERT_NE(viewer_->WindowWidget(id), nullptr);
-  EXPECT_TRUE(viewer_->WindowWidget(id)->Window().keyDouble.empty());
+  EXPECT_TRUE(viewer_->WindowWidget(id)->Window().KeyDouble.empty());
   EXPECT_TRUE(KeyRows("ImageKeyDouble").isEmpty());
 }
 
@@ -227,7 +227,7 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
   client.RegionAdd(id, box);
   client.UpdateAll();
   ZrViewerWindow* window = viewer_->WindowWidget(id);
-  ASSERT_TRUE(QTest::qWaitFor([&] { return window->Window().regions.size() == 2; }, 5000));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return window->Window().Regions.size() == 2; }, 5000));
   window->View()->SetZoom(2);
   const QImage shot = window->View()->grab().toImage();
   // Near a widget point: is there a pixel of this colour within 2 pixels?
@@ -247,14 +247,14 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
   // Ellipse ends at cx +- w/2 and cy +- h/2, nothing drawn at its centre nor at the corner of
   // its bounding box; rectangle corners at (45, 37) and (55, 43), nothing at its centre.
   const struct {
-    float x, y;
-    QColor colour;
-    bool drawn;
+    float X, Y;
+    QColor Colour;
+    bool Drawn;
   } points[] = {{10, 20, Qt::red, true},   {50, 20, Qt::red, true},   {30, 10, Qt::red, true},
                 {30, 30, Qt::red, true},   {30, 20, Qt::red, false},  {10, 10, Qt::red, false},
                 {45, 37, Qt::green, true}, {55, 43, Qt::green, true}, {50, 40, Qt::green, false}};
   for (const auto& p : points) {
-    EXPECT_EQ(near(view->ToScreen(p.x, p.y), p.colour), p.drawn) << p.x << ", " << p.y;
+    EXPECT_EQ(near(view->ToScreen(p.X, p.Y), p.Colour), p.Drawn) << p.X << ", " << p.Y;
   }
 }
 
@@ -274,8 +274,8 @@ TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
   slider->setValue(2);
   ZrRefHostWindow record;
   ASSERT_TRUE(host_.GetWindow(id, record));
-  EXPECT_EQ(record.currentIndex, 2);
-  EXPECT_TRUE(SameBits(window->Window().image, Ramp(8, 4, 0, 2)));
+  EXPECT_EQ(record.CurrentIndex, 2);
+  EXPECT_TRUE(SameBits(window->Window().Image, Ramp(8, 4, 0, 2)));
   EXPECT_EQ(window->View()->Picture().size(), QSize(8, 4));
   EXPECT_EQ(window->Title(), QString("%1: img2.rawf (8 x 4)").arg(id));
 }
@@ -333,8 +333,8 @@ TEST_F(ZrViewerWindowTest, APluginsChangeRedrawsOnlyTheWindowItChanged) {
   image.Fill(3.0f);
   Client().ImageSet(changed, image);
   Client().ImageKeyStringSet(changed, {{"note", "a<b"}});
-  QTRY_COMPARE(viewer_->WindowWidget(changed)->Window().keyString.count("note"), size_t{1});
-  EXPECT_EQ(viewer_->WindowWidget(changed)->Window().image.Data[0], 3.0f);
+  QTRY_COMPARE(viewer_->WindowWidget(changed)->Window().KeyString.count("note"), size_t{1});
+  EXPECT_EQ(viewer_->WindowWidget(changed)->Window().Image.Data[0], 3.0f);
   EXPECT_NE(picture(changed), changedPicture);
   EXPECT_EQ(picture(kept), keptPicture);
   const qint64 settled = picture(changed);
