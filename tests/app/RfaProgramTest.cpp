@@ -30,7 +30,9 @@ class RfaProgramTest : public ::testing::Test {
   void Start(int port) {
     process_.start(dir_.filePath("rfa-bg"), {"-P", QString::number(port), "-O"});
   }
-  QByteArray MenuFile() const { return ReadAll(dir_.filePath("rfa-bg.menu")); }
+  std::string MenuFile() const {
+    return ZrTestReadFile(dir_.filePath("rfa-bg.menu").toStdString());
+  }
 
   QTemporaryDir dir_;
   QProcess process_;
@@ -47,11 +49,11 @@ TEST_F(RfaProgramTest, WithoutHostWritesTheMenuFileAndEndsAbnormally) {
   const QByteArray err = process_.readAllStandardError();
   EXPECT_NE(err.indexOf("terminate called after throwing an instance of 'ZrError'"), -1)
       << err.toStdString();
-  const QByteArray menu = MenuFile();
+  const std::string menu = MenuFile();
   for (const char* element : {"<Exe>rfa-bg</Exe>", "<Parameter>-O</Parameter>",
                               "<Title>RFA: Background: Spherical Harmonics</Title>",
                               "<TitleSubmenu></TitleSubmenu>", "<TitleMenu>PEH</TitleMenu>"}) {
-    EXPECT_NE(menu.indexOf(element), -1) << element << " in " << menu.toStdString();
+    EXPECT_NE(menu.find(element), std::string::npos) << element << " in " << menu;
   }
 }
 
@@ -64,7 +66,7 @@ TEST_F(RfaProgramTest, WithHostConnectsAndRuns) {
   // Without a host the program is gone well within this time (see above).
   EXPECT_FALSE(process_.waitForFinished(2000)) << process_.readAllStandardError().toStdString();
   EXPECT_EQ(process_.state(), QProcess::Running);
-  EXPECT_NE(MenuFile().indexOf("<TitleMenu>PEH</TitleMenu>"), -1);
+  EXPECT_NE(MenuFile().find("<TitleMenu>PEH</TitleMenu>"), std::string::npos);
   process_.terminate();
   process_.waitForFinished(5000);
   server.Stop();
