@@ -77,20 +77,6 @@ TEST(CommandLine, OptionsAndOverridesKeepTheirOrder) {
   EXPECT_EQ(o.Overrides, expected);
 }
 
-// ---- parameters ----
-
-TEST_F(RfaProcessTest, OverridesApplyAfterTheParameterFile) {
-  std::ofstream(Path("p.rfa_bg"))
-      << "<ini><Sx_>55</Sx_><Sr_>77.5</Sr_><IsBgAz_>false</IsBgAz_></ini>";
-  const RfaParameters p =
-      RfaLoadParameters(RfaParseCommandLine({"-p", Path("p.rfa_bg"), "--set", "Sr=80"}));
-  EXPECT_EQ(p.Sx, 55.0);
-  EXPECT_EQ(p.Sr, 80.0);
-  EXPECT_FALSE(p.IsBgAz);
-  EXPECT_TRUE(p.IsBgSh);
-  EXPECT_EQ(p.Sy, 100.0);
-}
-
 // ---- results ----
 
 TEST_F(RfaProcessTest, ResultEqualsTheChainRunDirectlyBitForBit) {
@@ -297,10 +283,12 @@ TEST_F(RfaProcessTest, MultiPageFileSaysSoOrProcessesTheChosenPage) {
   EXPECT_EQ(err_, At("rfa-process: @/stack.tif: holds 3 pages; there is no page 4\n"));
 }
 
-// Regression: the side files of an earlier run were taken for inputs.
+// Regression: the side files of an earlier run (pictures, records, the fit's background and the
+// angular maps) were taken for inputs.
 TEST_F(RfaProcessTest, FolderOfEarlierResultsIsProcessedAgain) {
-  ZrImageWrite(Path("s.tif"), Screen(32, 7));
-  ASSERT_EQ(Run("--no-bg-sh --no-mask-outside --png -o @/first @/s.tif"), 0) << err_;
+  ZrImageWrite(Path("s.tif"), Screen(48, 7));
+  WriteParameterFile(48);
+  ASSERT_EQ(Run("-p @/p.rfa_bg --background --angular-map 10 --png -o @/first @/s.tif"), 0) << err_;
   std::ofstream(Path("first/.s.tif.Ab12Cd")) << "temporary of an interrupted run";
   const std::vector<RfaProcessJob> jobs = RfaCollectJobs({Path("first")}, Path("second"));
   ASSERT_EQ(jobs.size(), 1u);
@@ -389,18 +377,12 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
   EXPECT_EQ(ZrReadFileBytes(Path("out/a0.tif")), before);
 }
 
-TEST_F(RfaProcessTest, HelpPicturesAndProgress) {
+TEST_F(RfaProcessTest, HelpAndProgress) {
   EXPECT_EQ(Run("--help"), 0);
   EXPECT_EQ(out_, RfaProcessUsage());
   // The refusal before any file is touched, as --no-overwrite does (see the refusals).
   EXPECT_NE(out_.find("--no-overwrite      refuse to start when an output file already exists"),
             std::string::npos);
-  ZrImageWrite(Path("s.tif"), Screen(48, 6));
-  WriteParameterFile(48);
-  ASSERT_EQ(Run("-p @/p.rfa_bg --png -o @/out @/s.tif"), 0) << err_;
-  EXPECT_EQ(ZrImageRead(Path("out/s.after.png")).ColSize, 48);
-  EXPECT_EQ(Files("out"), (std::vector<std::string>{"s.after.png", "s.before.png", "s.json",
-                                                    "s.keys.xml", "s.tif"}));
 
   // Regression: the bar is drawn empty before the first file is done.
   WriteScreens("in/s", ".rawf", 3, 32, 1);
@@ -452,22 +434,13 @@ TEST(DisplayRange, IgnoresZerosAndExtremes) {
   EXPECT_EQ(hi, 994.0f);
 }
 
-TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakesAndFitTheirParameters) {
+TEST_F(RfaProcessTest, BundledSamplesAreWhatTheGeneratorMakes) {
   RfaMakeSamples(Path("s"), 3, 256);
   for (const char* name : {"sample-1.tif", "sample-2.tif", "sample-3.tif", "default.rfa_bg"}) {
     EXPECT_EQ(ZrReadFileBytes(Path("s/") + name),
               ZrReadFileBytes(ZrTestDataDir() + "/samples/" + name))
         << name << ": regenerate with rfa-process --make-samples tests/data/samples";
   }
-  // The screen and the outside mask lie inside the image, the average centre is its centre.
-  RfaProcessOptions o;
-  o.ParameterFile = ZrTestDataDir() + "/samples/default.rfa_bg";
-  const RfaParameters p = RfaLoadParameters(o);
-  EXPECT_LE(p.Sr, p.Sx);
-  EXPECT_LE(p.Sx + p.Sr, 256);
-  EXPECT_LE(p.Sy + p.Sr, 256);
-  EXPECT_LE(p.MaskRx, 128);
-  EXPECT_EQ(p.Ax, 128);
 }
 
 }  // namespace
