@@ -11,7 +11,6 @@
 #include <memory>
 
 #include "app/MainWindow.h"
-#include "app/RfaParameterFiles.h"
 #include "formats/ZrSeriesIndex.h"
 #include "imageio/ZrImageFile.h"
 #include "rfa/RfaChain.h"
