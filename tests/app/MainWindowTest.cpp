@@ -88,7 +88,7 @@ TEST_F(MainWindowTest, BindCopiesEveryFieldBothWays) {
 
 TEST_F(MainWindowTest, FractionalMaskValuesShowRoundedAndAreReadBackRounded) {
   MainWindow window;
-  ASSERT_TRUE(WriteAll(Path("m.rfa_bg"), "<ini><MaskCx_>150.6</MaskCx_>\n</ini>\n"));
+  ASSERT_TRUE(ZrTestWriteFile(File("m.rfa_bg"), "<ini><MaskCx_>150.6</MaskCx_>\n</ini>\n"));
   RfaSetOpenDialog([&](QWidget*, const QString&, const QString&, const QString&) {
     return QStringList{Path("m.rfa_bg")};
   });
@@ -128,7 +128,7 @@ TEST_F(MainWindowTest, StartupLoadsTheSettingsFileAndQuietlySkipsABadOne) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.Content != nullptr ? c.Content : "no file");
     QFile::remove(Path("settings.ini"));
-    ASSERT_TRUE(c.Content == nullptr || WriteAll(Path("settings.ini"), c.Content));
+    ASSERT_TRUE(c.Content == nullptr || ZrTestWriteFile(File("settings.ini"), c.Content));
     Params() = RfaParameters();
     RfaModalBoxAnswerer answerer;
     MainWindow window;
@@ -169,7 +169,7 @@ TEST_F(MainWindowTest, EveryPanelChangeRewritesTheSettingsFile) {
 }
 
 TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
-  ASSERT_TRUE(WriteAll("filepath.ini", "/some/where"));
+  ASSERT_TRUE(ZrTestWriteFile("filepath.ini", "/some/where"));
   RfaParameters stored;
   stored.SizeL = 8;
   RfaSaveParameterFile(stored, Path("p.rfa_bg"));
@@ -186,7 +186,7 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
   EXPECT_EQ(load.Filter, "parameter (*.rfa_bg);;All Files (*.*)");
   EXPECT_EQ(window.Form()->spSizel->value(), 8);
   const QString directory = QFileInfo(Path("p.rfa_bg")).path();
-  EXPECT_EQ(ReadAll("filepath.ini"), directory.toUtf8());
+  EXPECT_EQ(ZrTestReadFile("filepath.ini"), directory.toStdString());
 
   // Saving writes the panel; its dialog starts in the directory just remembered.
   window.Form()->dsbAx->setValue(33.5);

@@ -15,19 +15,7 @@
 
 #include "app/RfaParameterFiles.h"
 #include "rfa/RfaParameters.h"
-
-// The whole content of a file, "<missing>" when it cannot be opened.
-inline QByteArray ReadAll(const QString& path) {
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) return QByteArray("<missing>");
-  return file.readAll();
-}
-
-// Writes a file, or returns false.
-inline bool WriteAll(const QString& path, const QByteArray& bytes) {
-  QFile file(path);
-  return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
+#include "tests/common/ZrTestFiles.h"
 
 // Arguments that a replaced file dialog received.
 struct DialogCall {
@@ -92,6 +80,7 @@ class RfaWorkDirFixture {
     QDir::setCurrent(previous_);
   }
   QString Path(const QString& name) const { return dir_.filePath(name); }
+  std::string File(const QString& name) const { return Path(name).toStdString(); }
 
   // Makes the save dialog record its arguments in `call` and answer `answer`.
   static void AnswerSaveDialog(DialogCall& call, const QString& answer) {

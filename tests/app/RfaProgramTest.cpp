@@ -10,63 +10,40 @@
 
 namespace {
 
-class RfaProgramTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    // A private copy, so the ".menu" file (written beside the executable) is this test's own.
-    ASSERT_TRUE(dir_.isValid());
-    ASSERT_TRUE(QFile::copy(RFA_BG_PATH, dir_.filePath("rfa-bg")));
-    process_.setWorkingDirectory(dir_.path());
-  }
-
-  void TearDown() override {
-    if (process_.state() != QProcess::NotRunning) {
-      process_.kill();
-      process_.waitForFinished(5000);
-    }
-  }
-
-  // Starts the copy as the host starts it from its menu ("-O" appended).
-  void Start(int port) {
-    process_.start(dir_.filePath("rfa-bg"), {"-P", QString::number(port), "-O"});
-  }
-  QByteArray MenuFile() const { return ReadAll(dir_.filePath("rfa-bg.menu")); }
-
-  QTemporaryDir dir_;
-  QProcess process_;
-};
-
-TEST_F(RfaProgramTest, WithoutHostWritesTheMenuFileAndEndsAbnormally) {
+TEST(RfaProgram, WithoutHostWritesTheMenuFileAndEndsAbnormallyWithOneKeepsRunning) {
+  // A private copy, so the ".menu" file (written beside the executable) is this test's own.
+  QTemporaryDir dir;
+  const QString program = dir.filePath("rfa-bg");
+  ASSERT_TRUE(QFile::copy(RFA_BG_PATH, program));
+  QProcess process;  // ends the program, should a check stop the test early
+  process.setWorkingDirectory(dir.path());
   QTcpServer probe;  // a port where nothing listens
   probe.listen(QHostAddress::LocalHost, 0);
-  const int port = probe.serverPort();
+  const QString freePort = QString::number(probe.serverPort());
   probe.close();
-  Start(port);
-  ASSERT_TRUE(process_.waitForFinished(30000));
-  EXPECT_EQ(process_.exitStatus(), QProcess::CrashExit);
-  const QByteArray err = process_.readAllStandardError();
+  process.start(program, {"-P", freePort, "-O"});  // as the host starts it from its menu
+  ASSERT_TRUE(process.waitForFinished(30000));
+  EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);
+  const QByteArray err = process.readAllStandardError();
   EXPECT_NE(err.indexOf("terminate called after throwing an instance of 'ZrError'"), -1)
       << err.toStdString();
-  const QByteArray menu = MenuFile();
+  const std::string menu = ZrTestReadFile(dir.filePath("rfa-bg.menu").toStdString());
   for (const char* element : {"<Exe>rfa-bg</Exe>", "<Parameter>-O</Parameter>",
                               "<Title>RFA: Background: Spherical Harmonics</Title>",
                               "<TitleSubmenu></TitleSubmenu>", "<TitleMenu>PEH</TitleMenu>"}) {
-    EXPECT_NE(menu.indexOf(element), -1) << element << " in " << menu.toStdString();
+    EXPECT_NE(menu.find(element), std::string::npos) << element << " in " << menu;
   }
-}
 
-TEST_F(RfaProgramTest, WithHostConnectsAndRuns) {
   ZrRefHost host;
   ZrRefHostThread server(host);
   ASSERT_TRUE(server.Start(0));
-  Start(server.Port());
-  ASSERT_TRUE(process_.waitForStarted(10000));
+  process.start(program, {"-P", QString::number(server.Port()), "-O"});
+  ASSERT_TRUE(process.waitForStarted(10000));
   // Without a host the program is gone well within this time (see above).
-  EXPECT_FALSE(process_.waitForFinished(2000)) << process_.readAllStandardError().toStdString();
-  EXPECT_EQ(process_.state(), QProcess::Running);
-  EXPECT_NE(MenuFile().indexOf("<TitleMenu>PEH</TitleMenu>"), -1);
-  process_.terminate();
-  process_.waitForFinished(5000);
+  EXPECT_FALSE(process.waitForFinished(2000)) << process.readAllStandardError().toStdString();
+  EXPECT_EQ(process.state(), QProcess::Running);
+  process.terminate();
+  process.waitForFinished(5000);
   server.Stop();
 }
 

@@ -169,11 +169,6 @@ TEST_F(RfaAnalysisTest, SubpixelMoveBackgroundProfileAndAngularMaps) {
   EXPECT_EQ(file["theta_count"].toInt(), 19);
   EXPECT_EQ(file["phi_count"].toInt(), 72);
   EXPECT_EQ(ZrImageRead(Path("out/s.stereo.tif")).ColSize, RfaMakeStereoGrid(5, p).Side);
-
-  // The side files of a result are no inputs when its folder is processed again.
-  const std::vector<RfaProcessJob> again = RfaCollectJobs({Path("out")}, Path("again"));
-  ASSERT_EQ(again.size(), 1u);
-  EXPECT_EQ(again[0].Input, Path("out/s.tif"));
 }
 
 // Requests no image could meet stop the run before anything is written.

@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Pixels, ZrViewerCursorTest,
                                            CursorCase{9, 20, ""}, CursorCase{13, 20, ""},
                                            CursorCase{10, 19, ""}, CursorCase{10, 22, ""}));
 
-TEST(ZrViewerRadialProfile, RingMeansAboutTheCentre) {
+TEST(ZrViewerRadialProfile, RingMeansAboutTheCentreLeavingOutNonFinitePixels) {
   // Value = 100 + distance from (3, 4) rounded to the ring; begins shift the coordinates.
   ZrFloatMatrix image(9, 9);
   image.SetBegin(-1, 0);
@@ -89,17 +89,15 @@ TEST(ZrViewerRadialProfile, RingMeansAboutTheCentre) {
     EXPECT_EQ(profile[r].x(), static_cast<double>(r));
     EXPECT_DOUBLE_EQ(profile[r].y(), 100.0 + r);
   }
-}
 
-TEST(ZrViewerRadialProfile, ZerosAndNonFinitePixelsLeftOut) {
-  // Centre on pixel (0, 0): ring 0 is that pixel; ring 1 its four neighbours (distance 1) and
-  // the four corners (distance 1.41).
-  const ZrFloatMatrix image = Image(3, 3, {0, 8, 0, 2, 5, kNaN, 0, 0, 0}, -1, -1);
-  const std::vector<QPointF> withZeros = ZrViewerRadialProfile(image, 0, 0, false);
+  // Zeros and non-finite pixels. Centre on pixel (0, 0): ring 0 is that pixel; ring 1 its four
+  // neighbours (distance 1) and the four corners (distance 1.41).
+  const ZrFloatMatrix holes = Image(3, 3, {0, 8, 0, 2, 5, kNaN, 0, 0, 0}, -1, -1);
+  const std::vector<QPointF> withZeros = ZrViewerRadialProfile(holes, 0, 0, false);
   ASSERT_EQ(withZeros.size(), 2u);
   EXPECT_DOUBLE_EQ(withZeros[0].y(), 5.0);
   EXPECT_DOUBLE_EQ(withZeros[1].y(), (8.0 + 2.0) / 7.0);  // NaN left out, five zeros in
-  const std::vector<QPointF> noZeros = ZrViewerRadialProfile(image, 0, 0, true);
+  const std::vector<QPointF> noZeros = ZrViewerRadialProfile(holes, 0, 0, true);
   ASSERT_EQ(noZeros.size(), 2u);
   EXPECT_DOUBLE_EQ(noZeros[1].y(), 5.0);
   // Only zeros: no ring at all.

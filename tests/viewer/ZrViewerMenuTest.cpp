@@ -150,32 +150,4 @@ TEST_F(ZrViewerMenuTest, MenusAsRegisteredItemsStartTheirProgramWithParameterAnd
   EXPECT_EQ(process->error(), QProcess::FailedToStart);
 }
 
-#ifdef RFA_BG_PATH
-// The real plug-in: its own registration file is read, its menu item starts it, and it
-// connects to the viewer's host (it ends at once when it cannot).
-TEST_F(ZrViewerMenuTest, ThePluginStartedFromItsMenuConnectsToTheHost) {
-  const QString program = dir_.filePath("rfa-bg");
-  ASSERT_TRUE(QFile::copy(RFA_BG_PATH, program));
-  WriteRegistration(program.toStdString(), {{kTitle, "", "PEH", "", "-O"}});
-  ZrRefHost host;
-  ZrRefHostServer server(host);
-  ASSERT_TRUE(server.Listen(0, ""));
-  ZrViewerMainWindow window(host, server.Port(), &server);
-  window.LoadPlugins(dir_.path().toStdString());
-  QAction* item = Item(TopMenu(window, "PEH"), kTitle);
-  ASSERT_NE(item, nullptr);
-  EXPECT_EQ(window.ClientCount(), 0);
-  item->trigger();
-  EXPECT_EQ(window.LastLaunch().Program, program);
-  EXPECT_EQ(window.LastLaunch().Arguments,
-            QStringList({"-O", "-P", QString::number(server.Port())}));
-  EXPECT_TRUE(QTest::qWaitFor([&] { return window.ClientCount() == 1; }, 30000));
-  QProcess* process = window.findChild<QProcess*>();
-  ASSERT_NE(process, nullptr);
-  EXPECT_EQ(process->state(), QProcess::Running);
-  process->kill();
-  process->waitForFinished(5000);
-}
-#endif
-
 }  // namespace
