@@ -87,9 +87,9 @@ TEST(RfaScreenAdjust, CoarseToFineAgreesWithExhaustiveSearchInBeginBasedCoordina
 TEST(RfaScreenAdjust, ClipsAtThresholdOfMaximum) {
   ZrFloatMatrix image(64, 48);
   image.SetBegin(3, -2);
-  for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = static_cast<float>(i % 101);
+  for (int64_t i = 0; i < image.Count(); ++i) image.Data[i] = 0.5f + static_cast<float>(i % 101);
   ZrFloatMatrix clipped = image;
-  const float level = static_cast<float>(100.0f * 0.25);
+  const float level = static_cast<float>(100.5f * 0.25);
   for (int64_t i = 0; i < image.Count(); ++i) clipped.Data[i] = std::min(image.Data[i], level);
   EXPECT_TRUE(ZrSameBits(RfaAdjustScreen(image, 0.25, 10).Clipped, clipped));
   // A broken (non-finite) pixel is neither the maximum nor kept in the clipped image.
