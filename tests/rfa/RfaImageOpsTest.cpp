@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -35,20 +36,16 @@ class RfaMoveToCenterRoll : public testing::TestWithParam<RollCase> {};
 TEST_P(RfaMoveToCenterRoll, RollsCyclicallyKeepingShape) {
   const RollCase& c = GetParam();
   const ZrFloatMatrix source = Numbered(c.Cols, c.Rows, c.ColBegin, c.RowBegin);
-  ZrFloatMatrix image = source;
+  ZrFloatMatrix image = source, expected = source;
   RfaMoveToCenter(image, c.Sx, c.Sy);
-  ASSERT_EQ(image.ColSize, c.Cols);
-  ASSERT_EQ(image.RowSize, c.Rows);
-  EXPECT_EQ(image.ColBegin, c.ColBegin);
-  EXPECT_EQ(image.RowBegin, c.RowBegin);
   for (int32_t y = 0; y < c.Rows; ++y) {
     for (int32_t x = 0; x < c.Cols; ++x) {
-      const float moved = source(c.ColBegin + x, c.RowBegin + y);
-      const int32_t tx = c.ColBegin + ((x + c.Dx) % c.Cols + c.Cols) % c.Cols;
-      const int32_t ty = c.RowBegin + ((y + c.Dy) % c.Rows + c.Rows) % c.Rows;
-      ASSERT_EQ(image(tx, ty), moved) << "from (" << x << "," << y << ")";
+      expected(c.ColBegin + ((x + c.Dx) % c.Cols + c.Cols) % c.Cols,
+               c.RowBegin + ((y + c.Dy) % c.Rows + c.Rows) % c.Rows) =
+          source(c.ColBegin + x, c.RowBegin + y);
     }
   }
+  EXPECT_TRUE(ZrSameBits(image, expected));
 }
 
 const RollCase kRollCases[] = {
@@ -74,35 +71,26 @@ TEST(RfaMoveToCenter, RefusesNonFiniteCentreAndIgnoresEmptyImage) {
   EXPECT_TRUE(empty.IsEmpty());
 }
 
+// Numbered pixels 1 .. 6 over a background with zeros of both signs; a background of another
+// shape is refused, the size checked first.
 TEST(RfaDivideByBackground, DividesAndGivesZeroWhereBackgroundIsZero) {
-  ZrFloatMatrix image(3, 2);
-  ZrFloatMatrix background(3, 2);
-  image.SetBegin(2, -1);
-  background.SetBegin(2, -1);
-  const float pixels[] = {6.0f, 0.0f, -3.0f, 5.0f, 1.0f, 0.0f};
+  const ZrFloatMatrix image = Numbered(3, 2, 2, -1);
+  ZrFloatMatrix background = image, expected = image;
   const float bg[] = {2.0f, 4.0f, 0.0f, 0.0f, -0.0f, 0.5f};
-  std::copy(pixels, pixels + 6, image.Data);
+  const float quotient[] = {0.5f, 0.5f, 0.0f, 0.0f, 0.0f, 12.0f};
   std::copy(bg, bg + 6, background.Data);
-  const ZrFloatMatrix q = RfaDivideByBackground(image, background);
-  EXPECT_EQ(q.ColBegin, 2);
-  EXPECT_EQ(q.RowBegin, -1);
-  const float expected[] = {3.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(q.Data[i], expected[i]) << i;
-}
-
-TEST(RfaDivideByBackground, RefusesOtherShape) {
-  struct {
+  std::copy(quotient, quotient + 6, expected.Data);
+  EXPECT_TRUE(ZrSameBits(RfaDivideByBackground(image, background), expected));
+  const struct {
     int32_t Cols, Rows, ColBegin, RowBegin;
     const char* Message;
-  } const cases[] = {
-      {3, 3, 1, 2, "ColSize or RowSize is different"},
-      {4, 4, 1, 2, "ColSize or RowSize is different"},
-      {3, 4, 1, 2, "ColSize or RowSize is different"},  // transposed
-      {4, 3, 0, 2, "ColBegin is different"},
-      {4, 3, 1, 0, "RowBegin is different"},
-      {5, 3, 0, 0, "ColSize or RowSize is different"},  // the size is checked first
+  } cases[] = {
+      {3, 3, 2, -1, "ColSize or RowSize is different"},
+      {2, 3, 2, -1, "ColSize or RowSize is different"},  // transposed
+      {3, 2, 0, -1, "ColBegin is different"},
+      {3, 2, 2, 0, "RowBegin is different"},
+      {4, 2, 0, 0, "ColSize or RowSize is different"},  // the size is checked first
   };
-  const ZrFloatMatrix image = Numbered(4, 3, 1, 2);
   for (const auto& c : cases) {
     EXPECT_ZR_ERROR(RfaDivideByBackground(image, Numbered(c.Cols, c.Rows, c.ColBegin, c.RowBegin)),
                     c.Message)
@@ -160,7 +148,6 @@ const MaskCase kMaskCases[] = {
     {"DipRadiusMinusHalfClearsNothing", true, 12, 10, 0, 0, 5.0, 4.0, -0.5, 0},
     {"DipCoversEverything", true, 12, 10, 2, 1, 8.0, 6.0, 100.0, 0},
     {"DipNaNCentreClearsNothing", true, 6, 6, 0, 0, kNaN, 3.0, 2.0, 0},
-    {"DipInfiniteCentreClearsNothing", true, 6, 6, 0, 0, 3.0, kInf, 2.0, 0},
     {"DipInfiniteRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kInf, 0},
     {"DipNaNRadiusClearsNothing", true, 6, 6, 0, 0, 3.0, 3.0, kNaN, 0},
     {"OutsideCircle", false, 11, 11, 0, 0, 5.0, 5.0, 3.0, 3.0},
@@ -170,7 +157,6 @@ const MaskCase kMaskCases[] = {
     {"OutsideRadiusYNegativeIsOff", false, 9, 9, 0, 0, 4.0, 4.0, 3.0, -2.0},
     {"OutsideWideImageKeepsColumnsBeyondRowExtent", false, 14, 8, 0, 0, 4.0, 4.0, 2.0, 2.0},
     {"OutsideEqualBeginsSquare", false, 8, 8, 3, 3, 7.0, 7.0, 2.0, 3.0},
-    {"OutsideLargeEllipseClearsNothing", false, 10, 10, 0, 0, 5.0, 5.0, 100.0, 100.0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Cases, RfaMask, testing::ValuesIn(kMaskCases), ZrCaseName());
@@ -299,9 +285,9 @@ TEST(RfaAzimuthalBackground, RefusesBadStepAndCentreButTakesAnEmptyImage) {
   image.Fill(1.0f);
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const char* badStep = "Azimuthal average: step must be a positive number";
-  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, 0.0f), badStep);
-  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, -1.0f), badStep);
-  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, nan), badStep);
+  for (const float step : {0.0f, -1.0f, nan}) {
+    EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, step), badStep) << step;
+  }
   EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, nan, 2.0f),
                   "Azimuthal average: centre is not a finite number");
   EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, INFINITY),

@@ -21,10 +21,6 @@ struct FindCase {
   uint32_t Seed;
 };
 
-void PrintTo(const FindCase& c, std::ostream* os) {
-  *os << c.Name;
-}
-
 class RfaFindScreenAccuracy : public testing::TestWithParam<FindCase> {};
 
 TEST_P(RfaFindScreenAccuracy, CentreWithinAQuarterPixelRadiusWithinHalf) {
