@@ -12,6 +12,9 @@
 
 enum class ZrImageFormat { Tiff, RawFloat, MatrixXml, Png, Npy };
 
+// The extension of path's file name with its dot, in lower case (".tif"); "" when it has none.
+std::string ZrLowerExtension(const std::string& path);
+
 // The format named by the path's extension; unknown extensions throw when required is true
 // and give false otherwise.
 bool ZrImageFormatFromExtension(const std::string& path, ZrImageFormat& format, bool required);

@@ -17,16 +17,6 @@
 
 namespace {
 
-std::string LowerExtension(const std::string& path) {
-  const size_t slash = path.find_last_of('/');
-  const size_t dot = path.find_last_of('.');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
-  std::string ext = path.substr(dot);
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
-
 void PutInt32(std::string& out, int32_t v) {
   const auto u = static_cast<uint32_t>(v);
   for (int i = 0; i < 4; ++i) out.push_back(static_cast<char>((u >> (8 * i)) & 0xffu));
@@ -49,7 +39,7 @@ constexpr char kXmlImage[] = "image";
 }  // namespace
 
 bool ZrImageFormatFromExtension(const std::string& path, ZrImageFormat& format, bool required) {
-  const std::string ext = LowerExtension(path);
+  const std::string ext = ZrLowerExtension(path);
   if (ext == ".tif" || ext == ".tiff") {
     format = ZrImageFormat::Tiff;
   } else if (ext == ".rawf") {
@@ -283,4 +273,14 @@ void ZrImageWrite(const std::string& path, const ZrFloatMatrix& image) {
 
 void ZrImageWritePng(const std::string& path, const ZrFloatMatrix& image, float lo, float hi) {
   ZrWriteFileAtomic(path, ZrEncodePng(image, lo, hi, path));
+}
+
+std::string ZrLowerExtension(const std::string& path) {
+  const size_t slash = path.find_last_of('/');
+  const size_t dot = path.find_last_of('.');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+  std::string ext = path.substr(dot);
+  std::transform(ext.begin(), ext.end(), ext.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return ext;
 }

@@ -12,18 +12,8 @@
 
 namespace {
 
-std::string LowerExtension(const std::string& path) {
-  const size_t slash = path.find_last_of('/');
-  const size_t dot = path.find_last_of('.');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
-  std::string ext = path.substr(dot);
-  std::transform(ext.begin(), ext.end(), ext.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return ext;
-}
-
 bool IsNpy(const std::string& path) {
-  return LowerExtension(path) == ".npy";
+  return ZrLowerExtension(path) == ".npy";
 }
 
 // HDF5 calls are serialised: not every build of the library is thread-safe, and rfa-process
@@ -169,7 +159,7 @@ void WithHdf5Dataset(const std::string& path, const std::string& dataset, Use us
 }  // namespace
 
 bool ZrIsStackFile(const std::string& path) {
-  const std::string ext = LowerExtension(path);
+  const std::string ext = ZrLowerExtension(path);
   return ext == ".h5" || ext == ".hdf5" || ext == ".hdf" || ext == ".nxs" || ext == ".npy";
 }
 
