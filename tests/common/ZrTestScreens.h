@@ -3,16 +3,8 @@
 // the parameters written for it cannot drift apart.
 #pragma once
 
-#include <cstring>
-
 #include "samples/RfaSyntheticScreen.h"
-
-// Bit-for-bit equality of two images, their sizes and begins included.
-inline bool ZrSameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  return a.ColSize == b.ColSize && a.RowSize == b.RowSize && a.ColBegin == b.ColBegin &&
-         a.RowBegin == b.RowBegin &&
-         std::memcmp(a.Data, b.Data, sizeof(float) * static_cast<size_t>(a.Count())) == 0;
-}
+#include "tests/common/ZrTestImages.h"
 
 // A width x height screen centred at (cx, cy) with its dip disc at (dipCx, dipCy); everything
 // else (background model, fine structure, noise) keeps the generator's defaults.

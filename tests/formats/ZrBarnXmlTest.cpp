@@ -211,14 +211,10 @@ TEST(ZrBarnXml, NumberValuesRoundTripUnparsableReadAsZeroMissingAsDefault) {
   ASSERT_TRUE(r->OpenRack("n"));
   int32_t i = 7;
   double d = 7, e = 7, missing = 0;
-  EXPECT_TRUE(r->Value("i", i, 9));
-  EXPECT_TRUE(r->Value("d", d, 9));
-  EXPECT_TRUE(r->Value("e", e, 9));
-  EXPECT_FALSE(r->Value("m", missing, 9));
-  EXPECT_EQ(i, 0);
-  EXPECT_EQ(d, 0);
-  EXPECT_EQ(e, 2.5);
-  EXPECT_EQ(missing, 9);
+  const std::vector<bool> found = {r->Value("i", i, 9), r->Value("d", d, 9), r->Value("e", e, 9),
+                                   r->Value("m", missing, 9)};
+  EXPECT_EQ(found, std::vector<bool>({true, true, true, false}));
+  EXPECT_EQ(std::make_tuple(i, d, e, missing), std::make_tuple(0, 0.0, 2.5, 9.0));
 }
 
 TEST(ZrBarnXml, BoolsAndDates) {
@@ -249,10 +245,11 @@ TEST(ZrBarnXml, BoolsAndDates) {
   auto r = Read(text);
   ASSERT_TRUE(r->OpenRack("x"));
   def.SetDate(1999, 9, 9);
+  // Read once; the second read misses and gives the default.
   EXPECT_TRUE(r->Value("d", back, def));
-  EXPECT_EQ(back.DateTimeString(), "2024/01/31 09:05:00");
+  const std::string first = back.DateTimeString();
   EXPECT_FALSE(r->Value("d", back, def));
-  EXPECT_EQ(back.DateString(), "1999/09/09");
+  EXPECT_EQ(first + " " + back.DateString(), "2024/01/31 09:05:00 1999/09/09");
 }
 
 TEST(ZrBarnXml, StringVectorsAreEscapedTwiceAndEndAtTheSentinel) {

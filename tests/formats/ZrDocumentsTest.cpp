@@ -8,6 +8,7 @@
 #include "formats/ZrMenuFile.h"
 #include "formats/ZrSeriesIndex.h"
 #include "tests/common/ZrTestFiles.h"
+#include "tests/common/ZrTestSeriesIndex.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -44,15 +45,7 @@ struct KeyRecordDocument {
 
 struct SeriesIndexDocument {
   using Value = ZrSeriesIndex;
-  static Value Sample() {
-    ZrSeriesIndex index;
-    index.KeyDouble = {{"energy", 95.5}};
-    index.KeyString = {{"sample", "Cu(111) <clean>"}};
-    for (int i = 0; i < 2; ++i) {
-      index.Entries.push_back({"../in/img" + std::to_string(i) + ".rawf", {{"t", i}}, {}});
-    }
-    return index;
-  }
+  static Value Sample() { return ZrTestSeriesIndex(); }
   static std::string Text(const Value& v) { return ZrSeriesIndexText(v); }
   static Value Parse(const std::string& text) { return ZrSeriesIndexParse(text); }
   static void Write(const std::string& path, const Value& v) { ZrSeriesIndexWrite(path, v); }
@@ -142,8 +135,8 @@ TEST(ZrDocuments, TextsThatAreNotTheirs) {
   std::vector<ZrMenuEntry> entries(1);
   std::vector<std::string> extensions{"x"};
   ZrMenuFileParse("<other><menuList></menuList></other>", entries, extensions);
-  EXPECT_EQ(entries.size(), 1u);
-  EXPECT_EQ(extensions.size(), 1u);
+  EXPECT_EQ(std::make_pair(entries.size(), extensions.size()),
+            std::make_pair(size_t{1}, size_t{1}));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "formats/ZrBarnXml.h"
+#include "tests/common/ZrTestImages.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -101,10 +102,8 @@ TYPED_TEST(ZrMatrixXmlTyped, EveryFormRoundTripsEveryShape) {
       SCOPED_TRACE(std::string(format) + " " + std::to_string(cols) + "x" + std::to_string(rows));
       TypeParam m = Sample<TypeParam>(cols, rows, 11);
       const TypeParam back = ReadMatrix<TypeParam>(WrittenMatrix(m, format));
-      EXPECT_EQ(back.ColSize, m.ColSize);
-      EXPECT_EQ(back.RowSize, m.RowSize);
-      EXPECT_EQ(back.ColBegin, m.ColBegin);
-      EXPECT_EQ(back.RowBegin, m.RowBegin);
+      EXPECT_EQ(std::make_tuple(back.ColSize, back.RowSize, back.ColBegin, back.RowBegin),
+                std::make_tuple(m.ColSize, m.RowSize, m.ColBegin, m.RowBegin));
       for (int64_t k = 0; k < m.Count(); ++k)
         EXPECT_TRUE(SameValue(back.Data[k], m.Data[k], format[0] == 't')) << k;
     }
@@ -129,10 +128,8 @@ TEST(ZrMatrixXml, TextFormLayout) {
             "<RowBegin>0</RowBegin>\n<elements>\n1.000000e+00,2.000000e+00,\n</elements>\n"
             "</zr_matrix>\n</m>\n");
   ZrLongMatrix l(2, 2);
-  l.Data[0] = 3;
-  l.Data[1] = -4;
-  l.Data[2] = 1234567;
-  l.Data[3] = 0;
+  const int32_t values[] = {3, -4, 1234567, 0};
+  std::copy(values, values + 4, l.Data);
   EXPECT_NE(WrittenMatrix(l, "t").find("<elements>\n3,-4,\n1.23457e+06,0,\n</elements>"),
             std::string::npos);
 }
@@ -170,9 +167,7 @@ TEST(ZrMatrixXml, OlderAndAlternativeNamesAndDataElementsInOrder) {
 
   f = ReadMatrix<ZrFloatMatrix>(
       Binary(shape, "<elements>\n2.5e+00,\r\n\t-1,</elements>", "LDoubleMatrix"));
-  ASSERT_EQ(f.Count(), 2);
-  EXPECT_EQ(f.Data[0], 2.5F);
-  EXPECT_EQ(f.Data[1], -1.0F);
+  EXPECT_EQ(ZrPixels(f), std::vector<float>({2.5F, -1.0F}));
 
   // A 1x1 float whose bytes are 1, 2, 3, 0 in "binary" and 0 in "base64b": "binary" wins.
   f = ReadMatrix<ZrFloatMatrix>(
@@ -238,10 +233,6 @@ TEST(ZrMatrixXml, FailedReadLeavesTheCursorWhereItWas) {
 TEST(ZrMatrixXml, TextValuesConvertToIntegersByTruncation) {
   const ZrInt32Matrix m =
       ReadMatrix<ZrInt32Matrix>(TextMatrix(Shape(5, 1), "2.9,-2.9,1e30,nan,junk,"));
-  ASSERT_EQ(m.Count(), 5);
-  EXPECT_EQ(m.Data[0], 2);
-  EXPECT_EQ(m.Data[1], -2);
-  EXPECT_EQ(m.Data[2], 2147483647);
-  EXPECT_EQ(m.Data[3], 0);
-  EXPECT_EQ(m.Data[4], 0);
+  EXPECT_EQ(std::vector<int32_t>(m.Data, m.Data + m.Count()),
+            std::vector<int32_t>({2, -2, 2147483647, 0, 0}));
 }

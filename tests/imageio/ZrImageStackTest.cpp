@@ -1,6 +1,7 @@
 // Stacks and .npy files: header refusals, element types and orders, HDF5 datasets and frames.
 #include "imageio/ZrImageStack.h"
 
+#include <gmock/gmock.h>
 #include <hdf5.h>
 #include <QTemporaryDir>
 
@@ -12,6 +13,7 @@
 #include "imageio/ZrImageCodec.h"
 #include "imageio/ZrImageFile.h"
 #include "imageio/ZrImageNpy.h"
+#include "tests/common/ZrTestImages.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -40,10 +42,6 @@ std::string Bytes(const std::vector<T>& values, bool bigEndian = false) {
   return out;
 }
 
-std::vector<float> Pixels(const ZrFloatMatrix& m) {
-  return {m.Data, m.Data + m.Count()};
-}
-
 struct NpyCase {
   const char* Name;
   std::string File;
@@ -55,9 +53,8 @@ class NpyRead : public ::testing::TestWithParam<NpyCase> {};
 TEST_P(NpyRead, ConvertsEveryElementTypeAndOrder) {
   const NpyCase& c = GetParam();
   const ZrFloatMatrix image = ZrDecodeNpy(c.File, "a.npy");
-  EXPECT_EQ(image.ColSize, 3);
-  EXPECT_EQ(image.RowSize, 2);
-  EXPECT_EQ(Pixels(image), c.Pixels);
+  EXPECT_EQ(std::make_pair(image.ColSize, image.RowSize), std::make_pair(3, 2));
+  EXPECT_EQ(ZrPixels(image), c.Pixels);
 }
 
 const std::vector<float> kCounting = {0, 1, 2, 3, 4, 5};
@@ -159,18 +156,15 @@ TEST_F(StackTest, Hdf5FramesAreReadOneAtATime) {
                       ": holds 2 image datasets (/entry/data/data, /entry/sum); name the one to "
                       "read");
   const ZrStackInfo info = ZrProbeStack(Path("run.h5"), "/entry/data/data");
-  EXPECT_EQ(info.Frames, 3);
-  EXPECT_EQ(info.Cols, 4);
-  EXPECT_EQ(info.Rows, 2);
-  EXPECT_TRUE(info.IsStack);
+  EXPECT_EQ(std::make_tuple(info.Frames, info.Cols, info.Rows, info.IsStack),
+            std::make_tuple(int64_t{3}, 4, 2, true));
   const ZrFloatMatrix last = ZrReadStackFrame(Path("run.h5"), "/entry/data/data", 2);
   EXPECT_EQ(last.ColSize, 4);
-  EXPECT_EQ(Pixels(last), (std::vector<float>{1016, 1017, 1018, 1019, 1020, 1021, 1022, 1023}));
+  EXPECT_EQ(ZrPixels(last), (std::vector<float>{1016, 1017, 1018, 1019, 1020, 1021, 1022, 1023}));
   EXPECT_ZR_ERROR(ZrReadStackFrame(Path("run.h5"), "/entry/data/data", 3),
                   Path("run.h5") + ": frame 3 is outside the 3 frames of dataset /entry/data/data");
   const ZrStackInfo sum = ZrProbeStack(Path("run.h5"), "/entry/sum");
-  EXPECT_FALSE(sum.IsStack);
-  EXPECT_EQ(sum.Frames, 1);
+  EXPECT_EQ(std::make_pair(sum.Frames, sum.IsStack), std::make_pair(int64_t{1}, false));
   EXPECT_EQ(ZrReadStackFrame(Path("run.h5"), "/entry/sum", 0).Data[7], 1007.0f);
 
   WriteHdf5("odd.h5", {{"/line", {5}}, {"/cube", {2, 2, 2, 2}}});
@@ -180,15 +174,14 @@ TEST_F(StackTest, Hdf5FramesAreReadOneAtATime) {
                   Path("odd.h5") +
                       ": dataset /line is not an image (numbers in 2 dimensions, or 3 for a stack "
                       "of frames)");
-  EXPECT_EQ(ZrErrorText([&] {
-              ZrProbeStack(Path("odd.h5"), "/none");
-            }).rfind(Path("odd.h5") + ": cannot open dataset /none (", 0),
-            0u);
+  // The library's own reason follows in brackets.
   std::ofstream(Path("fake.h5")) << "not HDF5";
-  EXPECT_EQ(ZrErrorText([&] {
-              ZrProbeStack(Path("fake.h5"), "");
-            }).rfind(Path("fake.h5") + ": cannot open as HDF5 file (", 0),
-            0u);
+  for (const auto& [name, dataset, prefix] :
+       {std::tuple{"odd.h5", "/none", ": cannot open dataset /none ("},
+        std::tuple{"fake.h5", "", ": cannot open as HDF5 file ("}}) {
+    EXPECT_THAT(ZrErrorText([&] { ZrProbeStack(Path(name), dataset); }),
+                ::testing::StartsWith(Path(name) + prefix));
+  }
 }
 
 TEST_F(StackTest, NpyStackFramesAndLength) {
@@ -198,7 +191,7 @@ TEST_F(StackTest, NpyStackFramesAndLength) {
   const ZrStackInfo info = ZrProbeStack(Path("s.npy"), "ignored");
   EXPECT_TRUE(info.IsStack);
   EXPECT_EQ(info.Frames, 2);
-  EXPECT_EQ(Pixels(ZrReadStackFrame(Path("s.npy"), "", 1)),
+  EXPECT_EQ(ZrPixels(ZrReadStackFrame(Path("s.npy"), "", 1)),
             std::vector<float>(values.begin() + 12, values.end()));
   EXPECT_ZR_ERROR(ZrImageRead(Path("s.npy")),
                   Path("s.npy") + ": a stack of 2 frames (3-D .npy array) is not one image");

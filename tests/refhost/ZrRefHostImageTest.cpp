@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "hostlink/ZrHostReplies.h"
+#include "tests/common/ZrTestImages.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -41,18 +42,6 @@ ZrFloatMatrix Pattern(const Shape& s, uint32_t seed) {
   return m;
 }
 
-std::vector<float> Pixels(const ZrFloatMatrix& m) {
-  return {m.Data, m.Data + m.Count()};
-}
-
-void ExpectSameBits(const ZrFloatMatrix& a, const ZrFloatMatrix& b) {
-  ASSERT_EQ(a.ColSize, b.ColSize);
-  ASSERT_EQ(a.RowSize, b.RowSize);
-  EXPECT_EQ(a.ColBegin, b.ColBegin);
-  EXPECT_EQ(a.RowBegin, b.RowBegin);
-  EXPECT_EQ(std::memcmp(a.Data, b.Data, static_cast<size_t>(4 * a.Count())), 0);
-}
-
 class ZrRefHostImageShapes : public ZrRefHostFixture,
                              public ::testing::WithParamInterface<Shape> {};
 
@@ -66,13 +55,13 @@ TEST_P(ZrRefHostImageShapes, SetThenGetIsBitExactBothWays) {
   client_->ImageSet(id, sent);
   ZrRefHostWindow window;
   ASSERT_TRUE(host_.GetWindow(id, window));
-  ExpectSameBits(window.Image, sent);
+  EXPECT_TRUE(ZrSameBits(window.Image, sent));
 
   const ZrFloatMatrix hostImage = Pattern(s, 99);
   host_.SetWindowImage(id, hostImage);
   ZrFloatMatrix got;
   client_->ImageGet(id, got, false);
-  ExpectSameBits(got, hostImage);
+  EXPECT_TRUE(ZrSameBits(got, hostImage));
   const std::string function = s.SharedMemory ? "FIImageGetBySharedMemory" : "ImageGet";
   EXPECT_NE(host_.Requests().back().find("<cmd>" + function + "</cmd>"), std::string::npos);
 }
@@ -100,7 +89,7 @@ TEST_F(ZrRefHostImage, ClearNaNZeroesNaNAndKeepsInfinities) {
     ZrFloatMatrix cleared, kept;
     client_->ImageGet(id, cleared, true);
     client_->ImageGet(id, kept, false);
-    EXPECT_EQ(Pixels(cleared), std::vector<float>({0.0f, inf, -inf, -2.5f}));
+    EXPECT_EQ(ZrPixels(cleared), std::vector<float>({0.0f, inf, -inf, -2.5f}));
     EXPECT_FALSE(std::signbit(cleared.Data[0]));
     EXPECT_TRUE(std::isnan(kept.Data[0]));
   }
@@ -149,7 +138,7 @@ TEST_F(ZrRefHostImage, ImageSetsUseNewKeysAndSkipKeysHeldByOtherProcesses) {
   EXPECT_NE(host_.Requests().back().find("<key>" + key + "</key>"), std::string::npos);
   ZrFloatMatrix back;
   client_->ImageGet(id, back, false);
-  ExpectSameBits(back, image);
+  EXPECT_TRUE(ZrSameBits(back, image));
 }
 
 TEST_F(ZrRefHostImage, EmptyImagesAndMissingWindows) {
@@ -189,15 +178,10 @@ TEST_F(ZrRefHostImage, ShortBlockIsRefusedWithBothSizes) {
 // the block handed out longest ago is released with a log line.
 TEST(ZrRefHostImageBlocks, OwnKeyPerGetKeptUntilTheClientsNextRequestWithinTheBound) {
   ZrRefHost host;
-  int32_t id = host.AddImageWindow(ZrFloatMatrix(2, 2));
+  const int32_t id = host.AddImageWindow(ZrFloatMatrix(2, 2));
   host.SetMaxImageBlocks(2);
-  ZrCmdPackUnpack request("w");
-  request.OpenCmd();
-  request.SetFunc(ZrHostFunction::FIImageGetBySharedMemory);
-  request.IDDocChildWindow(id);
-  request.CloseCmd();
-  std::string get;
-  request.GetText(get);
+  const std::string get = "<air><i0><cmd>FIImageGetBySharedMemory</cmd>\n<IDDocChildWindow>" +
+                          std::to_string(id) + "</IDDocChildWindow>\n</i0>\n</air>\n";
   auto key = [&](int64_t client) {
     ZrCmdPackUnpack response("r");
     response.SetText(host.Handle(get, client).Text);

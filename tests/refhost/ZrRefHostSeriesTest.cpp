@@ -9,6 +9,8 @@
 #include "formats/ZrSeriesIndex.h"
 #include "imageio/ZrImageFile.h"
 #include "tests/common/ZrTestFiles.h"
+#include "tests/common/ZrTestImages.h"
+#include "tests/common/ZrTestSeriesIndex.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/refhost/ZrRefHostFixture.h"
 
@@ -39,8 +41,7 @@ class ZrRefHostSeries : public ZrRefHostFixture {
 
 TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
   const int32_t id = client_->SeriesNewWindow(folder_, "image");
-  EXPECT_TRUE(client_->GetIsModeImage(id));
-  EXPECT_TRUE(client_->GetIsModeSeries(id));
+  EXPECT_TRUE(client_->GetIsModeImage(id) && client_->GetIsModeSeries(id));
   ASSERT_EQ(client_->SeriesGetCount(id), 3);
   std::map<std::string, std::string> seriesKeys = {{"x", "y"}};
   client_->SeriesKeyStringGet(id, seriesKeys);
@@ -60,8 +61,7 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
     client_->SeriesImageIndexSet(id, i);
     ZrFloatMatrix image;
     client_->ImageGet(id, image, true);
-    ASSERT_EQ(image.Count(), 8);
-    EXPECT_EQ(image.Data[0], static_cast<float>(i + 1));
+    EXPECT_EQ(ZrPixels(image), std::vector<float>(8, static_cast<float>(i + 1)));
     for (int64_t k = 0; k < image.Count(); ++k) image.Data[k] *= 10;
     client_->ImageSet(id, image);
     d["Sx"] = i + 0.5;
@@ -96,15 +96,7 @@ TEST_F(ZrRefHostSeries, BatchSequenceOverAFolder) {
 
 // An index file loaded as a series; renewed without saving any image.
 TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
-  ZrSeriesIndex index;
-  index.KeyDouble = {{"energy", 95.5}};
-  index.KeyString = {{"sample", "Cu(111) <clean>"}};
-  for (int i = 0; i < 2; ++i) {
-    ZrSeriesEntry entry;
-    entry.File = "../in/img" + std::to_string(i) + ".rawf";
-    entry.KeyDouble["t"] = i;
-    index.Entries.push_back(entry);
-  }
+  const ZrSeriesIndex index = ZrTestSeriesIndex();
   const std::string indexPath = QDir(dir_.path()).filePath("idx/s.xmlsrs").toStdString();
   QDir().mkpath(QDir(dir_.path()).filePath("idx"));
   ZrSeriesIndexWrite(indexPath, index);
@@ -114,8 +106,7 @@ TEST_F(ZrRefHostSeries, IndexFileSeriesKeysAndUnsavedEntries) {
   std::map<std::string, std::string> s;
   client_->SeriesKeyDoubleGet(id, d);
   client_->SeriesKeyStringGet(id, s);
-  EXPECT_EQ(d, index.KeyDouble);
-  EXPECT_EQ(s, index.KeyString);
+  EXPECT_EQ(std::make_pair(d, s), std::make_pair(index.KeyDouble, index.KeyString));
   client_->SeriesImageIndexSetWithLoadImage(id, 1);
   client_->SeriesIndexKeyDoubleGet(id, d);
   EXPECT_EQ(d.at("t"), 1.0);
@@ -136,8 +127,7 @@ TEST_F(ZrRefHostSeries, FailedLoadIsReportedThroughGetIsLoaded) {
   client_->SeriesImageIndexSetWithLoadImage(id, 3);
   bool loaded = false, success = true;
   client_->GetIsLoaded(loaded, success);
-  EXPECT_TRUE(loaded);
-  EXPECT_FALSE(success);
+  EXPECT_EQ(std::make_pair(loaded, success), std::make_pair(true, false));
   EXPECT_ZR_ERROR(client_->SeriesImageIndexSet(id, 4), "Series index is out of range:4");
   EXPECT_ZR_ERROR(client_->SeriesNewWindow(folder_ + "/missing", "image"),
                   "Series cannot be loaded:" + folder_ + "/missing");

@@ -23,6 +23,7 @@
 #include "tests/common/ZrTestFiles.h"
 #include "tests/common/ZrTestScreens.h"
 #include "tests/common/ZrTestUtil.h"
+#include "tests/refhost/ZrRefHostFixture.h"
 #include "viewer/ZrViewerMainWindow.h"
 
 namespace {
@@ -38,27 +39,17 @@ ZrFloatMatrix Ramp(int32_t cols, int32_t rows, int32_t colBegin = 0, int32_t row
 }
 
 // A viewer over a host served on its own thread, and a plug-in client connected to it.
-class ZrViewerWindowTest : public ::testing::Test {
+class ZrViewerWindowTest : public ZrRefHostFixture {
  protected:
   void SetUp() override {
-    server_ = std::make_unique<ZrRefHostThread>(host_);
-    ASSERT_TRUE(server_->Start(0));
+    ZrRefHostFixture::SetUp();
     viewer_ = std::make_unique<ZrViewerMainWindow>(host_, server_->Port());
     viewer_->resize(1200, 800);
     viewer_->show();
   }
   void TearDown() override {
-    client_.reset();
     viewer_.reset();
-    server_->Stop();
-  }
-  ZrPluginFuncVeldra& Client() {
-    if (!client_) {
-      client_ = std::make_unique<ZrPluginFuncVeldra>("localhost", server_->Port());
-      client_->SetPollCount(1000);
-      client_->SubConnect();
-    }
-    return *client_;
+    ZrRefHostFixture::TearDown();
   }
   std::string Write(const char* name, const ZrFloatMatrix& image) {
     const std::string path = dir_.filePath(name).toStdString();
@@ -79,10 +70,7 @@ class ZrViewerWindowTest : public ::testing::Test {
   }
 
   QTemporaryDir dir_;
-  ZrRefHost host_;
-  std::unique_ptr<ZrRefHostThread> server_;
   std::unique_ptr<ZrViewerMainWindow> viewer_;
-  std::unique_ptr<ZrPluginFuncVeldra> client_;
 };
 
 class ZrViewerOpenTest : public ZrViewerWindowTest,
@@ -148,10 +136,9 @@ TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
 
-  ZrPluginFuncVeldra& client = Client();
-  client.ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
-  client.ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
-  client.UpdateAll();
+  client_->ImageKeyDoubleSet(id, {{"MoveToCenter", 1}, {"RFA_background", 0.25}});
+  client_->ImageKeyStringSet(id, {{"log", "line one\nline two"}, {"note", "text"}});
+  client_->UpdateAll();
   ASSERT_TRUE(QTest::qWaitFor(
       [&] { return viewer_->LogView()->toPlainText() == "line one\nline two"; }, 5000));
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MoveToCenter=1", "RFA_background=0.25"}));
@@ -175,10 +162,9 @@ TEST_F(ZrViewerWindowTest, UnreadableFilesOpenNothingOrNoKeys) {
 
 TEST_F(ZrViewerWindowTest, NewWindowOfAPluginTakesTheFocusAndUserFocusReachesTheHost) {
   const int32_t first = viewer_->OpenFile(Write("a.rawf", Ramp(8, 8)));
-  ZrPluginFuncVeldra& client = Client();
-  const int32_t second = client.ImageNewWindow();
-  client.ImageSet(second, Ramp(5, 4));
-  client.UpdateAll();
+  const int32_t second = client_->ImageNewWindow();
+  client_->ImageSet(second, Ramp(5, 4));
+  client_->UpdateAll();
   ASSERT_TRUE(QTest::qWaitFor(
       [&] { return viewer_->ActiveWindow() != nullptr && viewer_->ActiveWindow()->Id() == second; },
       5000));
@@ -189,7 +175,7 @@ TEST_F(ZrViewerWindowTest, NewWindowOfAPluginTakesTheFocusAndUserFocusReachesThe
   for (QMdiSubWindow* sub : mdi->subWindowList()) {
     if (sub->widget() == viewer_->WindowWidget(first)) mdi->setActiveSubWindow(sub);
   }
-  EXPECT_EQ(client.WindowGetFocusedID(), first);
+  EXPECT_EQ(client_->WindowGetFocusedID(), first);
 }
 
 TEST_F(ZrViewerWindowTest, ClosedWindowStaysInTheHostAndComesBack) {
@@ -211,10 +197,9 @@ TEST_F(ZrViewerWindowTest, RegionsOfAPluginAreDrawnWhereTheyLie) {
   const int32_t id = viewer_->OpenFile(Write("black.rawf", black));
   const ZrRegion ellipse{"ELLIPSE", 30, 20, 40, 20, {255, 0, 0}, false, ""};
   const ZrRegion box{"RECTANGLE", 50, 40, 10, 6, {0, 255, 0}, false, ""};
-  ZrPluginFuncVeldra& client = Client();
-  client.RegionAdd(id, ellipse);
-  client.RegionAdd(id, box);
-  client.UpdateAll();
+  client_->RegionAdd(id, ellipse);
+  client_->RegionAdd(id, box);
+  client_->UpdateAll();
   ZrViewerWindow* window = viewer_->WindowWidget(id);
   ASSERT_TRUE(QTest::qWaitFor([&] { return window->Window().Regions.size() == 2; }, 5000));
   window->View()->SetZoom(2);
@@ -318,14 +303,14 @@ TEST_F(ZrViewerWindowTest, APluginsChangeRedrawsOnlyTheWindowItChanged) {
   const qint64 keptPicture = picture(kept), changedPicture = picture(changed);
   ZrFloatMatrix image(8, 6);
   image.Fill(3.0f);
-  Client().ImageSet(changed, image);
-  Client().ImageKeyStringSet(changed, {{"note", "a<b"}});
+  client_->ImageSet(changed, image);
+  client_->ImageKeyStringSet(changed, {{"note", "a<b"}});
   QTRY_COMPARE(viewer_->WindowWidget(changed)->Window().KeyString.count("note"), size_t{1});
   EXPECT_EQ(viewer_->WindowWidget(changed)->Window().Image.Data[0], 3.0f);
   EXPECT_NE(picture(changed), changedPicture);
   EXPECT_EQ(picture(kept), keptPicture);
   const qint64 settled = picture(changed);
-  Client().ImageGet(changed, image, false);
+  client_->ImageGet(changed, image, false);
   QTest::qWait(50);
   EXPECT_EQ(picture(changed), settled);
 }
