@@ -26,7 +26,9 @@ namespace {
 // ---- command line ----
 
 TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
-  const std::pair<std::vector<std::string>, const char*> cases[] = {
+  const std::string frames =
+      "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not ";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{"--jobs"}, "option --jobs needs a value"},
       {{"-j", "0"}, "--jobs needs a whole number from 1 to 64, not \"0\""},
       {{"-j", "2.5"}, "--jobs needs a whole number from 1 to 64, not \"2.5\""},
@@ -37,12 +39,8 @@ TEST(CommandLine, ErrorsAreRefusedWithTheirText) {
       {{"-j3", "--jobs", "3"}, "unknown option -j3 (see --help)"},
       {{"--png=1"}, "unknown option --png=1 (see --help)"},
       {{"--size", "8"}, "--size needs a whole number from 16 to 8192, not \"8\""},
-      {{"--frames", "3:3"},
-       "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
-       "\"3:3\""},
-      {{"--frames", "-1:"},
-       "--frames needs FIRST:END, FIRST: or FRAME (frame numbers from 0, END not included), not "
-       "\"-1:\""}};
+      {{"--frames", "3:3"}, frames + "\"3:3\""},
+      {{"--frames", "-1:"}, frames + "\"-1:\""}};
   for (const auto& [args, message] : cases) {
     EXPECT_ZR_ERROR(RfaParseCommandLine(args), message);
   }
@@ -321,6 +319,18 @@ TEST_F(RfaProcessTest, RefusalsNameTheFileAndTouchNoOutput) {
        "parameter Sr_ = -1e+300 is out of range (0 to 1e+06)"},
       {"-p @/m.rfa_bg -o @/new @/b0.tif", 2,
        "parameter SMargin_ = 2147483647 is out of range (-1000000 to 1000000)"},
+      // Analysis outputs no image could give.
+      {"--angular-map 0 -o @/new @/s.tif", 2,
+       "--angular-map needs a step in degrees above 0 and at most 90, not \"0\""},
+      {"--angular-map 0.001 -o @/new @/s.tif", 2,
+       "Angular map: a step of 0.001 degrees makes a grid of 360000 x 90001 pixels, more than "
+       "67108864"},
+      {"--angular-map 1 --set MappingAzThetaMax_deg_=180 -o @/new @/s.tif", 2,
+       "Angular map: the stereographic projection needs MappingAzThetaMax_deg_ below 180, not 180"},
+      {"--find-screen sometimes -o @/new @/s.tif", 2,
+       "--find-screen needs image or series, not \"sometimes\""},
+      {"--background --no-bg-sh -o @/new @/s.tif", 2,
+       "--background writes the spherical-harmonics background, which IsBgSh_ switches off"},
       {"-p @/p.rfa_bg --set McpDipR_=1e30 -o @/new @/s.tif", 1,
        "@/s.tif: the result is 0 everywhere: the MCP dip mask (McpDipCx_=28 McpDipCy_=26 "
        "McpDipR_=1e+30) covers every pixel left (--allow-empty writes it anyway)"},
