@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <QStringList>
-#include <QtGlobal>
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
@@ -17,7 +16,6 @@
 #include <utility>
 #include <vector>
 
-#include "formats/ZrQtDebug.h"
 #include "numerics/ZrDebugOutput.h"
 #include "numerics/ZrMatrixOperator.h"
 #include "numerics/ZrSphericalHarmonics.h"
@@ -30,10 +28,11 @@ namespace {
 
 constexpr long double kPi = 3.141592653589793238462643383279502884L;
 
-// Collects the debug output of the fit (the two matrix dumps) instead of printing it.
-QStringList* gDebugLines = nullptr;
-void CollectDebug(QtMsgType type, const QMessageLogContext&, const QString& text) {
-  if (type == QtDebugMsg && gDebugLines != nullptr) gDebugLines->append(text);
+// Collects the debug lines of the fit (the two matrix dumps) instead of printing them. (The way
+// to Qt's debug output that the programs take: ZrQtDebugTest.)
+QStringList gDebugLines;
+void CollectDebug(const std::string& line) {
+  gDebugLines << QString::fromStdString(line);
 }
 
 RfaParameters Params(double sr, int32_t margin, int32_t degree, long double thetaMaxDeg = 90) {
@@ -57,18 +56,11 @@ ZrFloatMatrix ScreenImage(int32_t size, double radius, unsigned seed) {
 class RfaBackgroundFitTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    gDebugLines = &debugLines_;
-    previous_ = qInstallMessageHandler(CollectDebug);
-    ZrDebugToQt();  // as the plug-in program does at start-up
+    gDebugLines.clear();
+    ZrSetDebugSink(CollectDebug);
     RfaClearFitCaches();
   }
-  void TearDown() override {
-    ZrSetDebugSink(nullptr);
-    qInstallMessageHandler(previous_);
-    gDebugLines = nullptr;
-  }
-  QStringList debugLines_;
-  QtMessageHandler previous_ = nullptr;
+  void TearDown() override { ZrSetDebugSink(nullptr); }
 };
 
 TEST_F(RfaBackgroundFitTest, DiscMappingRules) {
@@ -388,14 +380,14 @@ TEST_F(RfaBackgroundFitTest, DumpsBothMatricesColumnByColumn) {
   image.Fill(2.0f);
   ZrFloatMatrix background;
   RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image);
-  const QStringList first = debugLines_;
-  debugLines_.clear();
+  const QStringList first = gDebugLines;
+  gDebugLines.clear();
   RfaFitReport report;
   RfaSphericalHarmonicsBackground(background, Params(18, 2, 1), image, Reusing(&report));
   EXPECT_TRUE(report.MatrixReused);
-  EXPECT_EQ(debugLines_, first);
+  EXPECT_EQ(gDebugLines, first);
   QStringList heads, expected;  // "M <row> <column>", then "iM ...", column after column
-  for (const QString& line : debugLines_) heads << line.section(' ', 0, 2);
+  for (const QString& line : gDebugLines) heads << line.section(' ', 0, 2);
   for (const char* name : {"M", "iM"}) {
     for (int i = 0; i < 16; ++i) expected << QString("%1 %2 %3").arg(name).arg(i % 4).arg(i / 4);
   }
