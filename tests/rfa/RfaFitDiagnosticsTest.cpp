@@ -4,10 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <iomanip>
 #include <sstream>
-#include <vector>
 
 #include "rfa/RfaParameters.h"
 #include "tests/common/RfaTestParameters.h"
@@ -20,12 +18,8 @@ TEST(RfaConditionNumber, OneNormOfMatrixTimesInverse) {
   const long double a[3][3] = {{2, 0, 0}, {1, 1, 0}, {1, 0, 1}};
   const long double b[3][3] = {{0.5, 0, 0}, {-0.5, 1, 0}, {-0.5, 0, 1}};
   ZrLDoubleMatrix m(3, 3), inverse(3, 3);
-  for (int32_t row = 0; row < 3; ++row) {
-    for (int32_t col = 0; col < 3; ++col) {
-      m(col, row) = a[row][col];
-      inverse(col, row) = b[row][col];
-    }
-  }
+  std::copy(&a[0][0], &a[0][0] + 9, m.Data);  // row after row
+  std::copy(&b[0][0], &b[0][0] + 9, inverse.Data);
   EXPECT_EQ(RfaConditionNumber(m, inverse), 6.0);
 }
 
@@ -48,9 +42,8 @@ TEST(RfaAssessFit, ResidualOfACheckerboardAboutItsMean) {
   EXPECT_EQ(q.Condition, 0.0);                    // no matrix handed over
 }
 
-// The solution handed out is what the background was evaluated from (its M is the
-// accumulation's: RfaFitBits). Degree 10 on a hemisphere is ill-conditioned (the reason for the
-// limit), degree 5 is not.
+// Degree 10 on a hemisphere is ill-conditioned (the reason for the limit), degree 5 is not. (The
+// solution handed out is the one the background came from: RfaFitBits.)
 TEST(RfaFitWarning, DegreeTenOnAHemisphere) {
   const ZrFloatMatrix image =
       RfaMakeSyntheticScreen(RfaScreenOptions(80, 80, 40, 40, 38, 50, 40, 4));
@@ -61,17 +54,6 @@ TEST(RfaFitWarning, DegreeTenOnAHemisphere) {
     options.Solution = &solution;
     ZrFloatMatrix background;
     RfaSphericalHarmonicsBackground(background, p, image, options);
-    const int32_t K = (degree + 1) * (degree + 1);
-    ASSERT_EQ(solution.Coefficients.Count(), K);
-    const RfaFitGeometry g = RfaMakeFitGeometry(p, image);
-    std::vector<long double> Y(static_cast<size_t>(K));
-    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{-20, 13}, std::pair{30, -5}}) {
-      ASSERT_TRUE(RfaDiscBasisAt(Y.data(), g, x, y, RfaBasisKind::Symmetric));
-      long double sum = 0;
-      for (int32_t i = 0; i < K; ++i)
-        sum += solution.Coefficients.Data[i] * Y[static_cast<size_t>(i)];
-      EXPECT_EQ(background(x + 40, y + 40), static_cast<float>(sum)) << x << "," << y;
-    }
     EXPECT_NE(RfaCoefficientsCsv(solution.Coefficients).find("\n4,-4,"), std::string::npos);
     const RfaFitQuality q = RfaAssessFit(image, background, p, solution);
     EXPECT_GT(q.Pixels, 3000);

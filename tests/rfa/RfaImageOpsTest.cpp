@@ -62,10 +62,10 @@ INSTANTIATE_TEST_SUITE_P(Cases, RfaMoveToCenterRoll, testing::ValuesIn(kRollCase
 
 TEST(RfaMoveToCenter, RefusesNonFiniteCentreAndIgnoresEmptyImage) {
   ZrFloatMatrix image = Numbered(4, 4);
-  EXPECT_ZR_ERROR(RfaMoveToCenter(image, std::numeric_limits<double>::quiet_NaN(), 1.0),
-                  "Move to center: screen centre is not a finite number");
-  EXPECT_ZR_ERROR(RfaMoveToCenter(image, 1.0, std::numeric_limits<double>::infinity()),
-                  "Move to center: screen centre is not a finite number");
+  for (const auto& [sx, sy] : {std::pair{NAN, 1.0}, {1.0, INFINITY}}) {
+    EXPECT_ZR_ERROR(RfaMoveToCenter(image, sx, sy),
+                    "Move to center: screen centre is not a finite number");
+  }
   ZrFloatMatrix empty;
   RfaMoveToCenter(empty, 3.0, 3.0);
   EXPECT_TRUE(empty.IsEmpty());
@@ -248,10 +248,8 @@ TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
   const ZrFloatMatrix image = RandomImageWithHoles(c);
   for (const RfaRingStatistic statistic : {RfaRingStatistic::Median, RfaRingStatistic::Mean}) {
     const ZrFloatMatrix bg = RfaAzimuthalAverageBackground(image, c.Cx, c.Cy, c.Step, statistic);
-    ASSERT_EQ(bg.ColSize, c.Cols);
-    ASSERT_EQ(bg.RowSize, c.Rows);
-    EXPECT_EQ(bg.ColBegin, c.ColBegin);
-    EXPECT_EQ(bg.RowBegin, c.RowBegin);
+    ASSERT_EQ(std::tie(bg.ColSize, bg.RowSize, bg.ColBegin, bg.RowBegin),
+              std::tie(c.Cols, c.Rows, c.ColBegin, c.RowBegin));
     for (int32_t y = c.RowBegin; y < c.RowBegin + c.Rows; ++y) {
       for (int32_t x = c.ColBegin; x < c.ColBegin + c.Cols; ++x) {
         const double expected =
@@ -288,10 +286,10 @@ TEST(RfaAzimuthalBackground, RefusesBadStepAndCentreButTakesAnEmptyImage) {
   for (const float step : {0.0f, -1.0f, nan}) {
     EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, step), badStep) << step;
   }
-  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, nan, 2.0f),
-                  "Azimuthal average: centre is not a finite number");
-  EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, INFINITY),
-                  "Azimuthal average: centre is not a finite number");
+  for (const auto& [cx, cy] : {std::pair{nan, 2.0f}, {2.0f, INFINITY}}) {
+    EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, cx, cy),
+                    "Azimuthal average: centre is not a finite number");
+  }
   EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, 2.0f, 2.0f, 1e-9f),
                   "Azimuthal average: too many radial rings");
   EXPECT_ZR_ERROR(RfaAzimuthalAverageBackground(image, -3e38f, 2.0f),

@@ -56,21 +56,17 @@ TEST(RfaShiftImage, FractionalShiftOfASmoothPattern) {
     for (int32_t x = 0; x < cols; ++x) image(x, y) = static_cast<float>(Wave(x, y, cols, rows));
   }
   const double dx = 0.3, dy = -1.6;
-  const struct {
-    RfaInterpolation Kind;
-    double Bound;
-  } rows_[] = {{RfaInterpolation::Linear, 0.05},
-               {RfaInterpolation::Keys, 0.01},
-               {RfaInterpolation::BSpline, 0.001}};
-  for (const auto& r : rows_) {
-    const ZrFloatMatrix shifted = RfaShiftImage(image, dx, dy, r.Kind);
+  for (const auto& [kind, bound] : {std::pair{RfaInterpolation::Linear, 0.05},
+                                    {RfaInterpolation::Keys, 0.01},
+                                    {RfaInterpolation::BSpline, 0.001}}) {
+    const ZrFloatMatrix shifted = RfaShiftImage(image, dx, dy, kind);
     double worst = 0.0;
     for (int32_t y = 0; y < rows; ++y) {
       for (int32_t x = 0; x < cols; ++x) {
         worst = std::max(worst, std::abs(shifted(x, y) - Wave(x - dx, y - dy, cols, rows)));
       }
     }
-    EXPECT_LT(worst, r.Bound) << RfaInterpolationName(r.Kind);
+    EXPECT_LT(worst, bound) << RfaInterpolationName(kind);
   }
 }
 

@@ -97,12 +97,8 @@ TEST(RfaParametersExchange, ReadsElementsInAnyOrderAndForgivesBadTexts) {
       ReadInto(p,
                "<ini><IsMaskOutside_>false</IsMaskOutside_><Sx_>1</Sx_><Unknown_>3</Unknown_>"
                "<Sr_>abc</Sr_><Size_l_>x</Size_l_><IsBgSh_>TRUE</IsBgSh_><Sy_>2</Sy_></ini>"));
-  EXPECT_FALSE(p.IsMaskOutside);
-  EXPECT_EQ(p.Sx, 1);
-  EXPECT_EQ(p.Sy, 2);
-  EXPECT_EQ(p.Sr, 0.0);
-  EXPECT_EQ(p.SizeL, 0);
-  EXPECT_TRUE(p.IsBgSh);
+  EXPECT_EQ(std::tuple(p.IsMaskOutside, p.Sx, p.Sy, p.Sr, p.SizeL, p.IsBgSh),
+            std::tuple(false, 1.0, 2.0, 0.0, 0, true));
 }
 
 // Every key of a parameter file is accepted by --set and changes exactly the field written

@@ -8,10 +8,12 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "formats/ZrFileBytes.h"
 #include "imageio/ZrImageFile.h"
 #include "tools/RfaProcess.h"
 
@@ -38,6 +40,13 @@ class RfaProcessTest : public ::testing::Test {
     }
     return names;
   }
+  // The files of the folder sub and their bytes, as one value.
+  std::map<std::string, std::string> Contents(const std::string& sub) const {
+    std::map<std::string, std::string> bytes;
+    for (const std::string& name : Files(sub))
+      bytes[name] = ZrReadFileBytes(Path(sub + "/" + name));
+    return bytes;
+  }
   // count screens of size x size named <stem>0<ext>, <stem>1<ext>, ... (folders made).
   void WriteScreens(const std::string& stem, const std::string& ext, int count, int size,
                     int firstIndex) {
@@ -48,8 +57,7 @@ class RfaProcessTest : public ::testing::Test {
   }
   // The sample parameters of that size in "p.rfa_bg".
   void WriteParameterFile(int size) {
-    RfaParameters params = RfaSampleParameters(size);
-    RfaWriteParameterFile(Path("p.rfa_bg"), params);
+    RfaWriteParameterFile(Path("p.rfa_bg"), RfaSampleParameters(size));
   }
   // "@" in text stands for the test's folder.
   std::string At(const std::string& text) const {
