@@ -35,6 +35,11 @@ TEST(RfaRadialProfile, RingStatisticsWithoutHoles) {
   ASSERT_EQ(profile.Mean.size(), 6u);
   EXPECT_DOUBLE_EQ(profile.Mean[2], 3.0);
   EXPECT_DOUBLE_EQ(profile.Mean[3], 4.0 + 96.0 / count[3]);
+  // A ring of an even count has the mean of its two middle values as its median.
+  ZrFloatMatrix pair(2, 1);
+  pair.Data[0] = 1.0f;
+  pair.Data[1] = 4.0f;
+  EXPECT_EQ(RfaMakeRadialProfile(pair, 0.5, 0, 1).Median, std::vector<double>{2.5});
 }
 
 TEST(RfaRadialProfile, ScreenCentreOfTheResultAndTheTable) {
