@@ -246,9 +246,7 @@ TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
   EXPECT_TRUE(slider->isVisible());
   EXPECT_EQ(slider->maximum(), 2);
   slider->setValue(2);
-  ZrRefHostWindow record;
-  ASSERT_TRUE(host_.GetWindow(id, record));
-  EXPECT_EQ(record.CurrentIndex, 2);
+  EXPECT_EQ(window->Window().CurrentIndex, 2);
   EXPECT_TRUE(ZrSameBits(window->Window().Image, Ramp(8, 4, 0, 2)));
   EXPECT_EQ(window->View()->Picture().size(), QSize(8, 4));
   EXPECT_EQ(window->Title(), QString("%1: img2.rawf (8 x 4)").arg(id));
