@@ -107,11 +107,10 @@ TEST_F(MainWindowTest, FractionalMaskValuesShowRoundedAndAreReadBackRounded) {
     p.MaskCx = p.MaskCy = p.MaskRx = p.MaskRy = field;
     window.FillPanel();
     EXPECT_EQ(p.MaskCx, field);
-    EXPECT_EQ(window.Form()->sbMaskCx->value(), shown);
-    EXPECT_EQ(window.Form()->sbMaskRy->value(), shown);
     p.Bind(true, window.Form());
-    EXPECT_EQ(p.MaskCx, shown);
-    EXPECT_EQ(p.MaskRx, shown);
+    EXPECT_EQ(std::make_tuple(window.Form()->sbMaskCx->value(), window.Form()->sbMaskRy->value(),
+                              p.MaskCx, p.MaskRx),
+              std::make_tuple(shown, shown, double(shown), double(shown)));
   }
 }
 
