@@ -107,11 +107,10 @@ TEST_F(MainWindowTest, FractionalMaskValuesShowRoundedAndAreReadBackRounded) {
     p.MaskCx = p.MaskCy = p.MaskRx = p.MaskRy = field;
     window.FillPanel();
     EXPECT_EQ(p.MaskCx, field);
-    EXPECT_EQ(window.Form()->sbMaskCx->value(), shown);
-    EXPECT_EQ(window.Form()->sbMaskRy->value(), shown);
     p.Bind(true, window.Form());
-    EXPECT_EQ(p.MaskCx, shown);
-    EXPECT_EQ(p.MaskRx, shown);
+    EXPECT_EQ(std::make_tuple(window.Form()->sbMaskCx->value(), window.Form()->sbMaskRy->value(),
+                              p.MaskCx, p.MaskRx),
+              std::make_tuple(shown, shown, double(shown), double(shown)));
   }
 }
 
@@ -134,12 +133,11 @@ TEST_F(MainWindowTest, StartupLoadsTheSettingsFileAndQuietlySkipsABadOne) {
     MainWindow window;
     RunStartup();
     EXPECT_EQ(answerer.Seen(), "");
-    EXPECT_DOUBLE_EQ(window.Form()->dspSx->value(), c.Sx);
-    EXPECT_EQ(window.Form()->cbBgAz->isChecked(), c.BgAz);
-    // Everything else shows the parameter defaults, not the form's own values.
-    EXPECT_DOUBLE_EQ(window.Form()->dspSy->value(), 100.0);
-    EXPECT_DOUBLE_EQ(window.Form()->dsbDipCx->value(), 166.0);
-    EXPECT_EQ(window.Form()->sbMaskRx->value(), 128);
+    // Everything else shows the parameter defaults (Sy, DipCx, MaskRx), not the form's own.
+    const Ui::MainWindow* f = window.Form();
+    EXPECT_EQ(std::make_tuple(f->dspSx->value(), f->cbBgAz->isChecked(), f->dspSy->value(),
+                              f->dsbDipCx->value(), f->sbMaskRx->value()),
+              std::make_tuple(c.Sx, c.BgAz, 100.0, 166.0, 128));
   }
 }
 
@@ -181,9 +179,7 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
       });
   MainWindow window;
   window.Form()->actionLoad_parameters->trigger();
-  EXPECT_EQ(load.Caption, "Load paramtrs");
-  EXPECT_EQ(load.StartPath, "/some/where");
-  EXPECT_EQ(load.Filter, "parameter (*.rfa_bg);;All Files (*.*)");
+  EXPECT_EQ(load.Text(), "Load paramtrs | /some/where | parameter (*.rfa_bg);;All Files (*.*)");
   EXPECT_EQ(window.Form()->spSizel->value(), 8);
   const QString directory = QFileInfo(Path("p.rfa_bg")).path();
   EXPECT_EQ(ZrTestReadFile("filepath.ini"), directory.toStdString());
@@ -193,13 +189,11 @@ TEST_F(MainWindowTest, LoadSaveAndCancelCommands) {
   DialogCall save;
   AnswerSaveDialog(save, Path("saved.rfa_bg"));
   window.Form()->actionSave_Parameters->trigger();
-  EXPECT_EQ(save.Caption, "Save paramtrs");
-  EXPECT_EQ(save.StartPath, directory + "/paremeter.rfa_bg");
-  EXPECT_EQ(save.Filter, "parameter (*.rfa_bg)");
+  EXPECT_EQ(save.Text(), "Save paramtrs | " + directory.toStdString() +
+                             "/paremeter.rfa_bg | parameter (*.rfa_bg)");
   RfaParameters saved;
   RfaLoadParameterFile(saved, Path("saved.rfa_bg"));
-  EXPECT_EQ(saved.Ax, 33.5);
-  EXPECT_EQ(saved.SizeL, 8);
+  EXPECT_EQ(std::make_pair(saved.Ax, saved.SizeL), std::make_pair(33.5, 8));
 
   // A file that cannot be read is shown in the error box.
   RfaSetOpenDialog([&](QWidget*, const QString&, const QString&, const QString&) {

@@ -20,6 +20,7 @@
 // Arguments that a replaced file dialog received.
 struct DialogCall {
   QString Caption, StartPath, Filter;
+  std::string Text() const { return (Caption + " | " + StartPath + " | " + Filter).toStdString(); }
 };
 
 // Answers every application-modal message box that appears while it lives: records it as

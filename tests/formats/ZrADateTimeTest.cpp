@@ -40,18 +40,16 @@ TEST(ZrADateTime, SettersRejectOutOfRangeFieldsAndFollowTheGregorianLeapRule) {
   // A failed setter keeps the fields set before it.
   ZrADateTime t = At(2020, 5, 6);
   EXPECT_ZR_ERROR(t.SetDate(2031, 14, 1), "illigal month value");
-  EXPECT_EQ(t.year, 2031);  // the year is set before the month is checked
-  EXPECT_EQ(t.month, 4);
-  EXPECT_EQ(t.day, 5);
+  // The year is set before the month is checked.
+  EXPECT_EQ(std::make_tuple(t.year, t.month, t.day), std::make_tuple(2031, 4, 5));
 }
 
 TEST(ZrADateTime, TextForms) {
   const ZrADateTime t = At(2024, 1, 31, 9, 5, 0);
-  EXPECT_EQ(t.TimeString(), "09:05:00");
-  EXPECT_EQ(t.CompactDateString(), "20240131");
-  EXPECT_EQ(t.DateString(), "2024/01/31");
-  EXPECT_EQ(t.DateTimeString(), "2024/01/31 09:05:00");
-  EXPECT_EQ(t.FileStampString(), "20240131-090500");
+  EXPECT_EQ((std::vector<std::string>{t.TimeString(), t.CompactDateString(), t.DateString(),
+                                      t.DateTimeString(), t.FileStampString()}),
+            (std::vector<std::string>{"09:05:00", "20240131", "2024/01/31", "2024/01/31 09:05:00",
+                                      "20240131-090500"}));
 }
 
 TEST(ZrADateTime, Parsing) {
@@ -111,10 +109,9 @@ INSTANTIATE_TEST_SUITE_P(
                       AddCase{"2024/01/01 00:10:00", 'm', -20, "2023/12/31 23:50:00"}));
 
 TEST(ZrADateTime, NowIsAValidStampInTheFixedZone) {
-  ZrADateTime t;
+  ZrADateTime t, check;
   t.Now();
   EXPECT_GE(t.year, 2020);
-  ZrADateTime check;
   EXPECT_NO_THROW(check.SetDate(t.year, t.month + 1, t.day + 1));
   EXPECT_NO_THROW(check.SetTime(t.hour, t.minute, t.second));
   EXPECT_EQ(t.millisecond, 0);

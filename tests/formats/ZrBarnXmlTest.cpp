@@ -106,8 +106,7 @@ TEST(ZrBarnXml, AttributesReadAndWritten) {
   std::vector<std::pair<std::string, std::string>> attributes;
   EXPECT_FALSE(xml->Attributes("b", attributes));
   ASSERT_TRUE(xml->Attributes("a", attributes));
-  const std::vector<std::pair<std::string, std::string>> expected = {{"x", "1"}, {"y", "2"}};
-  EXPECT_EQ(attributes, expected);
+  EXPECT_EQ(attributes, (decltype(attributes){{"x", "1"}, {"y", "2"}}));
   xml->CloseRack("a");  // the name excludes the attributes
 
   ZrBarnXml w("w");

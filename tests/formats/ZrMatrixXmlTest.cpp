@@ -158,9 +158,9 @@ TEST(ZrMatrixXml, OlderAndAlternativeNamesAndDataElementsInOrder) {
   const std::string t =
       Binary(shape, "<base64b>AAAAAAAA+D8AAAAAAAAAwA==</base64b>", "TDoubleMatrixBinary");
   const ZrDoubleMatrix d = ReadMatrix<ZrDoubleMatrix>(t);
-  ASSERT_EQ(d.Count(), 2);
-  EXPECT_EQ(d(1, -1), 1.5);
-  EXPECT_EQ(d(2, -1), -2);
+  EXPECT_EQ(
+      std::make_tuple(d.ColBegin, d.RowBegin, std::vector<double>(d.Data, d.Data + d.Count())),
+      std::make_tuple(1, -1, std::vector<double>{1.5, -2}));
   ZrFloatMatrix f(3, 3);  // other types do not accept the alternative name
   EXPECT_TRUE(Read(t)->Value("m", f, "b"));
   EXPECT_EQ(f.ColSize, 3);
@@ -226,8 +226,7 @@ TEST(ZrMatrixXml, FailedReadLeavesTheCursorWhereItWas) {
   ZrDoubleMatrix m;
   EXPECT_ZR_ERROR(r->Value("m", m, ""), "Data is short");
   int32_t n = 0;
-  EXPECT_TRUE(r->Value("n", n, 0));
-  EXPECT_EQ(n, 4);
+  EXPECT_TRUE(r->Value("n", n, 0) && n == 4);
 }
 
 TEST(ZrMatrixXml, TextValuesConvertToIntegersByTruncation) {

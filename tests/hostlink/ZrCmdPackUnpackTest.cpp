@@ -151,13 +151,10 @@ TEST(ZrCmdPackUnpack, RoundTripsKeepEveryValue) {
     ASSERT_TRUE(response.Packer().KeyDoubleList("D", readNumbers));
     ASSERT_TRUE(response.Region(readRegion));
     ASSERT_TRUE(response.IDList(readIds));
-    EXPECT_EQ(readStrings, strings);
-    EXPECT_EQ(readNumbers, numbers);
-    EXPECT_EQ(Fields(readRegion), Fields(region));
-    ASSERT_EQ(readIds.ColSize, 1);
-    ASSERT_EQ(readIds.RowSize, 4);
-    EXPECT_EQ(std::vector<int32_t>(readIds.Data, readIds.Data + 4),
-              std::vector<int32_t>(ids.Data, ids.Data + 4));
+    EXPECT_EQ(std::make_tuple(readStrings, readNumbers, Fields(readRegion), readIds.ColSize,
+                              std::vector<int32_t>(readIds.Data, readIds.Data + readIds.Count())),
+              std::make_tuple(strings, numbers, Fields(region), 1,
+                              std::vector<int32_t>(ids.Data, ids.Data + 4)));
   }
   EXPECT_NE(RequestText([&](ZrCmdPackUnpack& r) { r.IDList(ids, true); }).find("<base64b>"),
             std::string::npos);

@@ -242,10 +242,9 @@ TEST(ZrTiffText, RoundTripAndAbsence) {
       "{\"input\":{\"file\":\"caf\\u00e9.tif\"},\"time\":\"2023-11-14T22:13:20Z\"}";
   const std::string tagged = ZrEncodeTiff(image, "t.tif", {json, "rfa-process 0.0.5"});
   const ZrTiffText text = ZrDecodeTiffText(tagged, "t.tif");
-  EXPECT_EQ(text.Description, json);
-  EXPECT_EQ(text.Software, "rfa-process 0.0.5");
-  const ZrFloatMatrix back = ZrDecodeTiff(tagged, "t.tif");
-  EXPECT_EQ(back(2, 1), 2.5f);
+  EXPECT_EQ(std::make_pair(text.Description, text.Software),
+            std::make_pair(json, std::string("rfa-process 0.0.5")));
+  EXPECT_TRUE(ZrSameBits(ZrDecodeTiff(tagged, "t.tif"), image));
 
   const ZrTiffText none = ZrDecodeTiffText(ZrEncodeTiff(image, "t.tif"), "t.tif");
   EXPECT_EQ(none.Description + none.Software, "");
@@ -260,15 +259,12 @@ TEST_F(ImageFileTest, UnknownExtensionIsRecognisedByContent) {
 }
 
 TEST_F(ImageFileTest, PngReadGivesGreyLevels) {
-  QImage g8(3, 1, QImage::Format_Grayscale8);
-  g8.scanLine(0)[0] = 0;
-  g8.scanLine(0)[1] = 17;
-  g8.scanLine(0)[2] = 255;
-  ASSERT_TRUE(g8.save(QString::fromStdString(Path("g8.png"))));
-  QImage g16(2, 1, QImage::Format_Grayscale16);
-  reinterpret_cast<uint16_t*>(g16.scanLine(0))[0] = 1000;
-  reinterpret_cast<uint16_t*>(g16.scanLine(0))[1] = 65535;
-  ASSERT_TRUE(g16.save(QString::fromStdString(Path("g16.png"))));
+  const uchar g8[4] = {0, 17, 255};
+  const uint16_t g16[2] = {1000, 65535};
+  ASSERT_TRUE(
+      QImage(g8, 3, 1, 4, QImage::Format_Grayscale8).save(QString::fromStdString(Path("g8.png"))));
+  ASSERT_TRUE(QImage(reinterpret_cast<const uchar*>(g16), 2, 1, 4, QImage::Format_Grayscale16)
+                  .save(QString::fromStdString(Path("g16.png"))));
   EXPECT_EQ(ZrPixels(ZrImageRead(Path("g8.png"))), std::vector<float>({0, 17, 255}));
   EXPECT_EQ(ZrPixels(ZrImageRead(Path("g16.png"))), std::vector<float>({1000, 65535}));
 }

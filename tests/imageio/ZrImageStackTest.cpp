@@ -159,8 +159,8 @@ TEST_F(StackTest, Hdf5FramesAreReadOneAtATime) {
   EXPECT_EQ(std::make_tuple(info.Frames, info.Cols, info.Rows, info.IsStack),
             std::make_tuple(int64_t{3}, 4, 2, true));
   const ZrFloatMatrix last = ZrReadStackFrame(Path("run.h5"), "/entry/data/data", 2);
-  EXPECT_EQ(last.ColSize, 4);
-  EXPECT_EQ(ZrPixels(last), (std::vector<float>{1016, 1017, 1018, 1019, 1020, 1021, 1022, 1023}));
+  EXPECT_EQ(std::make_pair(last.ColSize, ZrPixels(last)),
+            std::make_pair(4, std::vector<float>{1016, 1017, 1018, 1019, 1020, 1021, 1022, 1023}));
   EXPECT_ZR_ERROR(ZrReadStackFrame(Path("run.h5"), "/entry/data/data", 3),
                   Path("run.h5") + ": frame 3 is outside the 3 frames of dataset /entry/data/data");
   const ZrStackInfo sum = ZrProbeStack(Path("run.h5"), "/entry/sum");
@@ -189,8 +189,7 @@ TEST_F(StackTest, NpyStackFramesAndLength) {
   for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<float>(i);
   std::ofstream(Path("s.npy"), std::ios::binary) << Npy(Dict("<f4", "(2, 3, 4)"), Bytes(values));
   const ZrStackInfo info = ZrProbeStack(Path("s.npy"), "ignored");
-  EXPECT_TRUE(info.IsStack);
-  EXPECT_EQ(info.Frames, 2);
+  EXPECT_EQ(std::make_pair(info.IsStack, info.Frames), std::make_pair(true, int64_t{2}));
   EXPECT_EQ(ZrPixels(ZrReadStackFrame(Path("s.npy"), "", 1)),
             std::vector<float>(values.begin() + 12, values.end()));
   EXPECT_ZR_ERROR(ZrImageRead(Path("s.npy")),

@@ -106,8 +106,7 @@ TEST(ZrSphericalHarmonicsBasis, TableFormRelatesToTheVectorBySignsNegativeDegree
   const long double theta = 1.1L, phi = -0.4L;
   sh.Basis(Y, 5, theta, phi);
   sh.BasisTables(C, S, 5, theta, phi);
-  ASSERT_EQ(C.ColSize, 5);
-  ASSERT_EQ(S.RowSize, 5);
+  ASSERT_EQ(std::make_pair(C.ColSize, S.RowSize), std::make_pair(5, 5));
   for (int32_t l = 0; l < 5; ++l) {
     for (int32_t m = 0; m <= l; ++m) {
       const double sign = m % 2 ? -1 : 1;
@@ -189,8 +188,7 @@ TEST(ZrShFits, ProjectionFindsTheCoefficientOfASingleFunctionAndPublishesRows) {
     for (int32_t m = -l; m <= l; ++m)
       EXPECT_NEAR(static_cast<double>(c.At(l, m)), (l == 2 && m == -1) ? 1.0 : 0.0, 2e-3)
           << l << "," << m;
-  EXPECT_EQ(control.Current.load(), 90);
-  EXPECT_EQ(control.Total.load(), 91);
+  EXPECT_EQ(std::make_pair(control.Current.load(), control.Total.load()), std::make_pair(90, 91));
   const ZrFloatMatrix ci = sh.FitCoefficientImage(image, 4, "EquidistantCylindrical", false);
   EXPECT_EQ(ci(4 - 1, 2), static_cast<float>(c.At(2, -1)));
 }
@@ -213,8 +211,7 @@ TEST(ZrShFits, DegreeByDegreeRemovesEachDegreeInTurnWhateverTheThreadCount) {
   EXPECT_EQ(c.Values, six.Values);
   EXPECT_EQ(lines, std::vector<std::string>(
                        {"OpenMP 0", "OpenMP 1", "OpenMP 2", "OpenMP 0", "OpenMP 1", "OpenMP 2"}));
-  EXPECT_EQ(control.Current.load(), 2);
-  EXPECT_EQ(control.Total.load(), 3);
+  EXPECT_EQ(std::make_pair(control.Current.load(), control.Total.load()), std::make_pair(2, 3));
   // The constant 3 is 3 sqrt(4 pi) Y00.
   EXPECT_NEAR(static_cast<double>(c.At(0, 0)), 3 * std::sqrt(4 * M_PI), 1e-2);
   EXPECT_NEAR(static_cast<double>(c.At(2, 1)), 1.0, 1e-2);

@@ -71,14 +71,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ZrRefHostHandle, RequestsWithoutAHandlerAnswerWithAnError) {
   ZrRefHost host;
-  EXPECT_EQ(host.Handle("<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n").Text,
-            "<air><i0><ReturnCode>Unknown function:NoSuch</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>WindowClose</cmd>\n</i0>\n</air>\n").Text,
-            "<air><i0><ReturnCode>Unknown function:WindowClose</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>Update</cmd").Text,
-            "<air><i0><ReturnCode>Illigal Tag Structure</ReturnCode>\n</i0>\n</air>\n");
-  EXPECT_EQ(host.Handle("<air><i0><cmd>RegionGet</cmd><IDDocChildWindow>4</IDDocChildWindow>"
-                        "</i0></air>")
-                .Text,
-            "<air><i0><ReturnCode>Window is not found:4</ReturnCode>\n</i0>\n</air>\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"<air><i0><cmd>NoSuch</cmd>\n</i0>\n</air>\n", "Unknown function:NoSuch"},
+      {"<air><i0><cmd>WindowClose</cmd>\n</i0>\n</air>\n", "Unknown function:WindowClose"},
+      {"<air><i0><cmd>Update</cmd", "Illigal Tag Structure"},
+      {"<air><i0><cmd>RegionGet</cmd><IDDocChildWindow>4</IDDocChildWindow></i0></air>",
+       "Window is not found:4"}};
+  for (const auto& [request, code] : cases) {
+    EXPECT_EQ(host.Handle(request).Text,
+              std::string("<air><i0><ReturnCode>") + code + "</ReturnCode>\n</i0>\n</air>\n");
+  }
 }

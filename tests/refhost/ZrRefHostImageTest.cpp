@@ -79,10 +79,8 @@ using ZrRefHostImage = ZrRefHostFixture;
 TEST_F(ZrRefHostImage, ClearNaNZeroesNaNAndKeepsInfinities) {
   const float inf = std::numeric_limits<float>::infinity();
   ZrFloatMatrix image(4, 1);
-  image.Data[0] = std::numeric_limits<float>::quiet_NaN();
-  image.Data[1] = inf;
-  image.Data[2] = -inf;
-  image.Data[3] = -2.5f;
+  const float values[] = {std::numeric_limits<float>::quiet_NaN(), inf, -inf, -2.5f};
+  std::copy(std::begin(values), std::end(values), image.Data);
   const int32_t id = host_.AddImageWindow(image);
   for (const bool shm : {true, false}) {
     client_->SetUseSharedMemory(shm);

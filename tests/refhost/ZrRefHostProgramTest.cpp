@@ -63,16 +63,12 @@ TEST(ZrRefHostProgram, PreloadsServesLogsAndDumpsAtExit) {
             std::string::npos);
 }
 
-TEST(ZrRefHostProgram, BadPortIsRefused) {
+TEST(ZrRefHostProgram, BadPortIsRefusedAndHelpListsTheViewerOptions) {
   QProcess program;
   program.start(ZR_REFHOST_EXE, {"--port", "70000"});
   ASSERT_TRUE(program.waitForFinished(10000));
   EXPECT_EQ(program.exitCode(), 2);
   EXPECT_EQ(program.readAllStandardError().toStdString(), "veldra-refhost: bad port 70000\n");
-}
-
-TEST(ZrRefHostProgram, HelpListsTheViewerOptions) {
-  QProcess program;
   program.start(ZR_REFHOST_EXE, {"--help"});
   ASSERT_TRUE(program.waitForFinished(10000));
   const std::string help = program.readAllStandardOutput().toStdString();

@@ -37,17 +37,16 @@ TEST(ZrRefHostRevision, OnlyRequestsThatMayChangeSomethingMoveTheRevisions) {
     ZrRefHost host;
     const int32_t first = host.AddImageWindow(ZrFloatMatrix(4, 3));
     const int32_t second = host.AddImageWindow(ZrFloatMatrix(2, 2));
-    ASSERT_EQ(first, 1);
-    ASSERT_EQ(second, 2);
+    ASSERT_EQ(std::make_pair(first, second), std::make_pair(1, 2));
     const uint64_t before = host.Revision(), firstBefore = host.WindowRevision(first),
                    secondBefore = host.WindowRevision(second);
     int heard = 0;
     host.SetChangeListener([&heard] { ++heard; });
     host.Handle(c.Request);
-    EXPECT_EQ(host.Revision() != before, c.HostMoves);
-    EXPECT_EQ(heard, c.HostMoves ? 1 : 0);
-    EXPECT_EQ(host.WindowRevision(first) != firstBefore, c.FirstMoves);
-    EXPECT_EQ(host.WindowRevision(second) != secondBefore, c.SecondMoves);
+    EXPECT_EQ(
+        std::make_tuple(host.Revision() != before, heard, host.WindowRevision(first) != firstBefore,
+                        host.WindowRevision(second) != secondBefore),
+        std::make_tuple(c.HostMoves, c.HostMoves ? 1 : 0, c.FirstMoves, c.SecondMoves));
   }
 }
 

@@ -10,6 +10,7 @@
 
 #include "hostlink/ZrPluginFuncVeldra.h"
 #include "refhost/ZrRefHost.h"
+#include "tests/common/ZrTestImages.h"
 #include "tests/common/ZrTestUtil.h"
 
 namespace {
@@ -102,7 +103,6 @@ TEST(ZrRefHostLocalSocket, LocalServerVariantServesTheSameProtocol) {
   image.Fill(9.5f);
   client.ImageSet(id, image);
   client.ImageGet(id, back, false);
-  ASSERT_EQ(back.Count(), 20);
-  EXPECT_EQ(back.Data[19], 9.5f);
+  EXPECT_TRUE(ZrSameBits(back, image));
   server.Stop();
 }

@@ -127,8 +127,7 @@ TEST_F(ZrViewerMenuTest, MenusAsRegisteredItemsStartTheirProgramWithParameterAnd
   EXPECT_EQ(window.LoadPlugins(dir_.path().toStdString()).size(), 4u);
   QMenu* peh = TopMenu(window, "PEH");
   QAction* more = Item(peh, "More");
-  ASSERT_NE(more, nullptr);
-  ASSERT_NE(more->menu(), nullptr);
+  ASSERT_TRUE(more != nullptr && more->menu() != nullptr);
   // "&" is shown as registered, not taken as a mnemonic.
   EXPECT_NE(Item(more->menu(), "Fit && show"), nullptr);
   EXPECT_NE(Item(TopMenu(window, "Extra"), "Other item"), nullptr);

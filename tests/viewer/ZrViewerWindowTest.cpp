@@ -130,8 +130,8 @@ TEST_F(ZrViewerWindowTest, KeysFromTheKeyFileBesideAResultAndFromAPlugin) {
   const int32_t id = viewer_->OpenFile(image);
   ZrRefHostWindow record;
   ASSERT_TRUE(host_.GetWindow(id, record));
-  EXPECT_EQ(record.KeyDouble.at("RFA_background"), -0.125);
-  EXPECT_EQ(record.KeyString.at("source"), "a b.tif");
+  EXPECT_EQ(std::make_pair(record.KeyDouble.at("RFA_background"), record.KeyString.at("source")),
+            std::make_pair(-0.125, std::string("a b.tif")));
   EXPECT_EQ(KeyRows("ImageKeyDouble"), QStringList({"MaskMcpDip=1", "RFA_background=-0.125"}));
   EXPECT_EQ(KeyRows("ImageKeyString"), QStringList({"source=a b.tif"}));
   EXPECT_EQ(viewer_->LogView()->toPlainText(), "rfa-process\nOpen");
@@ -183,7 +183,6 @@ TEST_F(ZrViewerWindowTest, ClosedWindowStaysInTheHostAndComesBack) {
   QWidget* sub = viewer_->WindowWidget(id)->parentWidget();
   ASSERT_TRUE(sub->isVisible());
   sub->close();
-  EXPECT_FALSE(sub->isVisible());
   viewer_->Sync();
   EXPECT_FALSE(sub->isVisible());
   EXPECT_EQ(host_.WindowIds(), std::vector<int32_t>({id}));
@@ -246,9 +245,7 @@ TEST_F(ZrViewerWindowTest, SeriesSliderLoadsTheChosenImage) {
   EXPECT_TRUE(slider->isVisible());
   EXPECT_EQ(slider->maximum(), 2);
   slider->setValue(2);
-  ZrRefHostWindow record;
-  ASSERT_TRUE(host_.GetWindow(id, record));
-  EXPECT_EQ(record.CurrentIndex, 2);
+  EXPECT_EQ(window->Window().CurrentIndex, 2);
   EXPECT_TRUE(ZrSameBits(window->Window().Image, Ramp(8, 4, 0, 2)));
   EXPECT_EQ(window->View()->Picture().size(), QSize(8, 4));
   EXPECT_EQ(window->Title(), QString("%1: img2.rawf (8 x 4)").arg(id));
