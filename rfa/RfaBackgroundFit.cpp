@@ -168,10 +168,10 @@ void RfaClearFitCaches() {
 
 bool RfaMapDiscPixel(long double& theta, long double& phi, int32_t x, int32_t y, double radius,
                      bool asinMethod, bool azimuthalMethod, long double thetaMax) {
+  if (!RfaInDisc(x, y, radius)) return false;  // on or beyond the rim (or R = 0)
   const double u = x / radius;
   const double v = y / radius;
   const double rho2 = u * u + v * v;
-  if (!(rho2 < 1)) return false;  // on or beyond the rim (or R = 0)
   const long double azimuth = std::atan2(static_cast<long double>(v), static_cast<long double>(u));
   if (asinMethod) {
     const long double t = std::min(std::max(1 - static_cast<long double>(rho2), 0.0L), 1.0L);

@@ -76,6 +76,14 @@ void RfaSphericalHarmonicsBackground(ZrFloatMatrix& result, const RfaParameters&
 // Empties the process-wide caches of normal matrices and basis tables.
 void RfaClearFitCaches();
 
+// Whether the pixel offset (x, y) from the disc centre lies inside the fit's disc: with
+// u = x / R, v = y / R in double, u^2 + v^2 < 1 (the test RfaMapDiscPixel makes).
+inline bool RfaInDisc(int32_t x, int32_t y, double radius) {
+  const double u = x / radius;
+  const double v = y / radius;
+  return u * u + v * v < 1;
+}
+
 // Maps the pixel offset (x, y) from the disc centre to a direction: theta (polar angle) and
 // phi (azimuth from +x towards +y), radians. With u = x / R, v = y / R in double, pixels with
 // u^2 + v^2 >= 1 lie outside (false). asinMethod: theta = asin(rho); else azimuthalMethod:

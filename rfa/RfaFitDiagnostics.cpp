@@ -42,10 +42,8 @@ RfaFitQuality RfaAssessFit(const ZrFloatMatrix& image, const ZrFloatMatrix& back
     for (int32_t x = 0; x < image.ColSize; ++x) {
       const int64_t at = x + int64_t{y} * image.ColSize;
       const float p = image.Data[at];
-      long double theta = 0, phi = 0;
       if (!RfaPixelEntersFit(p) ||
-          !RfaMapDiscPixel(theta, phi, image.ColBegin + x - g.CenterX,
-                           image.RowBegin + y - g.CenterY, g.Radius, false, true, g.ThetaMax)) {
+          !RfaInDisc(image.ColBegin + x - g.CenterX, image.RowBegin + y - g.CenterY, g.Radius)) {
         continue;
       }
       const double e = static_cast<double>(p) - background.Data[at];
