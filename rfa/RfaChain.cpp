@@ -28,9 +28,12 @@ void DivideBySphericalHarmonics(ZrFloatMatrix& image, const P& p, const RfaChain
   if (options.Background != nullptr) *options.Background = background;
 }
 
-void DivideByAzimuthalAverage(ZrFloatMatrix& image, const P& p, const RfaChainOptions&) {
-  const ZrFloatMatrix background = RfaAzimuthalAverageBackground(image, static_cast<float>(p.Ax),
-                                                                 static_cast<float>(p.Ay), 1.0f);
+void DivideByAzimuthalAverage(ZrFloatMatrix& image, const P& p, const RfaChainOptions& options) {
+  // On the fit's threads: the background is the same bits for any count.
+  const int32_t threads = options.Fit.Threads > 0 ? options.Fit.Threads : RfaFitThreads();
+  const ZrFloatMatrix background =
+      RfaAzimuthalAverageBackground(image, static_cast<float>(p.Ax), static_cast<float>(p.Ay), 1.0f,
+                                    RfaRingStatistic::Median, threads);
   image = RfaDivideByBackground(image, background);
 }
 

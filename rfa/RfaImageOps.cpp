@@ -56,7 +56,9 @@ double RingValue(float* first, float* last, RfaRingStatistic statistic) {
 }  // namespace
 
 ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
-                                            float step, RfaRingStatistic statistic) {
+                                            float step, RfaRingStatistic statistic,
+                                            int32_t threads) {
+  threads = std::max(threads, 1);
   if (!(step > 0.0f) || !std::isfinite(step)) {
     throw ZrError("Azimuthal average: step must be a positive number");
   }
@@ -136,13 +138,17 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
   std::vector<double> level(static_cast<size_t>(rings), 0.0);
   std::vector<int32_t> below(static_cast<size_t>(rings), -1);  // last filled ring <= k
   std::vector<int32_t> above(static_cast<size_t>(rings), -1);  // first filled ring >= k
-  for (int32_t k = 0, last = -1; k < rings; ++k) {
+  // Each ring's statistic reads and reorders only its own values.
+#pragma omp parallel for num_threads(threads) if (threads > 1) schedule(dynamic, 16)
+  for (int32_t k = 0; k < rings; ++k) {
     const int64_t n = start[k + 1] - start[k];
     if (n > 0) {
       node[k] = radiusSum[k] / static_cast<double>(n);
       level[k] = RingValue(values.data() + start[k], values.data() + start[k + 1], statistic);
-      last = k;
     }
+  }
+  for (int32_t k = 0, last = -1; k < rings; ++k) {
+    if (start[k + 1] > start[k]) last = k;
     below[k] = last;
   }
   for (int32_t k = rings - 1, first = -1; k >= 0; --k) {
@@ -151,6 +157,7 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
   }
 
   // Linear in the distance between the nodes on either side; constant beyond the outer ones.
+#pragma omp parallel for num_threads(threads) if (threads > 1) schedule(static)
   for (int32_t y = 0; y < image.RowSize; ++y) {
     float* out = background.Data + static_cast<int64_t>(y) * cols;
     for (int32_t x = 0; x < cols; ++x) {

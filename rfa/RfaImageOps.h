@@ -34,9 +34,12 @@ enum class RfaRingStatistic {
 // bridged. The result has the image's shape and begins; an image without any measured pixel
 // gives an all-zero background. A centre so far away that ring numbers lose their integers,
 // or more than 2^24 rings, are refused.
+// threads: the rings' statistics and the interpolation run on this many threads (1: on the
+// caller's); the result is the same bits for any count.
 ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx, float cy,
                                             float step = 1.0f,
-                                            RfaRingStatistic statistic = RfaRingStatistic::Median);
+                                            RfaRingStatistic statistic = RfaRingStatistic::Median,
+                                            int32_t threads = 1);
 
 // Element-wise image / background, with 0 wherever the background is exactly 0 (never an
 // infinity) and wherever the image pixel is not finite (a hole stays a hole). Shapes and begins

@@ -26,10 +26,11 @@ namespace {
 constexpr char kProgram[] = "rfa-process";
 constexpr RfaInterpolation kInterpolation = RfaInterpolation::Keys;
 
-// The hash of each input file, computed once however many frames of it a run processes; the
-// file's size and time of change are part of the key, so a file replaced meanwhile is hashed
-// again.
-std::string InputSha256(const std::string& path) {
+}  // namespace
+
+// Computed once per file however many frames of it a run processes; the file's size and time of
+// change are part of the key, so a file replaced meanwhile is hashed again.
+std::string RfaInputSha256(const std::string& path) {
   static std::mutex mutex;
   static std::map<std::string, std::string> known;
   std::error_code ec;
@@ -45,6 +46,8 @@ std::string InputSha256(const std::string& path) {
   std::lock_guard<std::mutex> lock(mutex);
   return known[key] = hash;
 }
+
+namespace {
 
 std::string Base(const RfaProcessJob& job) {
   return job.OutputImage.substr(0, job.OutputImage.size() - 4);  // "<out>/<name>" of ".tif"
@@ -288,7 +291,7 @@ std::vector<std::pair<std::string, std::string>> RfaResultFiles(const RfaProcess
   record.Program = kProgram;
   record.Version = used.Version;
   record.Input = job.Input;
-  record.InputSha256 = InputSha256(job.Input);
+  record.InputSha256 = RfaInputSha256(job.Input);
   record.Frame = job.Frame;
   record.Time = RfaUtcTime(RfaProvenanceSeconds());
   record.Parameters = ParameterFields(used);

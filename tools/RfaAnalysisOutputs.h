@@ -72,6 +72,10 @@ struct RfaAnalysisInputs {
   const RfaSeriesScreen* Series = nullptr;  // or on the series
 };
 
+// The SHA-256 of the input file as lower-case hex, kept for later calls; ZrError when it
+// cannot be read.
+std::string RfaInputSha256(const std::string& path);
+
 // Every file of one result, encoded but not written: the float TIFF with its provenance in
 // the ImageDescription and Software tags, the key record with the "Provenance" group, the JSON
 // side file, the pictures of job.beforePng / afterPng, and the outputs the options ask for.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
+#include <future>
 #include <mutex>
 #include <sstream>
 #include <thread>
@@ -197,6 +198,14 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
   RfaFileReport report;
   ZrImagePage page;
   const ZrFloatMatrix input = RfaReadJobImage(job, &page);
+  // The input's hash for the provenance, on a thread of its own while the chain runs; the
+  // record takes it from the hash's store (a failure is reported there).
+  std::future<void> hashing = std::async(std::launch::async, [path = job.Input] {
+    try {
+      RfaInputSha256(path);
+    } catch (const ZrError&) {
+    }
+  });
   RfaAnalysisInputs extra;
   extra.Input = &input;
   extra.Series = job.Series.get();
@@ -220,6 +229,7 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
     // Image, key record, provenance and the other outputs are written as one: an image
     // without its record is no result, and a failed run must not cost the outputs of an
     // earlier one.
+    hashing.wait();
     files = RfaResultFiles(job, used, result, extra, report.Warning);
   } catch (ZrError& e) {
     // The range error speaks of matrix indices; here its usual cause is a screen that does

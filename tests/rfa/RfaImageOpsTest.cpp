@@ -258,6 +258,9 @@ TEST_P(RfaAzimuthalBackgroundBruteForce, MatchesIndependentProfile) {
             << "(" << x << "," << y << ") median " << (statistic == RfaRingStatistic::Median);
       }
     }
+    // On three threads: the same bits.
+    EXPECT_TRUE(
+        ZrSameBits(RfaAzimuthalAverageBackground(image, c.Cx, c.Cy, c.Step, statistic, 3), bg));
   }
 }
 
