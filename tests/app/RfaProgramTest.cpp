@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QProcess>
-#include <QTcpServer>
 
 #include "refhost/ZrRefHost.h"
 #include "tests/app/RfaAppTestUtil.h"
+#include "tests/common/ZrTestPorts.h"
 
 namespace {
 
@@ -17,10 +17,7 @@ TEST(RfaProgram, WithoutHostWritesTheMenuFileAndEndsAbnormallyWithOneKeepsRunnin
   ASSERT_TRUE(QFile::copy(RFA_BG_PATH, program));
   QProcess process;  // ends the program, should a check stop the test early
   process.setWorkingDirectory(dir.path());
-  QTcpServer probe;  // a port where nothing listens
-  probe.listen(QHostAddress::LocalHost, 0);
-  const QString freePort = QString::number(probe.serverPort());
-  probe.close();
+  const QString freePort = QString::number(ZrFreeLocalPort());
   process.start(program, {"-P", freePort, "-O"});  // as the host starts it from its menu
   ASSERT_TRUE(process.waitForFinished(30000));
   EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);

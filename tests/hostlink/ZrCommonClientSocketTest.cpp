@@ -8,6 +8,8 @@
 #include <QTcpSocket>
 #include <memory>
 
+#include "tests/common/ZrTestPorts.h"
+
 namespace {
 
 class ZrClientSocket : public ::testing::Test {
@@ -79,10 +81,8 @@ TEST_F(ZrClientSocket, LargeDataArrivesOverSeveralReadsOfAtMost65535Bytes) {
 }
 
 TEST(ZrClientSocketMissing, ConnectToMissingServerFailsWithinTheTimeout) {
-  QTcpServer probe;
-  ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
-  const uint16_t port = probe.serverPort();
-  probe.close();
+  const uint16_t port = ZrFreeLocalPort();
+  ASSERT_NE(port, 0);
   ZrCommonClientTcpSocket tcp("127.0.0.1", port);
   QElapsedTimer timer;
   timer.start();

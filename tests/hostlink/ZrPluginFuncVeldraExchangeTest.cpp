@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "hostlink/ZrPluginFuncVeldra.h"
+#include "tests/common/ZrTestPorts.h"
 #include "tests/common/ZrTestUtil.h"
 #include "tests/hostlink/ZrScriptedHost.h"
 
@@ -127,10 +128,8 @@ TEST_F(ZrExchange, PortIsNarrowedToSixteenBitsWhenTheSocketIsMade) {
 }
 
 TEST(ZrExchangeNoHost, NoHostAfterFiveAttempts) {
-  QTcpServer probe;
-  ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
-  const int32_t freePort = probe.serverPort();
-  probe.close();
+  const int32_t freePort = ZrFreeLocalPort();
+  ASSERT_NE(freePort, 0);
   ZrPluginFuncVeldra client("localhost", freePort);
   QElapsedTimer timer;
   timer.start();
