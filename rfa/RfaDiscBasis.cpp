@@ -47,12 +47,42 @@ RfaMemberPicks::RfaMemberPicks(int32_t degrees) {
   k_ = static_cast<size_t>(L) * static_cast<size_t>(L);
   from_.resize(8 * k_);
   sign_.resize(8 * k_);
+  // The slot order and its runs: m = 0 first, then per m its cos and its sin run.
+  slot_.resize(k_);
+  basisOfSlot_.resize(k_);
+  runOfSlot_.resize(k_);
+  auto addRun = [&](int32_t m, int32_t sign) {
+    const int32_t r = static_cast<int32_t>(runFirst_.size());
+    const int32_t first = runFirst_.empty() ? 0 : runFirst_.back() + runCount_.back();
+    runFirst_.push_back(first);
+    runCount_.push_back(L - m);
+    for (int32_t l = m; l < L; ++l) {
+      const int32_t d = first + l - m;
+      slot_[static_cast<size_t>(ZrShIndex(l, sign * m))] = d;
+      basisOfSlot_[static_cast<size_t>(d)] = ZrShIndex(l, sign * m);
+      runOfSlot_[static_cast<size_t>(d)] = r;
+    }
+  };
+  if (L > 0) addRun(0, 1);
+  for (int32_t m = 1; m < L; ++m) {
+    addRun(m, 1);
+    addRun(m, -1);
+  }
+  const size_t runs = runFirst_.size();
+  runSource_.resize(8 * runs);
+  runSign_.resize(8 * runs);
   for (int32_t kind = 0; kind < 8; ++kind) {
     int32_t* from = from_.data() + kind * k_;
     long double* sign = sign_.data() + kind * k_;
+    int32_t* source = runSource_.data() + kind * runs;
+    float* runSign = runSign_.data() + kind * runs;
     for (int32_t l = 0; l < L; ++l) {
       from[ZrShIndex(l, 0)] = ZrShIndex(l, 0);
       sign[ZrShIndex(l, 0)] = 1;
+    }
+    if (L > 0) {
+      source[0] = 0;
+      runSign[0] = 1;
     }
     for (int32_t m = 1; m < L; ++m) {
       // The member is the representative swapped (if so), then x negated, then y negated.
@@ -67,9 +97,18 @@ RfaMemberPicks::RfaMemberPicks(int32_t degrees) {
         from[ZrShIndex(l, -m)] = ZrShIndex(l, s.FromSin ? -m : m);
         sign[ZrShIndex(l, -m)] = s.Sign;
       }
+      // The cos run is run 2m - 1, the sin run 2m; each reads a whole run of the same m.
+      source[2 * m - 1] = slot_[static_cast<size_t>(ZrShIndex(m, c.FromSin ? -m : m))];
+      runSign[2 * m - 1] = static_cast<float>(c.Sign);
+      source[2 * m] = slot_[static_cast<size_t>(ZrShIndex(m, s.FromSin ? -m : m))];
+      runSign[2 * m] = static_cast<float>(s.Sign);
     }
   }
   signDouble_.assign(sign_.begin(), sign_.end());
+  fromSlot_.resize(8 * k_);
+  for (size_t i = 0; i < fromSlot_.size(); ++i) {
+    fromSlot_[i] = slot_[static_cast<size_t>(from_[i])];
+  }
 }
 
 RfaDiscGroups RfaMakeDiscGroups(double radius) {
@@ -140,6 +179,7 @@ std::shared_ptr<const RfaBasisTable> RfaBuildBasisTable(const RfaFitGeometry& ge
   const int32_t K = table->K;
   table->Values.reset(new double[static_cast<size_t>(2 * n * K)]);
   std::vector<long double> scratch(static_cast<size_t>(threads) * static_cast<size_t>(K));
+  const int32_t* slot = basis.Picks().Slot();
   bool exact = true;
 #pragma omp parallel num_threads(threads) if (threads > 1)
   {
@@ -150,7 +190,10 @@ std::shared_ptr<const RfaBasisTable> RfaBuildBasisTable(const RfaFitGeometry& ge
                            table->Groups.Q[static_cast<size_t>(e)]);
       double* hi = table->Values.get() + 2 * e * K;
       double* lo = hi + K;
-      for (int32_t i = 0; i < K; ++i) exact = RfaSplitExact(Y[i], hi[i], lo[i]) && exact;
+      for (int32_t i = 0; i < K; ++i) {
+        const int32_t d = slot[i];
+        exact = RfaSplitExact(Y[i], hi[d], lo[d]) && exact;
+      }
     }
   }
   if (!exact) return nullptr;

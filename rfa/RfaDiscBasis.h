@@ -27,6 +27,11 @@ inline int32_t RfaMemberKind(int32_t x, int32_t y) {
 }
 
 // For each member kind: Y_member[i] = Sign[i] * Y_rep[From[i]] over the K basis indices.
+//
+// A table holds the representative's values in slot order, by m rather than by l: the m = 0
+// values for l = 0 .. L-1, then for each m >= 1 the (l, m) and then the (l, -m) for
+// l = m .. L-1. In that order a member's vector is made of 2L - 1 runs, one per m and cos or
+// sin, each a run of the representative's slots, negated or not as a whole.
 class RfaMemberPicks {
  public:
   explicit RfaMemberPicks(int32_t degrees);
@@ -37,12 +42,35 @@ class RfaMemberPicks {
   const double* SignDouble(int32_t kind) const {
     return signDouble_.data() + static_cast<size_t>(kind) * k_;
   }
+  // Slot of basis index i; slot of From(kind)[i] (where a table holds the picked value).
+  const int32_t* Slot() const { return slot_.data(); }
+  const int32_t* FromSlot(int32_t kind) const {
+    return fromSlot_.data() + static_cast<size_t>(kind) * k_;
+  }
+  // Basis index of slot d.
+  const int32_t* BasisOfSlot() const { return basisOfSlot_.data(); }
+  // Run r covers the member's slots [RunFirst(r), RunFirst(r) + RunCount(r)); for a kind it
+  // is the representative's slots from RunSource(kind)[r] on, times RunSign(kind)[r].
+  int32_t Runs() const { return static_cast<int32_t>(runFirst_.size()); }
+  int32_t RunFirst(int32_t r) const { return runFirst_[static_cast<size_t>(r)]; }
+  int32_t RunCount(int32_t r) const { return runCount_[static_cast<size_t>(r)]; }
+  // Run of slot d.
+  int32_t RunOfSlot(int32_t d) const { return runOfSlot_[static_cast<size_t>(d)]; }
+  const int32_t* RunSource(int32_t kind) const {
+    return runSource_.data() + static_cast<size_t>(kind) * runFirst_.size();
+  }
+  const float* RunSign(int32_t kind) const {
+    return runSign_.data() + static_cast<size_t>(kind) * runFirst_.size();
+  }
 
  private:
   size_t k_ = 0;
   std::vector<int32_t> from_;
   std::vector<long double> sign_;  // +1 or -1: multiplying by it is exact
   std::vector<double> signDouble_;
+  std::vector<int32_t> slot_, fromSlot_, basisOfSlot_;
+  std::vector<int32_t> runFirst_, runCount_, runOfSlot_, runSource_;
+  std::vector<float> runSign_;
 };
 
 // The representatives of a disc, row by row of q: (p, q) for p = q .. the last p inside.
@@ -85,7 +113,8 @@ struct RfaBasisTable {
   int32_t Degrees = 0;
   int32_t K = 0;
   RfaDiscGroups Groups;
-  // Per representative its K hi values, then its K lo values: one run of memory per group.
+  // Per representative its K hi values, then its K lo values, each in the slot order of
+  // RfaMemberPicks: one run of memory per group.
   // Left uninitialised when made, so that the threads that fill it touch its pages first.
   std::unique_ptr<double[]> Values;
   const double* Hi(int64_t e) const { return Values.get() + 2 * e * K; }

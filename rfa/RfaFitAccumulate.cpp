@@ -85,6 +85,43 @@ void AccumulateTiles(long double* Mp, int32_t Kp, Values Y, int32_t count,
   }
 }
 
+// Where a pixel's run of values starts in the table, and the pixel's value times the run's
+// sign (exact: the sign is +-1).
+struct RunRef {
+  const double* Hi;
+  float P;
+};
+
+// b over the slots [d, d + G) of the member's vectors, read straight from the table through
+// each pixel's runs (refs: R per pixel): bs[d + j] += (hi + lo) * (sign * p), which is
+// sign * (hi + lo) * p rounded the same way, in pixel order. G sums at a time, so that their
+// additions overlap; lo lies K values after hi.
+template <int G>
+void AccumulateBRuns(long double* bs, int32_t d, const int32_t* run, const int32_t* offset,
+                     const RunRef* refs, int32_t R, int32_t count, int32_t K) {
+  static_assert(G >= 1 && G <= 4, "four sums fill the x87 registers with their operands");
+  long double sum0 = bs[d], sum1 = 0, sum2 = 0, sum3 = 0;
+  if constexpr (G > 1) sum1 = bs[d + 1];
+  if constexpr (G > 2) sum2 = bs[d + 2];
+  if constexpr (G > 3) sum3 = bs[d + 3];
+  auto term = [&](const RunRef* ref, int32_t j) {
+    const RunRef& r = ref[run[j]];
+    const double* v = r.Hi + offset[j];
+    return (static_cast<long double>(v[0]) + v[K]) * r.P;
+  };
+  for (int32_t n = 0; n < count; ++n) {
+    const RunRef* ref = refs + static_cast<int64_t>(n) * R;
+    sum0 += term(ref, 0);
+    if constexpr (G > 1) sum1 += term(ref, 1);
+    if constexpr (G > 2) sum2 += term(ref, 2);
+    if constexpr (G > 3) sum3 += term(ref, 3);
+  }
+  bs[d] = sum0;
+  if constexpr (G > 1) bs[d + 1] = sum1;
+  if constexpr (G > 2) bs[d + 2] = sum2;
+  if constexpr (G > 3) bs[d + 3] = sum3;
+}
+
 }  // namespace
 
 // Sums b (Kp values) and, when wantM, the upper triangle of the padded Mp (Kp x Kp) over the
@@ -137,13 +174,70 @@ void RfaAccumulateFitSums(const RfaFitPixels& px, const RfaDiscBasis& basis,
     const double* tl = table->Lo(e);
     const int32_t kind =
         RfaMemberKind(px.X[static_cast<size_t>(at)], px.Y[static_cast<size_t>(at)]);
-    const int32_t* from = picks.From(kind);
+    const int32_t* from = picks.FromSlot(kind);
     const double* sign = picks.SignDouble(kind);
     for (int32_t i = from0; i < end; ++i) {
       h[i] = sign[i] * th[from[i]];
       l[i] = sign[i] * tl[from[i]];
     }
   };
+
+  if (table != nullptr && !wantM) {
+    // b alone (the normal matrix is known): each value is read once, so it is read straight
+    // from the table rather than copied first. The sums are kept by slot and put back in basis
+    // order at the end; each thread sums its own share of the slots over all pixels.
+    const int32_t R = picks.Runs();
+    const int32_t* basisOf = picks.BasisOfSlot();
+    std::vector<long double> bs(static_cast<size_t>(Kp), 0.0L);
+    std::vector<RunRef> refsAll(static_cast<size_t>(threads) * kChunk * static_cast<size_t>(R));
+    std::vector<int32_t> runOf(static_cast<size_t>(K)), offsetOf(static_cast<size_t>(K));
+    for (int32_t d = 0; d < K; ++d) {
+      runOf[static_cast<size_t>(d)] = picks.RunOfSlot(d);
+      offsetOf[static_cast<size_t>(d)] = d - picks.RunFirst(picks.RunOfSlot(d));
+    }
+#pragma omp parallel num_threads(threads) if (threads > 1)
+    {
+      const int32_t id = omp_get_thread_num();
+      const Share mine = share(id, omp_get_num_threads());
+      RunRef* const refs = refsAll.data() + static_cast<size_t>(id) * kChunk * R;
+      const int32_t last = std::min(mine.BLast, K);  // the padding slot (odd K) stays 0
+      const int32_t slots = std::max(last - mine.BFirst, 0);
+      const int32_t* const run = runOf.data() + mine.BFirst;
+      const int32_t* const offset = offsetOf.data() + mine.BFirst;
+      const int32_t r0 = slots > 0 ? run[0] : 0;
+      const int32_t r1 = slots > 0 ? run[slots - 1] + 1 : 0;
+      for (int64_t first = 0; first < n; first += kChunk) {
+        const int32_t count = static_cast<int32_t>(std::min<int64_t>(kChunk, n - first));
+        for (int32_t k = 0; k < count; ++k) {
+          const int64_t at = first + k;
+          if (at + kAhead < n) {
+            const char* next = reinterpret_cast<const char*>(table->Hi(entry(at + kAhead)));
+            for (int32_t byte = 0; byte < 2 * K * 8; byte += 64) __builtin_prefetch(next + byte);
+          }
+          const double* hi = table->Hi(entry(at));
+          const int32_t kind =
+              RfaMemberKind(px.X[static_cast<size_t>(at)], px.Y[static_cast<size_t>(at)]);
+          const int32_t* source = picks.RunSource(kind);
+          const float* sign = picks.RunSign(kind);
+          const float p = px.P[static_cast<size_t>(at)];
+          RunRef* ref = refs + static_cast<size_t>(k) * R;
+          for (int32_t r = r0; r < r1; ++r) ref[r] = {hi + source[r], sign[r] * p};
+        }
+        int32_t j = 0;
+        for (; j + 4 <= slots; j += 4) {
+          AccumulateBRuns<4>(bs.data(), mine.BFirst + j, run + j, offset + j, refs, R, count, K);
+        }
+        const int32_t* rj = run + j;
+        const int32_t* oj = offset + j;
+        const int32_t d = mine.BFirst + j;
+        if (slots - j == 3) AccumulateBRuns<3>(bs.data(), d, rj, oj, refs, R, count, K);
+        if (slots - j == 2) AccumulateBRuns<2>(bs.data(), d, rj, oj, refs, R, count, K);
+        if (slots - j == 1) AccumulateBRuns<1>(bs.data(), d, rj, oj, refs, R, count, K);
+      }
+    }
+    for (int32_t d = 0; d < K; ++d) b[basisOf[d]] = bs[static_cast<size_t>(d)];
+    return;
+  }
 
   if (table != nullptr) {
     // Copying a vector from the table costs little beside the sums, so every thread copies

@@ -1,17 +1,13 @@
 // Process-wide normal matrices and basis tables of the background fit.
 #include "rfa/RfaFitCache.h"
 
-#include <QByteArray>
-#include <QCryptographicHash>
 #include <algorithm>
 #include <cstring>
 
+#include "formats/ZrSha256.h"
+
 void RfaNormalMatrixKey::Seal() {
-  const QByteArray bytes =
-      QByteArray::fromRawData(reinterpret_cast<const char*>(Pattern.data()),
-                              static_cast<int>(Pattern.size() * sizeof(uint64_t)));
-  const QByteArray digest = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
-  std::memcpy(Hash.data(), digest.constData(), Hash.size());
+  Hash = ZrSha256(Pattern.data(), Pattern.size() * sizeof(uint64_t));
 }
 
 bool RfaNormalMatrixKey::operator==(const RfaNormalMatrixKey& other) const {

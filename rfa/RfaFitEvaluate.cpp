@@ -93,17 +93,18 @@ void RfaEvaluateFit(ZrFloatMatrix& result, const RfaFitGeometry& g, const RfaDis
       signedC[static_cast<size_t>(member) * K + i] = picks.Sign(member)[i] * c.Data[i];
     }
   }
-  // Every member of the group (p, q) from the representative's values Y(k): the base (p, q)
+  // Every member of the group (p, q) from the representative's values Y(k) (by slot when they
+  // come from the table, by basis index when just evaluated): the base (p, q)
   // and, when p != q, the swapped (q, p), each with its distinct mirror images (a coordinate of
   // 0 has none).
   const int32_t L = g.Degrees;
-  auto members = [&](int32_t p, int32_t q, auto Y) {
+  auto members = [&](int32_t p, int32_t q, auto Y, bool fromTable) {
     for (int32_t swap = 0; swap < (p != q ? 2 : 1); ++swap) {
       const int32_t x0 = swap != 0 ? q : p;
       const int32_t y0 = swap != 0 ? p : q;
       const int32_t member = RfaMemberKind(x0, y0);
       const long double* cs = signedC.data() + static_cast<size_t>(member) * K;
-      const int32_t* from = picks.From(member);
+      const int32_t* from = fromTable ? picks.FromSlot(member) : picks.From(member);
       float* const out[4] = {at(x0, y0), at(x0, -y0), at(-x0, y0), at(-x0, -y0)};
       if (x0 != 0 && y0 != 0) {
         MemberSums<true, true>(out, cs, from, L, Y);
@@ -125,11 +126,11 @@ void RfaEvaluateFit(ZrFloatMatrix& result, const RfaFitGeometry& g, const RfaDis
     const int32_t p = groups.P[static_cast<size_t>(e)];
     const int32_t q = groups.Q[static_cast<size_t>(e)];
     if (table != nullptr) {
-      members(p, q, RfaSplitValues{table->Hi(e), table->Lo(e)});
+      members(p, q, RfaSplitValues{table->Hi(e), table->Lo(e)}, true);
     } else {
       long double* Y = scratch.Of(omp_get_thread_num());
       basis.Representative(Y, p, q);
-      members(p, q, RfaExtendedValues{Y});
+      members(p, q, RfaExtendedValues{Y}, false);
     }
   }
 }

@@ -99,8 +99,10 @@ ZrFloatMatrix RfaAzimuthalAverageBackground(const ZrFloatMatrix& image, float cx
     const double dy = y0 + y - ccy;
     return std::sqrt(dx * dx + dy * dy);
   };
+  // d / st is never negative and below 2^53, so the conversion, which cuts towards zero, is its
+  // floor (without a call of floor() for every pixel).
   auto ringOf = [&](double d) {
-    const int64_t k = static_cast<int64_t>(std::floor(d / st)) - firstRing;
+    const int64_t k = static_cast<int64_t>(d / st) - firstRing;
     return static_cast<int32_t>(std::clamp<int64_t>(k, 0, rings - 1));  // rounding at the ends
   };
 

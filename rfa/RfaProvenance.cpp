@@ -1,9 +1,7 @@
-// Provenance records: SHA-256 through QCryptographicHash, JSON through QJsonDocument.
+// Provenance records: JSON through QJsonDocument.
 #include "rfa/RfaProvenance.h"
 
-#include <QCryptographicHash>
 #include <QDateTime>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cmath>
@@ -50,23 +48,6 @@ void WriteFields(RfaKeyWriter& keys, const std::string& group, const RfaRecordFi
 }
 
 }  // namespace
-
-std::string RfaSha256Hex(const std::string& bytes) {
-  return QCryptographicHash::hash(
-             QByteArray::fromRawData(bytes.data(), static_cast<int>(bytes.size())),
-             QCryptographicHash::Sha256)
-      .toHex()
-      .toStdString();
-}
-
-std::string RfaFileSha256(const std::string& path) {
-  QFile file(Q(path));
-  QCryptographicHash hash(QCryptographicHash::Sha256);
-  if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file)) {
-    throw ZrError(path + ": cannot open (" + file.errorString().toStdString() + ")");
-  }
-  return hash.result().toHex().toStdString();
-}
 
 std::string RfaUtcTime(int64_t secondsSinceEpoch) {
   return QDateTime::fromSecsSinceEpoch(secondsSinceEpoch, Qt::UTC)

@@ -26,11 +26,6 @@ struct RfaProvenance {
   RfaRecordFields Outputs;     // what each written file is: "image": "NAME.tif", ...
 };
 
-// SHA-256 in lower-case hex, of bytes or of a whole file read in pieces (ZrError
-// "<path>: cannot open (...)" when it cannot be read).
-std::string RfaSha256Hex(const std::string& bytes);
-std::string RfaFileSha256(const std::string& path);
-
 // Seconds since 1970-01-01 UTC as "YYYY-MM-DDThh:mm:ssZ".
 std::string RfaUtcTime(int64_t secondsSinceEpoch);
 

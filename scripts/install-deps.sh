@@ -9,7 +9,7 @@ packages=(
   libboost-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libomp-dev clang-14 libclang-rt-14-dev clang-format clang-tidy-14
-  libtiff-dev libpng-dev libhdf5-dev
+  libtiff-dev libpng-dev libhdf5-dev libssl-dev
   pybind11-dev python3-dev python3-numpy python3-pytest python3-dask python3-h5py
   xvfb xauth imagemagick xdotool fonts-dejavu-core
 )

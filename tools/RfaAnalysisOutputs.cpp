@@ -11,6 +11,7 @@
 
 #include "formats/ZrBarnXml.h"
 #include "formats/ZrKeyRecord.h"
+#include "formats/ZrSha256.h"
 #include "imageio/ZrImageCodec.h"
 #include "rfa/RfaAngularMap.h"
 #include "rfa/RfaFitDiagnostics.h"
@@ -42,7 +43,7 @@ std::string RfaInputSha256(const std::string& path) {
     const auto it = known.find(key);
     if (it != known.end()) return it->second;
   }
-  const std::string hash = RfaFileSha256(path);
+  const std::string hash = ZrFileSha256Hex(path);
   std::lock_guard<std::mutex> lock(mutex);
   return known[key] = hash;
 }

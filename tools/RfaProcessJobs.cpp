@@ -192,10 +192,11 @@ ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page) {
   return input;
 }
 
-RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
-                             const RfaFitOptions& fit) {
-  const auto start = std::chrono::steady_clock::now();
-  RfaFileReport report;
+RfaPendingFile RfaComputeFile(const RfaProcessJob& job, const RfaParameters& params,
+                              const RfaFitOptions& fit) {
+  RfaPendingFile pending;
+  pending.Start = std::chrono::steady_clock::now();
+  RfaFileReport& report = pending.Report;
   ZrImagePage page;
   const ZrFloatMatrix input = RfaReadJobImage(job, &page);
   // The input's hash for the provenance, on a thread of its own while the chain runs; the
@@ -219,18 +220,14 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
   RfaProcessResult result;
   const std::string name =
       job.Input + (job.Frame >= 0 ? " frame " + std::to_string(job.Frame) : "") + ": ";
-  std::vector<std::pair<std::string, std::string>> files;
   try {
     used = RfaImageParameters(params, job.Analysis, input, extra.Series, extra.Found);
     result = RfaProcessImage(input, used, chain);
     if (!result.Problem.empty() && !(result.Empty && job.AllowEmpty)) {
       throw ZrError(result.Problem + (result.Empty ? " (--allow-empty writes it anyway)" : ""));
     }
-    // Image, key record, provenance and the other outputs are written as one: an image
-    // without its record is no result, and a failed run must not cost the outputs of an
-    // earlier one.
     hashing.wait();
-    files = RfaResultFiles(job, used, result, extra, report.Warning);
+    pending.Files = RfaResultFiles(job, used, result, extra, report.Warning);
   } catch (ZrError& e) {
     // The range error speaks of matrix indices; here its usual cause is a screen that does
     // not fit this image, so the screen and the image size are named with it.
@@ -244,15 +241,28 @@ RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& para
     e.Message = name + e.Message;
     throw;
   }
-  ZrWriteFilesAtomic(files);
   report.Fitted = params.IsBgSh;
-  report.Seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (job.NotePages && page.Count > 1) {
     report.Note = job.Input + ": note: the file holds " + std::to_string(page.Count) +
                   " pages; page " + std::to_string(job.Page + 1) +
                   " was processed (choose one with --page N)";
   }
+  return pending;
+}
+
+RfaFileReport RfaCommitFile(const RfaPendingFile& pending) {
+  // Image, key record, provenance and the other outputs are written as one: an image without
+  // its record is no result, and a failed run must not cost the outputs of an earlier one.
+  ZrWriteFilesAtomic(pending.Files);
+  RfaFileReport report = pending.Report;
+  report.Seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - pending.Start).count();
   return report;
+}
+
+RfaFileReport RfaProcessFile(const RfaProcessJob& job, const RfaParameters& params,
+                             const RfaFitOptions& fit) {
+  return RfaCommitFile(RfaComputeFile(job, params, fit));
 }
 
 void RfaDisplayRange(const ZrFloatMatrix& image, float& lo, float& hi) {
@@ -289,26 +299,60 @@ RfaRunReport RfaRunJobs(const std::vector<RfaProcessJob>& jobs, const RfaParamet
   const int count = std::max(1, std::min<int>(threads, static_cast<int>(jobs.size())));
   RfaFitOptions fit;
   fit.Threads = fitThreads > 0 ? fitThreads : RfaFitThreadsPerJob(count);
-  auto worker = [&]() {
-    for (size_t i = next++; i < jobs.size(); i = next++) {
-      RfaFileReport report;
-      try {
-        report = RfaProcessFile(jobs[i], params, fit);
-        for (const std::string& n : {report.Note, report.Warning}) {
-          if (!n.empty()) notes[i].push_back(n);
-        }
-      } catch (const ZrError& e) {
-        errors[i] = e.Message;
-      } catch (const std::exception& e) {
-        errors[i] = jobs[i].Input + ": " + e.what();
-      } catch (...) {
-        errors[i] = jobs[i].Input + ": undefined err";
+  // Records how job i ended (an empty error: it succeeded with this report).
+  auto record = [&](size_t i, const std::string& error, const RfaFileReport& report) {
+    errors[i] = error;
+    if (error.empty()) {
+      for (const std::string& n : {report.Note, report.Warning}) {
+        if (!n.empty()) notes[i].push_back(n);
       }
-      std::lock_guard<std::mutex> lock(progressMutex);
-      ++done;
-      if (finished && errors[i].empty()) finished(i, report);
-      if (progress) progress(done, static_cast<int>(jobs.size()));
     }
+    std::lock_guard<std::mutex> lock(progressMutex);
+    ++done;
+    if (finished && error.empty()) finished(i, report);
+    if (progress) progress(done, static_cast<int>(jobs.size()));
+  };
+  auto failure = [&](size_t i) -> std::string {
+    try {
+      throw;
+    } catch (const ZrError& e) {
+      return e.Message;
+    } catch (const std::exception& e) {
+      return jobs[i].Input + ": " + e.what();
+    } catch (...) {
+      return jobs[i].Input + ": undefined err";
+    }
+  };
+  auto worker = [&]() {
+    // A job's outputs are written while the worker goes on with its next job: one write in
+    // flight per worker, settled (and its job reported) before any later job is.
+    std::future<void> writing;
+    auto settle = [&]() {
+      if (writing.valid()) writing.get();
+    };
+    for (size_t i = next++; i < jobs.size(); i = next++) {
+      RfaPendingFile pending;
+      try {
+        pending = RfaComputeFile(jobs[i], params, fit);
+      } catch (...) {
+        const std::string error = failure(i);
+        settle();
+        record(i, error, {});
+        continue;
+      }
+      settle();
+      writing = std::async(std::launch::async, [&, i, p = std::move(pending)] {
+        RfaFileReport report;
+        std::string error;
+        try {
+          report = RfaCommitFile(p);
+        } catch (...) {
+          error = failure(i);
+        }
+        record(i, error, report);
+      });
+    }
+    settle();
   };
   if (count == 1) {
     worker();

@@ -2,10 +2,12 @@
 // and the pool of threads that runs them.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "imageio/ZrImageCodec.h"
@@ -80,6 +82,20 @@ struct RfaFileReport {
 
 // The image of a job: its page or frame, NaN pixels read as 0 (as the plug-in fetches images).
 ZrFloatMatrix RfaReadJobImage(const RfaProcessJob& job, ZrImagePage* page = nullptr);
+
+// A processed file whose outputs are not written yet: the files (path, bytes) to write as one,
+// and what processing it took so far.
+struct RfaPendingFile {
+  std::vector<std::pair<std::string, std::string>> Files;
+  RfaFileReport Report;
+  std::chrono::steady_clock::time_point Start;
+};
+
+// RfaProcessFile up to the writing, which RfaCommitFile does (and which completes the report's
+// time); RfaRunJobs writes one file's outputs while it processes the next.
+RfaPendingFile RfaComputeFile(const RfaProcessJob& job, const RfaParameters& params,
+                              const RfaFitOptions& fit = {});
+RfaFileReport RfaCommitFile(const RfaPendingFile& pending);
 
 // Reads job.input (RfaReadJobImage), processes it and writes the float TIFF, the key file, the
 // provenance and the outputs asked for (RfaResultFiles), all or none (ZrWriteFilesAtomic): a

@@ -77,20 +77,20 @@ void BM_AngularMaps(benchmark::State& state) {
 }
 BENCHMARK(BM_AngularMaps)->Unit(benchmark::kMillisecond);
 
-// Arguments: image size, ring statistic (0 median, 1 mean).
+// Arguments: image size, ring statistic (0 median, 1 mean), threads.
 void BM_AzimuthalAverageBackground(benchmark::State& state) {
   const int32_t size = static_cast<int32_t>(state.range(0));
   const ZrFloatMatrix& screen = Screen(size);
   const auto statistic = state.range(1) == 0 ? RfaRingStatistic::Median : RfaRingStatistic::Mean;
   for (auto _ : state) {
-    ZrFloatMatrix bg =
-        RfaAzimuthalAverageBackground(screen, size / 2.0f, size / 2.0f, 1.0f, statistic);
+    ZrFloatMatrix bg = RfaAzimuthalAverageBackground(
+        screen, size / 2.0f, size / 2.0f, 1.0f, statistic, static_cast<int32_t>(state.range(2)));
     benchmark::DoNotOptimize(bg.Data);
   }
   state.SetLabel(statistic == RfaRingStatistic::Median ? "median" : "mean");
 }
 BENCHMARK(BM_AzimuthalAverageBackground)
-    ->ArgsProduct({{1024, 2048}, {0, 1}})
+    ->ArgsProduct({{1024, 2048}, {0, 1}, {1, 2}})
     ->Unit(benchmark::kMillisecond);
 
 // The fit the chain runs before the azimuthal step (degree 5, margin 10, the screen's radius).

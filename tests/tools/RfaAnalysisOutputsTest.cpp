@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "formats/ZrKeyRecord.h"
+#include "formats/ZrSha256.h"
 #include "imageio/ZrImageCodec.h"
 #include "rfa/RfaAngularMap.h"
 #include "rfa/RfaProvenance.h"
@@ -49,7 +50,7 @@ class RfaAnalysisTest : public RfaProcessTest {
 TEST_F(RfaAnalysisTest, EveryResultRecordsWhereItCameFrom) {
   WriteScreen("s.tif", 48, 48);
   ASSERT_EQ(Run("-p @/p.rfa_bg -o @/out @/s.tif"), 0) << err_;
-  const std::string sha = RfaSha256Hex(ZrReadFileBytes(Path("s.tif")));
+  const std::string sha = ZrSha256Hex(ZrReadFileBytes(Path("s.tif")));
   std::map<std::string, double> doubles;
   std::map<std::string, std::string> texts;
   ZrKeyRecordRead(Path("out/s.keys.xml"), doubles, texts);

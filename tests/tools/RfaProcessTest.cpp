@@ -180,6 +180,17 @@ TEST_F(RfaProcessTest, BadFileFailsAloneAndLeavesNoOutput) {
   EXPECT_EQ(Files("out"), (std::vector<std::string>{"0.json", "0.keys.xml", "0.tif", "x0.json",
                                                     "x0.keys.xml", "x0.tif"}));
   EXPECT_NE(out_.find("processed 2 of 4 files"), std::string::npos) << out_;
+  // One job at a time, a job's outputs written while the next one is read: a write that fails
+  // is its own job's failure, reported in job order, and the jobs after it go on.
+  ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Path("one/0.tif"))));
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Run("-p @/p.rfa_bg -j 1 -o @/one @/in"), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(err_, At("rfa-process: @/one/0.tif: cannot write (Is a directory)\nrfa-process: "
+                     "@/in/1.tif: not a valid TIFF file (Can not read TIFF directory count)\n"
+                     "rfa-process: @/in/y.png: not a readable PNG file (the file is truncated)\n"));
+  EXPECT_EQ(Files("one"), (std::vector<std::string>{"x0.json", "x0.keys.xml", "x0.tif"}));
+  EXPECT_NE(out_.find("processed 1 of 4 files"), std::string::npos) << out_;
 }
 
 // Image, key record and pictures are written all or none: a run that cannot write one of them
