@@ -6,15 +6,20 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QHostAddress>
 #include <QProcess>
 #include <QTcpSocket>
 #include <QThread>
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <vector>
 
+#include "hostlink/ZrCmdPackUnpack.h"
+#include "hostlink/ZrHostFunctions.h"
 #include "hostlink/ZrPluginFuncVeldra.h"
+#include "refhost/ZrRefHost.h"
 #include "tests/common/ZrRefHostProcess.h"
 
 namespace {
@@ -73,6 +78,65 @@ int64_t EnvCount(const char* name, int64_t fallback) {
 }
 
 }  // namespace
+
+// One request per connection is handled per turn of the loop: a client that sends many
+// requests at once is served between the others, not ahead of them. Host and clients share
+// this thread, so both clients' bytes wait at the host before it runs its next turn.
+TEST(ZrRefHostClients, PipelinedRequestsAreServedBetweenTheOthers) {
+  ZrRefHost host;
+  ZrRefHostServer server(host);
+  ASSERT_TRUE(server.Listen(0, "")) << server.ErrorText();
+  int clients = 0;
+  QObject::connect(&server, &ZrRefHostServer::ClientsChanged, [&] { ++clients; });
+  auto requestOf = [](ZrHostFunction function) {
+    ZrCmdPackUnpack request("w");
+    request.OpenCmd();
+    request.SetFunc(function);
+    request.CloseCmd();
+    std::string text;
+    request.GetText(text);
+    return text;
+  };
+  const std::string one = requestOf(ZrHostFunction::WindowListIDGet);
+  std::string many;
+  constexpr int kPipelined = 50;
+  for (int n = 0; n < kPipelined; ++n) many += requestOf(ZrHostFunction::WindowGetFocusedID);
+
+  QTcpSocket flooding, single;
+  for (QTcpSocket* socket : {&flooding, &single}) {
+    socket->connectToHost(QHostAddress::LocalHost, server.Port());
+    ASSERT_TRUE(socket->waitForConnected(5000));
+  }
+  QElapsedTimer clock;
+  clock.start();
+  while (clients < 2 && clock.elapsed() < 5000) QCoreApplication::processEvents();
+  ASSERT_EQ(clients, 2);
+  flooding.write(many.data(), static_cast<qint64>(many.size()));
+  single.write(one.data(), static_cast<qint64>(one.size()));
+  ASSERT_TRUE(flooding.waitForBytesWritten(5000) && single.waitForBytesWritten(5000));
+
+  std::string answersFlooding, answersSingle;
+  auto count = [](const std::string& text) {
+    int64_t n = 0;
+    for (size_t at = text.find("</air>"); at != std::string::npos;
+         at = text.find("</air>", at + 1)) {
+      ++n;
+    }
+    return n;
+  };
+  while ((count(answersFlooding) < kPipelined || count(answersSingle) < 1) &&
+         clock.elapsed() < 10000) {
+    QCoreApplication::processEvents();
+    answersFlooding += flooding.readAll().toStdString();
+    answersSingle += single.readAll().toStdString();
+  }
+  ASSERT_EQ(count(answersFlooding), kPipelined);
+  ASSERT_EQ(count(answersSingle), 1);
+  const std::vector<std::string> handled = host.Requests();
+  ASSERT_EQ(handled.size(), kPipelined + 1u);
+  const auto at = std::find(handled.begin(), handled.end(), one) - handled.begin();
+  EXPECT_LE(at, 1) << "the single request waited for " << at << " pipelined ones";
+}
 
 // The host once rewrote one block under one key for every fetch of the same size, so a client
 // could read the window another client fetched after it.
