@@ -240,9 +240,9 @@ void RfaAccumulateFitSums(const RfaFitPixels& px, const RfaDiscBasis& basis,
   }
 
   if (table != nullptr) {
-    // Copying a vector from the table costs little beside the sums, so every thread copies
-    // what it needs of those of all pixels into chunks of its own (the values from the first
-    // index of its tiles or share of b on): no thread waits for another until the end.
+    // With M, copying a vector from the table costs little beside the sums, so every thread
+    // copies what it needs of those of all pixels into chunks of its own (the values from the
+    // first index of its tiles or share of b on): no thread waits for another until the end.
     const size_t chunkValues = static_cast<size_t>(kChunk) * static_cast<size_t>(Kp);
     std::vector<double> hiAll(static_cast<size_t>(threads) * chunkValues, 0.0);
     std::vector<double> loAll(hiAll.size(), 0.0);  // the padding (odd K) stays 0
@@ -252,11 +252,11 @@ void RfaAccumulateFitSums(const RfaFitPixels& px, const RfaDiscBasis& basis,
       const Share mine = share(id, omp_get_num_threads());
       double* const hi = hiAll.data() + static_cast<size_t>(id) * chunkValues;
       double* const lo = loAll.data() + static_cast<size_t>(id) * chunkValues;
-      // The values this thread reads: from its first tile's row or its first b on (to the end
-      // with tiles, as columns reach K; to the end of its b share without).
+      // The values this thread reads: from its first tile's row or its first b on, to the end
+      // (the tiles' columns reach K).
       const int32_t from0 =
           std::min(mine.First < mine.Last ? tiles[mine.First].first : Kp, mine.BFirst);
-      const int32_t end = wantM ? K : std::min(mine.BLast, K);
+      const int32_t end = K;
       for (int64_t first = 0; first < n; first += kChunk) {
         const int32_t count = static_cast<int32_t>(std::min<int64_t>(kChunk, n - first));
         for (int32_t k = 0; k < count; ++k) {
