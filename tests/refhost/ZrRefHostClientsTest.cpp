@@ -81,7 +81,9 @@ int64_t EnvCount(const char* name, int64_t fallback) {
 
 // One request per connection is handled per turn of the loop: a client that sends many
 // requests at once is served between the others, not ahead of them. Host and clients share
-// this thread, so both clients' bytes wait at the host before it runs its next turn.
+// this thread, so both clients' bytes wait at the host before it runs its next turn; the
+// single request comes within the first few turns, where serving a queue in one go would put
+// it after all fifty.
 TEST(ZrRefHostClients, PipelinedRequestsAreServedBetweenTheOthers) {
   ZrRefHost host;
   ZrRefHostServer server(host);
@@ -135,7 +137,7 @@ TEST(ZrRefHostClients, PipelinedRequestsAreServedBetweenTheOthers) {
   const std::vector<std::string> handled = host.Requests();
   ASSERT_EQ(handled.size(), kPipelined + 1u);
   const auto at = std::find(handled.begin(), handled.end(), one) - handled.begin();
-  EXPECT_LE(at, 1) << "the single request waited for " << at << " pipelined ones";
+  EXPECT_LT(at, 10) << "the single request waited for " << at << " pipelined ones";
 }
 
 // The host once rewrote one block under one key for every fetch of the same size, so a client
